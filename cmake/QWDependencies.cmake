@@ -1,0 +1,13 @@
+# Everything that is installed rather than written here.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
+pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)
+pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)
+pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo pangocairo)
+pkg_check_modules(JPEG REQUIRED IMPORTED_TARGET libjpeg)
+find_package(Threads REQUIRED)
+find_package(ZLIB REQUIRED)
+find_package(libzip REQUIRED)
+find_package(date REQUIRED)
+find_package(fmt REQUIRED)
+find_package(nlohmann_json 3.11 REQUIRED)
