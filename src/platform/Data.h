@@ -18,7 +18,8 @@ class Data {
   explicit Data(std::vector<std::uint8_t> bytes)
       : bytes_(bytes.empty() ? nullptr : std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes))) {}
   explicit Data(std::span<const std::uint8_t> bytes)
-      : Data(std::vector<std::uint8_t>(bytes.begin(), bytes.end())) {}
+      : bytes_(bytes.empty() ? nullptr
+                             : std::make_shared<const std::vector<std::uint8_t>>(bytes.begin(), bytes.end())) {}
   /// The bytes of a text, without a terminating zero.
   static Data fromText(std::string_view text) {
     return Data(std::vector<std::uint8_t>(text.begin(), text.end()));

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace qw {
+
+/// A colour in the sRGB space: red, green, blue and alpha, each from 0 to 1. A plain value that any thread
+/// may use.
+struct Color {
+  double red = 0;
+  double green = 0;
+  double blue = 0;
+  double alpha = 1;
+
+  static constexpr Color black() { return {0, 0, 0, 1}; }
+  static constexpr Color darkGray() { return {1.0 / 3, 1.0 / 3, 1.0 / 3, 1}; }
+  static constexpr Color white() { return {1, 1, 1, 1}; }
+
+  /// Reads four finite numbers separated by white space, with a point as decimal separator whatever the
+  /// locale; what follows them is ignored. Fewer numbers, or any other text, are no colour.
+  static std::optional<Color> fromComponents(std::string_view text);
+  /// "red green blue alpha", each with six fraction digits and a point, whatever the locale.
+  std::string components() const;
+
+  friend constexpr bool operator==(const Color&, const Color&) = default;
+};
+
+}  // namespace qw
