@@ -7,56 +7,103 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
+
+# Paths below the project are told to ccache and to the compiler as relative ones, so that clones share their cache
+# and no binary names the directory it was built in.
 find_program(QW_CCACHE ccache)
 if(QW_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${QW_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
+    CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${QW_CCACHE})
 endif()
+add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 
-add_library(qw_options INTERFACE)
-target_compile_options(qw_options INTERFACE -Wall -Wextra -Wconversion -Werror)
+add_compile_options(-Wall -Wextra -Wconversion)
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  add_compile_options(-Wno-sign-conversion)  # g++ leaves it out of -Wconversion
+endif()
+if(PROJECT_IS_TOP_LEVEL)
+  add_compile_options(-Werror)
+endif()
 if(QW_SANITIZE)
   add_compile_options(-fsanitize=${QW_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${QW_SANITIZE})
 endif()
 
-set(QW_FOLDERS "" CACHE INTERNAL "")
+# For targets without a source of their own.
+set(QW_EMPTY_SOURCE ${PROJECT_BINARY_DIR}/empty.cpp)
+file(CONFIGURE OUTPUT ${QW_EMPTY_SOURCE} CONTENT "")
 
-# qw_add_folder(name LINK public... PRIVATE_LINK private...)
-# The folder sees its own headers and those of what it links, and no other: each folder has an include root that holds
-# a link to that folder alone, so an include that points up does not compile.
-function(qw_add_folder name)
-  cmake_parse_arguments(ARG "" "" "LINK;PRIVATE_LINK" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${name}/*.cpp)
-  file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${name}/*.h)
-  set(root ${PROJECT_BINARY_DIR}/include/${name})
-  file(MAKE_DIRECTORY ${root})
-  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/src/${name} ${root}/${name} SYMBOLIC)
-  add_library(qw_${name} ${sources} ${headers})
-  add_library(QWAdditions::${name} ALIAS qw_${name})
-  set_target_properties(qw_${name} PROPERTIES OUTPUT_NAME qw_${name} EXPORT_NAME ${name} LINKER_LANGUAGE CXX)
-  target_include_directories(qw_${name} PUBLIC $<BUILD_INTERFACE:${root}> $<INSTALL_INTERFACE:include/QWAdditions>)
-  target_compile_features(qw_${name} PUBLIC cxx_std_20)
-  target_link_libraries(qw_${name} PUBLIC ${ARG_LINK} Threads::Threads PRIVATE ${ARG_PRIVATE_LINK} $<BUILD_INTERFACE:qw_options>)
-  set(QW_FOLDERS ${QW_FOLDERS} ${name} CACHE INTERNAL "")
-endfunction()
-
-function(qw_add_umbrella)
+# Makes a target QWAdditions::<folder> of each line of src/LAYERS, and QWAdditions::QWAdditions of them all. A folder
+# sees its own headers and those of what it links, and no other: each has an include root that holds a link to that
+# folder alone, so an include that points up does not compile.
+function(qw_add_folders)
   add_library(QWAdditions INTERFACE)
   add_library(QWAdditions::QWAdditions ALIAS QWAdditions)
-  foreach(folder ${QW_FOLDERS})
+  file(STRINGS ${PROJECT_SOURCE_DIR}/src/LAYERS lines REGEX "^[a-z]+:")
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/LAYERS)
+  set(folders "")
+  foreach(line ${lines})
+    string(REGEX MATCH "^([a-z]+):([a-z ]*)" _ "${line}")
+    set(folder ${CMAKE_MATCH_1})
+    string(REGEX MATCHALL "[a-z]+" lower "${CMAKE_MATCH_2}")
+    list(TRANSFORM lower PREPEND QWAdditions::)
+
+    file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${folder}/*.cpp ${PROJECT_SOURCE_DIR}/src/${folder}/*.h)
+    set(root ${PROJECT_BINARY_DIR}/include/${folder})
+    file(MAKE_DIRECTORY ${root})
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/src/${folder} ${root}/${folder} SYMBOLIC)
+    add_library(qw_${folder} ${sources} ${QW_EMPTY_SOURCE})
+    add_library(QWAdditions::${folder} ALIAS qw_${folder})
+    set_target_properties(qw_${folder} PROPERTIES EXPORT_NAME ${folder})
+    target_include_directories(qw_${folder}
+      PUBLIC $<BUILD_INTERFACE:${root}> $<INSTALL_INTERFACE:include/QWAdditions>)
+    target_compile_features(qw_${folder} PUBLIC cxx_std_20)
+    target_link_libraries(qw_${folder}
+      PUBLIC ${lower} ${QW_${folder}_LIBRARIES} Threads::Threads PRIVATE ${QW_${folder}_PRIVATE_LIBRARIES})
     target_link_libraries(QWAdditions INTERFACE qw_${folder})
+    list(APPEND folders ${folder})
   endforeach()
+  set(QW_FOLDERS ${folders} PARENT_SCOPE)
 endfunction()
 
-# tests/<folder>/*.cpp become one program, <folder>_test.
-function(qw_add_tests folder)
-  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${folder}/*.cpp)
-  if(NOT sources)
-    return()
-  endif()
+# Compiles every file below resources/ into the folder, for qw::resource().
+function(qw_embed_resources folder)
+  file(GLOB_RECURSE files CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/resources/*)
+  set(output ${PROJECT_BINARY_DIR}/resources.cpp)
+  set(script ${PROJECT_SOURCE_DIR}/cmake/QWEmbed.cmake)
+  file(CONFIGURE OUTPUT ${output}.list CONTENT "${files}")  # so that a removed file is noticed
+  add_custom_command(OUTPUT ${output} DEPENDS ${files} ${output}.list ${script} VERBATIM
+    COMMAND ${CMAKE_COMMAND} -D ROOT=${PROJECT_SOURCE_DIR}/resources -D OUTPUT=${output} -P ${script})
+  target_sources(qw_${folder} PRIVATE ${output})
+endfunction()
+
+# tests/<folder>/*.cpp become one program, <folder>_test, run in the project's directory. Under ThreadSanitizer it
+# holds only the files that have threads.
+function(qw_add_tests)
   find_package(GTest REQUIRED)
-  add_executable(${folder}_test ${sources})
-  target_link_libraries(${folder}_test PRIVATE QWAdditions::${folder} GTest::gmock_main qw_options)
-  target_include_directories(${folder}_test PRIVATE ${PROJECT_SOURCE_DIR}/tests)
-  add_test(NAME ${folder} COMMAND ${folder}_test)
+  add_library(qw_test_precompiled OBJECT ${QW_EMPTY_SOURCE})
+  target_link_libraries(qw_test_precompiled PRIVATE GTest::gmock Threads::Threads)
+  set_target_properties(qw_test_precompiled PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+  target_compile_options(qw_test_precompiled PRIVATE -fPIE)  # as the programs that use it
+  target_precompile_headers(qw_test_precompiled PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+  foreach(folder ${QW_FOLDERS})
+    file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${folder}/*.cpp)
+    if(QW_SANITIZE STREQUAL "thread")
+      foreach(source ${sources})
+        file(STRINGS ${source} threads LIMIT_COUNT 1 REGEX "std::j?thread|std::async|SerialQueue|OperationQueue")
+        if(source MATCHES "Test\\.cpp$" AND NOT threads)
+          list(REMOVE_ITEM sources ${source})
+        endif()
+      endforeach()
+    endif()
+    if(sources)
+      add_executable(${folder}_test ${sources})
+      # Tests check by the libraries' own means what the folder made with them.
+      target_link_libraries(${folder}_test
+        PRIVATE QWAdditions::${folder} ${QW_${folder}_PRIVATE_LIBRARIES} GTest::gmock_main)
+      target_include_directories(${folder}_test PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+      target_precompile_headers(${folder}_test REUSE_FROM qw_test_precompiled)
+      add_test(NAME ${folder} COMMAND ${folder}_test --gtest_brief=1 WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+    endif()
+  endforeach()
 endfunction()

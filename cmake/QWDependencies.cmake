@@ -1,13 +1,20 @@
-# Everything that is installed rather than written here.
+# Everything that is installed rather than written here. The installed package reads this file too.
+# (libzip through pkg-config: its CMake package asks for tools that come in packages of their own.)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
 pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)
 pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo pangocairo)
 pkg_check_modules(JPEG REQUIRED IMPORTED_TARGET libjpeg)
+pkg_check_modules(LIBZIP REQUIRED IMPORTED_TARGET libzip)
 find_package(Threads REQUIRED)
 find_package(ZLIB REQUIRED)
-pkg_check_modules(LIBZIP REQUIRED IMPORTED_TARGET libzip)
 find_package(date REQUIRED)
 find_package(fmt REQUIRED)
 find_package(nlohmann_json 3.11 REQUIRED)
+
+# What each folder of src/ links: LIBRARIES show in its headers, PRIVATE_LIBRARIES only in its sources.
+set(QW_platform_LIBRARIES PkgConfig::GLIB PkgConfig::ICU date::date-tz nlohmann_json::nlohmann_json fmt::fmt)
+set(QW_platform_PRIVATE_LIBRARIES PkgConfig::CAIRO PkgConfig::JPEG PkgConfig::LIBZIP ZLIB::ZLIB)
+set(QW_values_PRIVATE_LIBRARIES ZLIB::ZLIB)
+set(QW_store_LIBRARIES PkgConfig::SQLITE3)
