@@ -17,6 +17,9 @@ if(QW_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 
+# Some libraries ask for -pthread; a precompiled header fits only if all sources have it.
+add_compile_options(-pthread)
+
 add_compile_options(-Wall -Wextra -Wconversion)
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   add_compile_options(-Wno-sign-conversion)  # g++ leaves it out of -Wconversion
