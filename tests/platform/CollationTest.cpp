@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+#include <unicode/coll.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/ApplicationContext.h"
+#include "platform/Collation.h"
+
+namespace qw {
+namespace {
+
+using Collation::localizedCaseInsensitiveCompare;
+using Collation::localizedStandardCompare;
+using Collation::sortKey;
+
+class CollationTest : public testing::Test {
+ protected:
+  void setLocale(const std::string& locale) {
+    context_.change([&](ApplicationContext& context) { context.locale = locale; });
+  }
+
+  ApplicationContext::Override context_;
+};
+
+int signOf(std::weak_ordering order) { return order < 0 ? -1 : order > 0; }
+
+TEST_F(CollationTest, StandardOrderIsThatOfAFileList) {
+  struct Case {
+    const char* locale;
+    std::vector<std::string> ordered;
+  };
+  const Case cases[] = {
+      {"en_US", {"", "_draft", "10 apples", "Item", "Item 2", "Item 10", "Item 10a", "item 11", "Zoo"}},
+      {"en_US", {"file2.txt", "file10.txt", "file10b.txt"}},
+      {"en_US", {"cote", "Cote", "coté", "côte", "d"}},
+      {"en_US", {"a01", "a1", "a2"}},
+      {"en_US", {"99999999999999999999999", "100000000000000000000000"}},
+      {"de_DE", {"Ärger", "Zebra", "Zürich"}},
+      {"sv_SE", {"Zebra", "Ärger", "Örebro"}},
+      {"cs_CZ", {"cukr", "hora", "chata", "jablko"}},
+      {"da_DK", {"Zebra", "Aarhus"}},
+      {"no such locale", {"a", "B", "c"}},
+  };
+  for (const Case& test : cases) {
+    setLocale(test.locale);
+    auto shuffled = test.ordered;
+    std::reverse(shuffled.begin(), shuffled.end());
+    std::sort(shuffled.begin(), shuffled.end(),
+              [](const auto& a, const auto& b) { return localizedStandardCompare(a, b) < 0; });
+    EXPECT_EQ(shuffled, test.ordered) << test.locale;
+  }
+}
+
+TEST_F(CollationTest, OnlyEquivalentTextsAreEqual) {
+  EXPECT_EQ(localizedStandardCompare("caf\u00e9", "cafe\u0301"), std::strong_ordering::equal);
+  EXPECT_NE(localizedStandardCompare("a1", "a01"), std::strong_ordering::equal);
+  EXPECT_NE(localizedStandardCompare("a", "A"), std::strong_ordering::equal);
+  EXPECT_EQ(localizedCaseInsensitiveCompare("Stra\u00dfe 1", "STRA\u00dfE 1"),
+            std::weak_ordering::equivalent);
+  EXPECT_NE(localizedCaseInsensitiveCompare("cote", "cot\u00e9"), std::weak_ordering::equivalent);
+  EXPECT_TRUE(localizedCaseInsensitiveCompare("Item 10", "item 2") < 0);
+}
+
+// The oracle is the library's own comparison with the same settings, without any short cut.
+TEST_F(CollationTest, EveryLocaleOrdersAsItsCollatorDoes) {
+  const std::vector<std::string> pieces = {
+      "a",  "b",    "c",      "ch",     "H",      "A",      "aa",     "l",      "ll",     "lj",  "n", "y",
+      "w",  "z",    "Z",      "0",      "1",      "09",     "10",     " ",      "-",      "_",   ".", "'",
+      "\t", "\x01", "\u00e4", "\u00e9", "\u0301", "\u00b7", "\u00df", "\u0430", "\u4e2d", "\xff"};
+  std::mt19937 random(7);
+  const auto randomText = [&] {
+    std::string text;
+    for (auto count = random() % 6; count > 0; --count) text += pieces[random() % pieces.size()];
+    return text;
+  };
+  for (const char* locale :
+       {"en_US", "en_US_POSIX", "de_DE", "fr_CA", "sv_SE", "da_DK", "cs_CZ", "hr_HR", "hu_HU", "ru_RU",
+        "th_TH", "ja_JP", "zh_CN", "lt_LT", "cy_GB", "es@collation=traditional"}) {
+    setLocale(locale);
+    UErrorCode status = U_ZERO_ERROR;
+    const auto make = [&](UColAttributeValue strength, UColAttributeValue numeric) {
+      std::unique_ptr<icu::Collator> collator(icu::Collator::createInstance(icu::Locale(locale), status));
+      collator->setAttribute(UCOL_STRENGTH, strength, status);
+      collator->setAttribute(UCOL_NUMERIC_COLLATION, numeric, status);
+      return collator;
+    };
+    const auto standard = make(UCOL_IDENTICAL, UCOL_ON);
+    const auto insensitive = make(UCOL_SECONDARY, UCOL_OFF);
+    ASSERT_TRUE(U_SUCCESS(status)) << locale;
+    for (int i = 0; i < 4000; ++i) {
+      std::string a = randomText(), b = randomText();
+      if (i % 2) b = a.substr(0, random() % (a.size() + 1)) + b;
+      const int expected = standard->compareUTF8(a, b, status);
+      ASSERT_EQ(signOf(localizedStandardCompare(a, b)), expected)
+          << locale << ": '" << a << "' '" << b << "'";
+      ASSERT_EQ(signOf(sortKey(a) <=> sortKey(b)), expected) << locale << ": '" << a << "' '" << b << "'";
+      ASSERT_EQ(signOf(localizedCaseInsensitiveCompare(a, b)), insensitive->compareUTF8(a, b, status))
+          << locale << ": '" << a << "' '" << b << "'";
+    }
+  }
+}
+
+TEST_F(CollationTest, ThreadsSortAlikeAndFollowAChangeOfTheLocale) {
+  const std::vector<std::string> texts = {"Örebro", "Zebra", "Item 10", "Item 9", "ÅR", "apa", "1"};
+  for (const char* locale : {"de_DE", "sv_SE"}) {
+    setLocale(locale);
+    std::vector<std::vector<std::string>> sorted(4, texts);
+    std::vector<std::thread> threads;
+    for (auto& list : sorted)
+      threads.emplace_back([&list] {
+        for (int i = 0; i < 50; ++i) {
+          std::rotate(list.begin(), list.begin() + 3, list.end());
+          std::sort(list.begin(), list.end(),
+                    [](const auto& a, const auto& b) { return localizedStandardCompare(a, b) < 0; });
+        }
+      });
+    for (auto& thread : threads) thread.join();
+    for (const auto& list : sorted) EXPECT_EQ(list, sorted[0]);
+    EXPECT_EQ(sorted[0].back(), locale == std::string("sv_SE") ? "Örebro" : "Zebra");
+  }
+}
+
+}  // namespace
+}  // namespace qw
