@@ -1,0 +1,35 @@
+#include "platform/TemporaryDirectory.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+#include <system_error>
+
+#include "platform/ApplicationContext.h"
+#include "platform/FileManager.h"
+
+namespace qw {
+
+std::optional<TemporaryDirectory> TemporaryDirectory::create(std::string_view name, Error* error) {
+  return createIn(ApplicationContext::current().temporaryDirectory, name, error);
+}
+
+std::optional<TemporaryDirectory> TemporaryDirectory::createIn(const std::filesystem::path& parent,
+                                                               std::string_view name, Error* error) {
+  std::string path = (parent / (std::string(name) + "-XXXXXX")).string();
+  if (!mkdtemp(path.data())) {
+    Error::set(error, FileManager::kErrorDomain, FileManager::kSystemError,
+               fmt::format("A temporary directory could not be created in “{}”: {}.", parent.string(),
+                           std::generic_category().message(errno)));
+    return std::nullopt;
+  }
+  return TemporaryDirectory(std::move(path));
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  if (!path_.empty()) FileManager::removeItem(path_);
+}
+
+}  // namespace qw
