@@ -22,8 +22,9 @@ struct Anchor {
 
 }  // namespace detail
 
-/// A link that does not own: to a parent, an owner, a referenced object. It reads as null from the moment its target dies,
-/// and costs 8 bytes and two loads. The target is used on its own thread; links may be dropped on any.
+/// A link that does not own: to a parent, an owner, a referenced object. It reads as null from the moment its
+/// target dies, and costs 8 bytes and two loads. The target is used on its own thread; links may be dropped
+/// on any.
 template <class T>
 class Back {
  public:

@@ -75,7 +75,8 @@ const Class::Layout& Class::makeLayout() const {
   }
   // Two threads may both get here; the first one's table stays, for the process.
   const Layout* expected = nullptr;
-  if (layout_.compare_exchange_strong(expected, layout.get(), std::memory_order_acq_rel)) return *layout.release();
+  if (layout_.compare_exchange_strong(expected, layout.get(), std::memory_order_acq_rel))
+    return *layout.release();
   return *expected;
 }
 

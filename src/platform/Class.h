@@ -16,13 +16,21 @@ namespace qw {
 class Object;
 struct PropertyStorage;  // how the store keeps a property in columns: the store's own business
 
-/// What a property is to the rest of the system: persisted ones are attributes, references, owned objects, parents and
-/// children; a derived one is computed; a plain one is neither stored nor undone.
-enum class PropertyKind : std::uint8_t { kPlain, kAttribute, kReference, kOwned, kParent, kChildren, kDerived };
+/// What a property is to the rest of the system: persisted ones are attributes, references, owned objects,
+/// parents and children; a derived one is computed; a plain one is neither stored nor undone.
+enum class PropertyKind : std::uint8_t {
+  kPlain,
+  kAttribute,
+  kReference,
+  kOwned,
+  kParent,
+  kChildren,
+  kDerived
+};
 
-/// One row of a class's property table: everything that the system does with the property by its name goes through here.
-/// A literal type, so that tables are constants; made by `property`, `derived` and the store's `attribute`, `reference`,
-/// `owned`, `parent` and `children`.
+/// One row of a class's property table: everything that the system does with the property by its name goes
+/// through here. A literal type, so that tables are constants; made by `property`, `derived` and the store's
+/// `attribute`, `reference`, `owned`, `parent` and `children`.
 struct Property {
   using Keys = std::array<std::string_view, 6>;
 
@@ -37,7 +45,8 @@ struct Property {
   bool (*set)(Object&, const Value&) = nullptr;
   /// Puts back a value exactly as `get` gave it, as undo does. Null for a read-only property.
   bool (*restore)(Object&, const Value&) = nullptr;
-  /// Keys or key paths of the same object whose changes change this property; the first empty one ends the list.
+  /// Keys or key paths of the same object whose changes change this property; the first empty one ends the
+  /// list.
   Keys dependsOn{};
   /// Key of the property's title in the table "Synchronization"; empty when it has none.
   std::string_view localizationKey{};
@@ -48,12 +57,14 @@ struct Property {
 struct ClassOptions {
   /// SQL table; empty for a class that is not persisted.
   std::string_view table{};
-  /// Order of commit and of synchronization: parents lower than their children. -1: after all steps with a bound.
+  /// Order of commit and of synchronization: parents lower than their children. -1: after all steps with a
+  /// bound.
   std::int32_t synchronizationPriority = -1;
 };
 
-/// A class as data: its name, superclass, property table and how to make an instance. Constant-initialised (`define`),
-/// lives for the process, safe to read from any thread. The table is flattened over the superclasses at first use.
+/// A class as data: its name, superclass, property table and how to make an instance. Constant-initialised
+/// (`define`), lives for the process, safe to read from any thread. The table is flattened over the
+/// superclasses at first use.
 class Class {
  public:
   using Factory = std::shared_ptr<Object> (*)();
@@ -101,8 +112,8 @@ class Class {
   mutable std::atomic<const Layout*> layout_{nullptr};
 };
 
-/// The classes that can be found by name: those of stored rows, archives and declarations. A class gets here by being
-/// listed (a store lists its model classes), never by a static initialiser that a linker may drop.
+/// The classes that can be found by name: those of stored rows, archives and declarations. A class gets here
+/// by being listed (a store lists its model classes), never by a static initialiser that a linker may drop.
 class ClassRegistry {
  public:
   /// Adding a class again does nothing; adding another class under a taken name is a programming error.
@@ -162,11 +173,12 @@ consteval std::array<Property, sizeof...(Rows)> properties(Rows... rows) {
   return table;
 }
 
-/// A class description. `table` is a capture-less lambda written in the initialiser of the static member `kClass`, where
-/// it may name private members:
+/// A class description. `table` is a capture-less lambda written in the initialiser of the static member
+/// `kClass`, where it may name private members:
 ///
 ///   constinit const qw::Class Expense::kClass = qw::define<Expense, QWDatabaseObject>(
-///       "Expense", {.table = "Expense"}, [] { return qw::properties(qw::attribute<&Expense::payee_>("payee")); });
+///       "Expense", {.table = "Expense"}, [] { return
+///       qw::properties(qw::attribute<&Expense::payee_>("payee")); });
 template <class T, class Base, class L>
 constexpr Class define(std::string_view name, ClassOptions options, L) {
   return Class(name, &Base::kClass, options, detail::kTable<L>, detail::factoryOf<T>());

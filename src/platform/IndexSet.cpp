@@ -47,7 +47,8 @@ void IndexSet::remove(Range range) {
   std::vector<Range> kept;
   kept.reserve(ranges_.size() + 1);
   for (const Range& r : ranges_) {
-    if (r.location < range.location) kept.push_back({r.location, std::min(r.end(), range.location) - r.location});
+    if (r.location < range.location)
+      kept.push_back({r.location, std::min(r.end(), range.location) - r.location});
     if (r.end() > range.end()) {
       const std::size_t begin = std::max(r.location, range.end());
       kept.push_back({begin, r.end() - begin});

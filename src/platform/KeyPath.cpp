@@ -27,7 +27,8 @@ Value KeyPath::value(const Value& start, std::size_t from) const {
   if (from == components_.size()) return start;
   const Component& component = components_[from];
   switch (start.kind()) {
-    case Value::Kind::kObject: return value(component.value(*start.object()), from + 1);
+    case Value::Kind::kObject:
+      return value(component.value(*start.object()), from + 1);
     case Value::Kind::kArray:
     case Value::Kind::kSet: {
       if (component.key == "@count") return value(static_cast<std::int64_t>(start.count()), from + 1);
@@ -45,10 +46,12 @@ Value KeyPath::value(const Value& start, std::size_t from) const {
       const Class& c = *start.classValue();
       if (component.key == "name") return value(Value(c.name()), from + 1);
       if (component.key == "table") return value(Value(c.table()), from + 1);
-      if (component.key == "synchronizationPriority") return value(Value(c.synchronizationPriority()), from + 1);
+      if (component.key == "synchronizationPriority")
+        return value(Value(c.synchronizationPriority()), from + 1);
       return {};
     }
-    default: return {};
+    default:
+      return {};
   }
 }
 
@@ -74,7 +77,8 @@ ValueView KeyPath::view(const Object& object, Value& scratch) const {
 bool KeyPath::setValue(Object& object, const Value& newValue) const {
   if (components_.empty()) return false;
   std::shared_ptr<Object> target = object.shared_from_this();
-  for (std::size_t i = 0; i + 1 < components_.size() && target; ++i) target = components_[i].value(*target).object();
+  for (std::size_t i = 0; i + 1 < components_.size() && target; ++i)
+    target = components_[i].value(*target).object();
   return target && target->setValueForKey(newValue, components_.back().key);
 }
 

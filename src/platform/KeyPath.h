@@ -8,9 +8,9 @@
 
 namespace qw {
 
-/// A key path made ready: keys joined by ".", each of which remembers the property that it last meant, so that reading the
-/// same path on many objects of a class costs little more than the members. "self" (or an empty path) is the object
-/// itself. Used on one thread.
+/// A key path made ready: keys joined by ".", each of which remembers the property that it last meant, so
+/// that reading the same path on many objects of a class costs little more than the members. "self" (or an
+/// empty path) is the object itself. Used on one thread.
 class KeyPath {
  public:
   explicit KeyPath(std::string_view path);
@@ -20,13 +20,14 @@ class KeyPath {
   std::size_t length() const { return components_.size(); }
   bool isSelf() const { return components_.empty(); }
 
-  /// Null when a link on the way is null. A to-many hop gives an array with one value for each element; "@count" is the
-  /// number of elements of the collection before it.
+  /// Null when a link on the way is null. A to-many hop gives an array with one value for each element;
+  /// "@count" is the number of elements of the collection before it.
   Value value(const Object& object) const;
   Value value(const Value& start) const { return value(start, 0); }
   /// A borrowed look; `scratch` holds what cannot be borrowed and must live as long as the view.
   ValueView view(const Object& object, Value& scratch) const;
-  /// Sets the last key on the object that the others lead to. False when they lead to none, or when setting fails.
+  /// Sets the last key on the object that the others lead to. False when they lead to none, or when setting
+  /// fails.
   bool setValue(Object& object, const Value& value) const;
 
  private:

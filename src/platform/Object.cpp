@@ -29,8 +29,8 @@ struct ObjectExtras {
 
 }  // namespace detail
 
-/// One observer of a key path: an entry in the observer list of every object along the path, and observations of what the
-/// keys on the way depend on.
+/// One observer of a key path: an entry in the observer list of every object along the path, and observations
+/// of what the keys on the way depend on.
 struct Observation::State : std::enable_shared_from_this<Observation::State> {
   struct Level {
     std::string key;
@@ -60,16 +60,16 @@ struct Observation::State : std::enable_shared_from_this<Observation::State> {
     Level& level = levels[i];
     auto& extras = object.extras();
     level.object = Back<Object>(&object);
-    level.entry = extras.entries.insert(extras.entries.end(), {level.key, shared_from_this(), i, ++extras.lastNumber});
+    level.entry =
+        extras.entries.insert(extras.entries.end(), {level.key, shared_from_this(), i, ++extras.lastNumber});
     const Property* property = object.objectClass().property(level.key);
     if (!property) return;
     for (const std::string_view dependency : property->dependsOn) {
       if (dependency.empty()) break;
       remembersValue = true;
-      level.dependencies.push_back(object.observe(
-          dependency, [weak = weak_from_this(), i](const Change&) {
-            if (auto state = weak.lock()) state->pathChanged(i);
-          }));
+      level.dependencies.push_back(object.observe(dependency, [weak = weak_from_this(), i](const Change&) {
+        if (auto state = weak.lock()) state->pathChanged(i);
+      }));
     }
   }
 

@@ -19,8 +19,8 @@ struct ObjectExtras;
 struct Anchor;
 }  // namespace detail
 
-/// What happened to a property. For a plain set both values are whole; for the other kinds `indexes` says where in the
-/// ordered relation, `oldValue` holds the removed and `newValue` the inserted elements.
+/// What happened to a property. For a plain set both values are whole; for the other kinds `indexes` says
+/// where in the ordered relation, `oldValue` holds the removed and `newValue` the inserted elements.
 struct Change {
   enum class Kind : std::uint8_t { kSetting, kInsertion, kRemoval, kReplacement };
 
@@ -32,8 +32,8 @@ struct Change {
   IndexSet indexes;
 };
 
-/// Keeps an observer in place; destroying it (or `reset`) removes the observer, which is then not called again, even when
-/// this happens while the same change is being delivered. May outlive the observed object.
+/// Keeps an observer in place; destroying it (or `reset`) removes the observer, which is then not called
+/// again, even when this happens while the same change is being delivered. May outlive the observed object.
 class [[nodiscard]] Observation {
  public:
   struct State;
@@ -57,9 +57,9 @@ class [[nodiscard]] Observation {
 
 using Observer = std::function<void(const Change&)>;
 
-/// Base of everything that answers by key: key-value coding on the class's property table, key-value observation, and
-/// hooks for equality, text and archiving. Owned by `std::shared_ptr`, made by `make<T>()` or `Class::create`; belongs to
-/// the thread of its document (normally the main thread).
+/// Base of everything that answers by key: key-value coding on the class's property table, key-value
+/// observation, and hooks for equality, text and archiving. Owned by `std::shared_ptr`, made by `make<T>()`
+/// or `Class::create`; belongs to the thread of its document (normally the main thread).
 class Object : public std::enable_shared_from_this<Object> {
  public:
   Object() = default;
@@ -75,19 +75,20 @@ class Object : public std::enable_shared_from_this<Object> {
     return std::static_pointer_cast<T>(shared_from_this());
   }
 
-  /// The value of a property. "self" is the object, "class" its class; an unknown key goes to `valueForUndefinedKey`.
+  /// The value of a property. "self" is the object, "class" its class; an unknown key goes to
+  /// `valueForUndefinedKey`.
   Value valueForKey(std::string_view key) const;
-  /// Sets through the property's public setter. False when there is no such property, it is read-only, or the value has
-  /// the wrong type; nothing is changed then.
+  /// Sets through the property's public setter. False when there is no such property, it is read-only, or the
+  /// value has the wrong type; nothing is changed then.
   bool setValueForKey(const Value& value, std::string_view key);
   /// Keys joined by "."; after a to-many hop the result is an array with one value for each element.
   Value valueForKeyPath(std::string_view keyPath) const;
   bool setValueForKeyPath(const Value& value, std::string_view keyPath);
 
-  /// Observes a key or key path. Links along the path are followed: when one changes, the rest is observed on its new
-  /// target and the observer hears a plain set of the whole path. Observers may remove themselves or others while they are
-  /// called; one that is added meanwhile waits for the next change. Changes inside the elements of a to-many relation are
-  /// not followed.
+  /// Observes a key or key path. Links along the path are followed: when one changes, the rest is observed on
+  /// its new target and the observer hears a plain set of the whole path. Observers may remove themselves or
+  /// others while they are called; one that is added meanwhile waits for the next change. Changes inside the
+  /// elements of a to-many relation are not followed.
   Observation observe(std::string_view keyPath, Observer observer);
   /// Tells the observers of a key that it changed, around nothing.
   void notifyChangeValueForKey(std::string_view key);
@@ -151,15 +152,17 @@ std::shared_ptr<Object> createInstance() {
 
 }  // namespace detail
 
-/// Around a change that is not a plain assignment: takes the old value when somebody watches and delivers the notice at its
-/// end.
+/// Around a change that is not a plain assignment: takes the old value when somebody watches and delivers the
+/// notice at its end.
 class ChangeScope {
  public:
-  ChangeScope(Object& object, std::string_view key) : object_(object), key_(key), observed_(object.isObserved(key)) {
+  ChangeScope(Object& object, std::string_view key)
+      : object_(object), key_(key), observed_(object.isObserved(key)) {
     if (observed_) old_ = object.valueForKey(key);
   }
   ~ChangeScope() {
-    if (observed_) object_.didChange({Change::Kind::kSetting, key_, std::move(old_), object_.valueForKey(key_), {}});
+    if (observed_)
+      object_.didChange({Change::Kind::kSetting, key_, std::move(old_), object_.valueForKey(key_), {}});
   }
   ChangeScope(const ChangeScope&) = delete;
   ChangeScope& operator=(const ChangeScope&) = delete;

@@ -25,14 +25,14 @@ template <>
 struct ValueTraits<bool> {
   static Value toValue(bool value) { return value; }
   static std::optional<bool> fromValue(const Value& value) {
-    return value.isNumber() || value.isNull() || value.text() ? std::optional(value.boolValue()) : std::nullopt;
+    return value.isNumber() || value.isNull() || value.text() ? std::optional(value.boolValue())
+                                                              : std::nullopt;
   }
   static ValueView view(bool value) { return value; }
 };
 
 template <class T>
-  requires(std::is_integral_v<T> || std::is_enum_v<T>)
-struct ValueTraits<T> {
+requires(std::is_integral_v<T> || std::is_enum_v<T>) struct ValueTraits<T> {
   static Value toValue(T value) { return static_cast<std::int64_t>(value); }
   static std::optional<T> fromValue(const Value& value) {
     if (!value.isNumber() && !value.isNull() && !value.text()) return std::nullopt;
@@ -45,7 +45,8 @@ template <>
 struct ValueTraits<double> {
   static Value toValue(double value) { return value; }
   static std::optional<double> fromValue(const Value& value) {
-    return value.isNumber() || value.isNull() || value.text() ? std::optional(value.doubleValue()) : std::nullopt;
+    return value.isNumber() || value.isNull() || value.text() ? std::optional(value.doubleValue())
+                                                              : std::nullopt;
   }
   static ValueView view(double value) { return value; }
 };
@@ -110,21 +111,23 @@ struct ValueTraits<Image> : detail::ContentTraits<Image, &Value::image> {};
 
 template <class T>
 struct ValueTraits<std::optional<T>> {
-  static Value toValue(const std::optional<T>& value) { return value ? ValueTraits<T>::toValue(*value) : Value(); }
+  static Value toValue(const std::optional<T>& value) {
+    return value ? ValueTraits<T>::toValue(*value) : Value();
+  }
   static std::optional<std::optional<T>> fromValue(const Value& value) {
     if (value.isNull()) return std::optional<T>();
-    if (auto content = ValueTraits<T>::fromValue(value)) return std::optional<std::optional<T>>(std::move(content));
+    if (auto content = ValueTraits<T>::fromValue(value))
+      return std::optional<std::optional<T>>(std::move(content));
     return std::nullopt;
   }
-  static ValueView view(const std::optional<T>& value)
-    requires requires(const T& t) { ValueTraits<T>::view(t); }
-  {
-    return value ? ValueTraits<T>::view(*value) : ValueView();
+  static ValueView view(const std::optional<T>& value) requires requires(const T& t) {
+    ValueTraits<T>::view(t);
   }
+  { return value ? ValueTraits<T>::view(*value) : ValueView(); }
 };
 
 template <class T>
-  requires std::is_base_of_v<Object, T>
+requires std::is_base_of_v<Object, T>
 struct ValueTraits<std::shared_ptr<T>> {
   static Value toValue(const std::shared_ptr<T>& value) { return std::static_pointer_cast<Object>(value); }
   static std::optional<std::shared_ptr<T>> fromValue(const Value& value) {
@@ -149,7 +152,9 @@ struct ValueTraits<Back<T>> {
 template <class T>
 struct ValueTraits<T*> {
   static Value toValue(T* value) {
-    return value ? Value(std::const_pointer_cast<Object>(static_cast<const Object*>(value)->shared_from_this())) : Value();
+    return value
+               ? Value(std::const_pointer_cast<Object>(static_cast<const Object*>(value)->shared_from_this()))
+               : Value();
   }
 };
 
@@ -181,7 +186,9 @@ class Extension final : public ExtensionValue {
  public:
   explicit Extension(T value) : value_(std::move(value)) {}
   const T& value() const { return value_; }
-  bool isEqual(const ExtensionValue& other) const override { return value_ == static_cast<const Extension&>(other).value_; }
+  bool isEqual(const ExtensionValue& other) const override {
+    return value_ == static_cast<const Extension&>(other).value_;
+  }
   std::size_t hash() const override { return value_.hash(); }
   int compare(const ExtensionValue& other) const override {
     return value_.compare(static_cast<const Extension&>(other).value_);
@@ -192,7 +199,8 @@ class Extension final : public ExtensionValue {
   T value_;
 };
 
-/// `template <> struct qw::ValueTraits<QWDuration> : qw::ExtensionTraits<QWDuration> {};` makes such a type a member type.
+/// `template <> struct qw::ValueTraits<QWDuration> : qw::ExtensionTraits<QWDuration> {};` makes such a type a
+/// member type.
 template <class T>
 struct ExtensionTraits {
   static Value toValue(const T& value) {
@@ -222,8 +230,8 @@ struct Access {
     return ValueTraits<Result>::view(std::invoke(Member, static_cast<const Owner&>(object)));
   }
   static constexpr auto viewFunction() -> ValueView (*)(const Object&) {
-    constexpr bool borrowed = std::is_arithmetic_v<Result> || std::is_enum_v<Result> || std::is_same_v<Result, Date> ||
-                              kReference;
+    constexpr bool borrowed =
+        std::is_arithmetic_v<Result> || std::is_enum_v<Result> || std::is_same_v<Result, Date> || kReference;
     if constexpr (borrowed && requires(const Result& r) { ValueTraits<Result>::view(r); })
       return &view;
     else
@@ -258,7 +266,8 @@ bool callSetter(Object& object, const Value& value) {
 
 }  // namespace detail
 
-/// A property that is observed but neither stored nor undone; `Setter` is its public setter, none for read-only.
+/// A property that is observed but neither stored nor undone; `Setter` is its public setter, none for
+/// read-only.
 template <auto Member, auto Setter = nullptr>
 constexpr Property property(std::string_view key, PropertyOptions options = {}) {
   Property row;

@@ -39,10 +39,12 @@ void UndoManager::registerUndo(Object& target, std::function<void()> closure) {
   const Action run = [](Object&, const Property*, const Value& argument, std::int64_t) {
     static_cast<const Closure&>(*argument.extension()).run();
   };
-  add(target, run, nullptr, Value(std::shared_ptr<const ExtensionValue>(std::make_shared<Closure>(std::move(closure)))), 0);
+  add(target, run, nullptr,
+      Value(std::shared_ptr<const ExtensionValue>(std::make_shared<Closure>(std::move(closure)))), 0);
 }
 
-void UndoManager::add(Object& target, Action action, const Property* property, Value argument, std::int64_t number) {
+void UndoManager::add(Object& target, Action action, const Property* property, Value argument,
+                      std::int64_t number) {
   if (disabled_) return;
   if (openGroups_.empty()) {
     assert(groupsByEvent_ && "an action outside of any group");

@@ -10,10 +10,11 @@
 
 namespace qw {
 
-/// Undo and redo as stacks of groups of actions. Whatever changes a model registers how to go back; while going back, the
-/// same registrations become the way forward. Groups close by themselves at the end of each pass of the run loop
-/// (`groupsByEvent`), or are made by hand. Targets are held weakly: an action on a target that died does nothing. Owned by
-/// its document, used on the main thread.
+/// Undo and redo as stacks of groups of actions. Whatever changes a model registers how to go back; while
+/// going back, the same registrations become the way forward. Groups close by themselves at the end of each
+/// pass of the run loop
+/// (`groupsByEvent`), or are made by hand. Targets are held weakly: an action on a target that died does
+/// nothing. Owned by its document, used on the main thread.
 class UndoManager {
  public:
   UndoManager();
@@ -24,17 +25,20 @@ class UndoManager {
   /// `property.restore(target, oldValue)`: what a setter registers.
   void registerRestore(Object& target, const Property& property, Value oldValue);
   /// `action(target, property, argument, number)`, for relations and the like: no closure is made.
-  using Action = void (*)(Object& target, const Property* property, const Value& argument, std::int64_t number);
+  using Action = void (*)(Object& target, const Property* property, const Value& argument,
+                          std::int64_t number);
   void registerAction(Object& target, Action action, const Property* property = nullptr, Value argument = {},
                       std::int64_t number = 0);
-  /// Any closure; `target` only decides whether it still runs and whether `removeAllActionsWithTarget` drops it.
+  /// Any closure; `target` only decides whether it still runs and whether `removeAllActionsWithTarget` drops
+  /// it.
   void registerUndo(Object& target, std::function<void()> closure);
 
   bool isUndoing() const { return state_ == State::kUndoing; }
   bool isRedoing() const { return state_ == State::kRedoing; }
   bool canUndo() const;
   bool canRedo() const { return !redo_.empty(); }
-  /// Undoes the last group; an automatic group that is still open is closed first. Requires: no group open by hand.
+  /// Undoes the last group; an automatic group that is still open is closed first. Requires: no group open by
+  /// hand.
   void undo();
   void redo();
 
@@ -42,7 +46,8 @@ class UndoManager {
   void beginUndoGrouping();
   void endUndoGrouping();
   int groupingLevel() const { return static_cast<int>(openGroups_.size()); }
-  /// Takes back and forgets what was registered since the innermost open group began. Requires: an open group.
+  /// Takes back and forgets what was registered since the innermost open group began. Requires: an open
+  /// group.
   void undoNestedGroup();
   bool groupsByEvent() const { return groupsByEvent_; }
   void setGroupsByEvent(bool groups) { groupsByEvent_ = groups; }
@@ -64,7 +69,8 @@ class UndoManager {
   void removeAllActions();
   void removeAllActionsWithTarget(const Object& target);
 
-  /// Called before the first action of an undo or redo and after the last, while `isUndoing` or `isRedoing` still holds.
+  /// Called before the first action of an undo or redo and after the last, while `isUndoing` or `isRedoing`
+  /// still holds.
   struct Listener {
     virtual ~Listener() = default;
     virtual void undoManagerWillPerform(UndoManager&) {}

@@ -77,58 +77,80 @@ Dictionary& Value::mutableDictionary() { return detach<Dictionary>(); }
 
 bool Value::boolValue() const {
   switch (kind()) {
-    case Kind::kBool: return std::get<bool>(store_);
+    case Kind::kBool:
+      return std::get<bool>(store_);
     case Kind::kText: {
       const std::string& text = *this->text();
       const char first = text.empty() ? '\0' : text[0];
       return first == 'y' || first == 'Y' || first == 't' || first == 'T' || int64Value() != 0;
     }
-    case Kind::kInt: return std::get<std::int64_t>(store_) != 0;
-    case Kind::kDouble: return std::get<double>(store_) != 0;
-    case Kind::kDecimal: return !std::get<Decimal>(store_).isZero();
-    default: return false;
+    case Kind::kInt:
+      return std::get<std::int64_t>(store_) != 0;
+    case Kind::kDouble:
+      return std::get<double>(store_) != 0;
+    case Kind::kDecimal:
+      return !std::get<Decimal>(store_).isZero();
+    default:
+      return false;
   }
 }
 
 std::int64_t Value::int64Value() const {
   switch (kind()) {
-    case Kind::kBool: return std::get<bool>(store_);
-    case Kind::kInt: return std::get<std::int64_t>(store_);
+    case Kind::kBool:
+      return std::get<bool>(store_);
+    case Kind::kInt:
+      return std::get<std::int64_t>(store_);
     case Kind::kDouble: {
       const double value = std::get<double>(store_);
-      return value >= -9.2233720368547758e18 && value < 9.2233720368547758e18 ? static_cast<std::int64_t>(value) : 0;
+      return value >= -9.2233720368547758e18 && value < 9.2233720368547758e18
+                 ? static_cast<std::int64_t>(value)
+                 : 0;
     }
-    case Kind::kDecimal: return std::get<Decimal>(store_).truncatedToInt64();
+    case Kind::kDecimal:
+      return std::get<Decimal>(store_).truncatedToInt64();
     case Kind::kText: {
       auto number = leadingNumber(*text());
       return number ? number->truncatedToInt64() : 0;
     }
-    default: return 0;
+    default:
+      return 0;
   }
 }
 
 double Value::doubleValue() const {
   switch (kind()) {
-    case Kind::kBool: return std::get<bool>(store_) ? 1 : 0;
-    case Kind::kInt: return static_cast<double>(std::get<std::int64_t>(store_));
-    case Kind::kDouble: return std::get<double>(store_);
-    case Kind::kDecimal: return std::get<Decimal>(store_).toDouble();
+    case Kind::kBool:
+      return std::get<bool>(store_) ? 1 : 0;
+    case Kind::kInt:
+      return static_cast<double>(std::get<std::int64_t>(store_));
+    case Kind::kDouble:
+      return std::get<double>(store_);
+    case Kind::kDecimal:
+      return std::get<Decimal>(store_).toDouble();
     case Kind::kText: {
       auto number = leadingNumber(*text());
       return number ? number->toDouble() : 0;
     }
-    default: return 0;
+    default:
+      return 0;
   }
 }
 
 std::optional<Decimal> Value::decimalValue() const {
   switch (kind()) {
-    case Kind::kBool: return Decimal(std::get<bool>(store_) ? 1 : 0);
-    case Kind::kInt: return Decimal(std::get<std::int64_t>(store_));
-    case Kind::kDouble: return Decimal::fromText(description());
-    case Kind::kDecimal: return std::get<Decimal>(store_);
-    case Kind::kText: return Decimal::fromText(*text());
-    default: return std::nullopt;
+    case Kind::kBool:
+      return Decimal(std::get<bool>(store_) ? 1 : 0);
+    case Kind::kInt:
+      return Decimal(std::get<std::int64_t>(store_));
+    case Kind::kDouble:
+      return Decimal::fromText(description());
+    case Kind::kDecimal:
+      return std::get<Decimal>(store_);
+    case Kind::kText:
+      return Decimal::fromText(*text());
+    default:
+      return std::nullopt;
   }
 }
 
@@ -142,23 +164,35 @@ std::string Value::description() const {
     return text + close;
   };
   switch (kind()) {
-    case Kind::kNull: return "";
-    case Kind::kBool: return std::get<bool>(store_) ? "1" : "0";
-    case Kind::kInt: return std::to_string(std::get<std::int64_t>(store_));
+    case Kind::kNull:
+      return "";
+    case Kind::kBool:
+      return std::get<bool>(store_) ? "1" : "0";
+    case Kind::kInt:
+      return std::to_string(std::get<std::int64_t>(store_));
     case Kind::kDouble: {
       char buffer[32];
       const auto end = std::to_chars(buffer, buffer + sizeof buffer, std::get<double>(store_)).ptr;
       return std::string(buffer, end);
     }
-    case Kind::kDecimal: return std::get<Decimal>(store_).text();
-    case Kind::kText: return *text();
-    case Kind::kDate: return std::to_string(date()->seconds());
-    case Kind::kData: return "<" + std::to_string(data()->size()) + " bytes>";
-    case Kind::kColor: return color()->components();
-    case Kind::kImage: return "<image>";
-    case Kind::kObject: return object()->description();
-    case Kind::kArray: return list(*array(), "(", ")");
-    case Kind::kSet: return list(*set(), "{", "}");
+    case Kind::kDecimal:
+      return std::get<Decimal>(store_).text();
+    case Kind::kText:
+      return *text();
+    case Kind::kDate:
+      return std::to_string(date()->seconds());
+    case Kind::kData:
+      return "<" + std::to_string(data()->size()) + " bytes>";
+    case Kind::kColor:
+      return color()->components();
+    case Kind::kImage:
+      return "<image>";
+    case Kind::kObject:
+      return object()->description();
+    case Kind::kArray:
+      return list(*array(), "(", ")");
+    case Kind::kSet:
+      return list(*set(), "{", "}");
     case Kind::kDictionary: {
       std::string text = "{";
       for (const auto& [key, value] : *dictionary()) {
@@ -167,35 +201,50 @@ std::string Value::description() const {
       }
       return text + "}";
     }
-    case Kind::kExtension: return extension()->description();
-    case Kind::kClass: return std::string(classValue()->name());
+    case Kind::kExtension:
+      return extension()->description();
+    case Kind::kClass:
+      return std::string(classValue()->name());
   }
   return "";
 }
 
 std::size_t Value::count() const {
   switch (kind()) {
-    case Kind::kNull: return 0;
-    case Kind::kArray: return array()->size();
-    case Kind::kSet: return set()->size();
-    case Kind::kDictionary: return dictionary()->size();
-    default: return 1;
+    case Kind::kNull:
+      return 0;
+    case Kind::kArray:
+      return array()->size();
+    case Kind::kSet:
+      return set()->size();
+    case Kind::kDictionary:
+      return dictionary()->size();
+    default:
+      return 1;
   }
 }
 
 std::size_t Value::hash() const {
   switch (kind()) {
-    case Kind::kNull: return 0;
+    case Kind::kNull:
+      return 0;
     case Kind::kBool:
     case Kind::kInt:
     case Kind::kDouble:
-    case Kind::kDecimal: return std::hash<double>{}(doubleValue());
-    case Kind::kText: return std::hash<std::string>{}(*text());
-    case Kind::kDate: return std::hash<std::int64_t>{}(date()->microseconds());
-    case Kind::kData: return std::hash<std::string_view>{}(data()->text());
-    case Kind::kColor: return std::hash<std::string>{}(color()->components());
-    case Kind::kImage: return 1;
-    case Kind::kObject: return object()->hash();
+    case Kind::kDecimal:
+      return std::hash<double>{}(doubleValue());
+    case Kind::kText:
+      return std::hash<std::string>{}(*text());
+    case Kind::kDate:
+      return std::hash<std::int64_t>{}(date()->microseconds());
+    case Kind::kData:
+      return std::hash<std::string_view>{}(data()->text());
+    case Kind::kColor:
+      return std::hash<std::string>{}(color()->components());
+    case Kind::kImage:
+      return 1;
+    case Kind::kObject:
+      return object()->hash();
     case Kind::kArray: {
       std::size_t seed = array()->size();
       for (const Value& element : *array()) seed = combine(seed, element.hash());
@@ -208,11 +257,14 @@ std::size_t Value::hash() const {
     }
     case Kind::kDictionary: {
       std::size_t seed = dictionary()->size();
-      for (const auto& [key, value] : *dictionary()) seed = combine(combine(seed, std::hash<std::string>{}(key)), value.hash());
+      for (const auto& [key, value] : *dictionary())
+        seed = combine(combine(seed, std::hash<std::string>{}(key)), value.hash());
       return seed;
     }
-    case Kind::kExtension: return extension()->hash();
-    case Kind::kClass: return std::hash<const void*>{}(classValue());
+    case Kind::kExtension:
+      return extension()->hash();
+    case Kind::kClass:
+      return std::hash<const void*>{}(classValue());
   }
   return 0;
 }
@@ -222,21 +274,33 @@ bool operator==(const Value& a, const Value& b) {
   if (a.isNumber() && b.isNumber()) return compareNumbers(a, b) == 0;
   if (a.kind() != b.kind()) return false;
   switch (a.kind()) {
-    case Kind::kNull: return true;
-    case Kind::kText: return *a.text() == *b.text();
-    case Kind::kDate: return *a.date() == *b.date();
-    case Kind::kData: return *a.data() == *b.data();
-    case Kind::kColor: return *a.color() == *b.color();
-    case Kind::kImage: return *a.image() == *b.image();
-    case Kind::kObject: return a.object() == b.object() || a.object()->isEqual(*b.object());
-    case Kind::kArray: return a.array() == b.array() || *a.array() == *b.array();
-    case Kind::kSet: return a.set() == b.set() || *a.set() == *b.set();
-    case Kind::kDictionary: return a.dictionary() == b.dictionary() || *a.dictionary() == *b.dictionary();
+    case Kind::kNull:
+      return true;
+    case Kind::kText:
+      return *a.text() == *b.text();
+    case Kind::kDate:
+      return *a.date() == *b.date();
+    case Kind::kData:
+      return *a.data() == *b.data();
+    case Kind::kColor:
+      return *a.color() == *b.color();
+    case Kind::kImage:
+      return *a.image() == *b.image();
+    case Kind::kObject:
+      return a.object() == b.object() || a.object()->isEqual(*b.object());
+    case Kind::kArray:
+      return a.array() == b.array() || *a.array() == *b.array();
+    case Kind::kSet:
+      return a.set() == b.set() || *a.set() == *b.set();
+    case Kind::kDictionary:
+      return a.dictionary() == b.dictionary() || *a.dictionary() == *b.dictionary();
     case Kind::kExtension:
       return a.extension() == b.extension() ||
              (typeid(*a.extension()) == typeid(*b.extension()) && a.extension()->isEqual(*b.extension()));
-    case Kind::kClass: return a.classValue() == b.classValue();
-    default: return false;
+    case Kind::kClass:
+      return a.classValue() == b.classValue();
+    default:
+      return false;
   }
 }
 
@@ -244,10 +308,14 @@ int Value::compare(const Value& a, const Value& b) {
   if (a.isNumber() && b.isNumber()) return compareNumbers(a, b);
   if (a.kind() != b.kind()) return order(a.kind(), b.kind());
   switch (a.kind()) {
-    case Kind::kText: return order(*a.text(), *b.text());
-    case Kind::kDate: return order(*a.date(), *b.date());
-    case Kind::kData: return order(a.data()->text(), b.data()->text());
-    case Kind::kObject: return a.object() == b.object() ? 0 : a.object()->compare(*b.object());
+    case Kind::kText:
+      return order(*a.text(), *b.text());
+    case Kind::kDate:
+      return order(*a.date(), *b.date());
+    case Kind::kData:
+      return order(a.data()->text(), b.data()->text());
+    case Kind::kObject:
+      return a.object() == b.object() ? 0 : a.object()->compare(*b.object());
     case Kind::kArray: {
       const Array &left = *a.array(), &right = *b.array();
       for (std::size_t i = 0; i < left.size() && i < right.size(); ++i)
@@ -258,8 +326,10 @@ int Value::compare(const Value& a, const Value& b) {
       if (typeid(*a.extension()) == typeid(*b.extension())) return a.extension()->compare(*b.extension());
       return typeid(*a.extension()).before(typeid(*b.extension())) ? -1 : 1;
     }
-    case Kind::kClass: return order(a.classValue()->name(), b.classValue()->name());
-    default: return a == b ? 0 : order(a.count(), b.count());
+    case Kind::kClass:
+      return order(a.classValue()->name(), b.classValue()->name());
+    default:
+      return a == b ? 0 : order(a.count(), b.count());
   }
 }
 
@@ -296,13 +366,26 @@ bool operator==(const ValueSet& a, const ValueSet& b) {
 
 ValueView::ValueView(const Value& value) {
   switch (value.kind()) {
-    case Value::Kind::kNull: break;
-    case Value::Kind::kBool: *this = ValueView(value.boolValue()); break;
-    case Value::Kind::kInt: *this = ValueView(value.int64Value()); break;
-    case Value::Kind::kDouble: *this = ValueView(value.doubleValue()); break;
-    case Value::Kind::kText: *this = ValueView(std::string_view(*value.text())); break;
-    case Value::Kind::kDate: *this = ValueView(*value.date()); break;
-    case Value::Kind::kObject: *this = ValueView(value.object().get()); break;
+    case Value::Kind::kNull:
+      break;
+    case Value::Kind::kBool:
+      *this = ValueView(value.boolValue());
+      break;
+    case Value::Kind::kInt:
+      *this = ValueView(value.int64Value());
+      break;
+    case Value::Kind::kDouble:
+      *this = ValueView(value.doubleValue());
+      break;
+    case Value::Kind::kText:
+      *this = ValueView(std::string_view(*value.text()));
+      break;
+    case Value::Kind::kDate:
+      *this = ValueView(*value.date());
+      break;
+    case Value::Kind::kObject:
+      *this = ValueView(value.object().get());
+      break;
     default:
       kind_ = Kind::kValue;
       content_.pointer = &value;
@@ -311,15 +394,24 @@ ValueView::ValueView(const Value& value) {
 
 Value ValueView::toValue() const {
   switch (kind_) {
-    case Kind::kNull: return {};
-    case Kind::kBool: return boolean();
-    case Kind::kInt: return integer();
-    case Kind::kDouble: return real();
-    case Kind::kDecimal: return decimal();
-    case Kind::kText: return text();
-    case Kind::kDate: return date();
-    case Kind::kObject: return object()->shared_from_this();
-    case Kind::kValue: return value();
+    case Kind::kNull:
+      return {};
+    case Kind::kBool:
+      return boolean();
+    case Kind::kInt:
+      return integer();
+    case Kind::kDouble:
+      return real();
+    case Kind::kDecimal:
+      return decimal();
+    case Kind::kText:
+      return text();
+    case Kind::kDate:
+      return date();
+    case Kind::kObject:
+      return object()->shared_from_this();
+    case Kind::kValue:
+      return value();
   }
   return {};
 }

@@ -27,8 +27,8 @@ class ValueSet;
 using Array = std::vector<Value>;
 using Dictionary = std::map<std::string, Value, std::less<>>;
 
-/// A small immutable value that the ground floor does not know (a duration, a constant): it travels inside a `Value`
-/// and answers for its own equality, order and text.
+/// A small immutable value that the ground floor does not know (a duration, a constant): it travels inside a
+/// `Value` and answers for its own equality, order and text.
 class ExtensionValue {
  public:
   virtual ~ExtensionValue() = default;
@@ -40,22 +40,37 @@ class ExtensionValue {
   virtual std::string description() const = 0;
 };
 
-/// Any value that a property can hold, owning. Cheap to move; containers and objects are shared on copy and containers
-/// are detached when changed through `mutableArray` and the like. Equality, hash and order are by content: numbers of
-/// all kinds compare by value, objects by `Object::isEqual`, sets without regard to order.
+/// Any value that a property can hold, owning. Cheap to move; containers and objects are shared on copy and
+/// containers are detached when changed through `mutableArray` and the like. Equality, hash and order are by
+/// content: numbers of all kinds compare by value, objects by `Object::isEqual`, sets without regard to
+/// order.
 class Value {
  public:
   enum class Kind : std::uint8_t {
-    kNull, kBool, kInt, kDouble, kDecimal, kText, kDate, kData, kColor, kImage, kObject, kArray, kSet, kDictionary,
-    kExtension, kClass
+    kNull,
+    kBool,
+    kInt,
+    kDouble,
+    kDecimal,
+    kText,
+    kDate,
+    kData,
+    kColor,
+    kImage,
+    kObject,
+    kArray,
+    kSet,
+    kDictionary,
+    kExtension,
+    kClass
   };
 
   Value() = default;
   Value(std::nullptr_t) {}
   Value(bool value) : store_(value) {}
   template <class I>
-    requires(std::is_integral_v<I> && !std::is_same_v<I, bool> && !std::is_same_v<I, char>)
-  Value(I value) : store_(static_cast<std::int64_t>(value)) {}
+  requires(std::is_integral_v<I> && !std::is_same_v<I, bool> && !std::is_same_v<I, char>) Value(I value)
+      : store_(static_cast<std::int64_t>(value)) {}
   Value(double value) : store_(value) {}
   Value(Decimal value) : store_(value) {}
   Value(std::string value) : store_(std::move(value)) {}
@@ -68,8 +83,8 @@ class Value {
   Value(const Class* value) : store_(value) { nullIfEmpty(value); }
   /// A null pointer makes the null value.
   template <class T>
-    requires std::is_base_of_v<Object, T>
-  Value(std::shared_ptr<T> object) : Value(std::shared_ptr<Object>(std::move(object)), 0) {}
+  requires std::is_base_of_v<Object, T> Value(std::shared_ptr<T> object)
+      : Value(std::shared_ptr<Object>(std::move(object)), 0) {}
   Value(std::shared_ptr<Object> object) : Value(std::move(object), 0) {}
   Value(std::shared_ptr<const ExtensionValue> value) : store_(std::move(value)) {
     nullIfEmpty(*std::get_if<std::shared_ptr<const ExtensionValue>>(&store_));
@@ -117,8 +132,8 @@ class Value {
   ValueSet& mutableSet();
   Dictionary& mutableDictionary();
 
-  /// Readings that convert between numbers and read texts as numbers; what cannot be read is 0 or false, as key-value
-  /// coding does for scalar properties.
+  /// Readings that convert between numbers and read texts as numbers; what cannot be read is 0 or false, as
+  /// key-value coding does for scalar properties.
   bool boolValue() const;
   std::int64_t int64Value() const;
   double doubleValue() const;
@@ -131,8 +146,8 @@ class Value {
 
   std::size_t hash() const;
   friend bool operator==(const Value& a, const Value& b);
-  /// Negative, 0 or positive: null first, numbers by value, texts by Unicode code point, dates by time, extension values
-  /// by their own order; values of kinds that have no common order compare by kind.
+  /// Negative, 0 or positive: null first, numbers by value, texts by Unicode code point, dates by time,
+  /// extension values by their own order; values of kinds that have no common order compare by kind.
   static int compare(const Value& a, const Value& b);
 
  private:
@@ -152,8 +167,8 @@ class Value {
   T& detach();
 
   std::variant<std::monostate, bool, std::int64_t, double, Decimal, std::string, Date, Data, Color, Image,
-               std::shared_ptr<Object>, std::shared_ptr<Array>, std::shared_ptr<ValueSet>, std::shared_ptr<Dictionary>,
-               std::shared_ptr<const ExtensionValue>, const Class*>
+               std::shared_ptr<Object>, std::shared_ptr<Array>, std::shared_ptr<ValueSet>,
+               std::shared_ptr<Dictionary>, std::shared_ptr<const ExtensionValue>, const Class*>
       store_;
 };
 
@@ -163,7 +178,8 @@ struct ValueHash {
   std::size_t operator()(const Value& value) const { return value.hash(); }
 };
 
-/// A set of values that keeps the order in which they came; two sets are equal when they hold the same elements.
+/// A set of values that keeps the order in which they came; two sets are equal when they hold the same
+/// elements.
 class ValueSet {
  public:
   ValueSet() = default;
@@ -190,8 +206,8 @@ class ValueSet {
   std::unordered_map<Value, std::size_t, ValueHash> positions_;
 };
 
-/// A borrowed look at a value while a predicate or a sort runs: 16 bytes, nothing is copied. Valid only until the object
-/// that it was read from changes.
+/// A borrowed look at a value while a predicate or a sort runs: 16 bytes, nothing is copied. Valid only until
+/// the object that it was read from changes.
 class ValueView {
  public:
   enum class Kind : std::uint8_t { kNull, kBool, kInt, kDouble, kDecimal, kText, kDate, kObject, kValue };
@@ -241,8 +257,8 @@ static_assert(sizeof(ValueView) == 16);
 
 /// How a member type becomes a `Value` and back. Specialise it for a type of your own:
 ///   static Value toValue(const T&);
-///   static std::optional<T> fromValue(const Value&);  // no value when it cannot be one; null gives T's own null if any
-///   static ValueView view(const T&);                  // optional
+///   static std::optional<T> fromValue(const Value&);  // no value when it cannot be one; null gives T's own
+///   null if any static ValueView view(const T&);                  // optional
 template <class T>
 struct ValueTraits;
 
