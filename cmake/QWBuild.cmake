@@ -26,7 +26,8 @@ if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   add_compile_options(-Wno-sign-conversion -Wno-potentially-evaluated-expression)
 elseif(CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # Known false alarms of g++ 12 on inlined std::string and initializer lists; AddressSanitizer does their work.
-  add_compile_options(-Wno-restrict -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread)
+  add_compile_options(-Wno-restrict -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread
+    -Wno-free-nonheap-object)
 endif()
 if(PROJECT_IS_TOP_LEVEL)
   add_compile_options(-Werror)
