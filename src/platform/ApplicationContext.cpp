@@ -83,6 +83,7 @@ void ApplicationContext::install(ApplicationContext context) {
   Installed& current = installed();
   current.hasIdentifierSource = static_cast<bool>(context.identifierSource);
   current.context = std::move(context);
+  generation_.fetch_add(1, std::memory_order_acq_rel);
 }
 
 UUID ApplicationContext::uniqueID() {

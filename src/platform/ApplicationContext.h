@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -39,10 +41,15 @@ struct ApplicationContext {
 
   /// The context in force, made from the environment at first use. Valid until another one is installed.
   static const ApplicationContext& current();
+  /// Differs after each `install`, for values that are derived from the context and kept.
+  static std::uint64_t generation() { return generation_.load(std::memory_order_acquire); }
   /// Puts a context in force. No other thread may be using the previous one.
   static void install(ApplicationContext context);
   /// A new identifier from the source of the context in force.
   static UUID uniqueID();
+
+ private:
+  static inline std::atomic<std::uint64_t> generation_{0};
 };
 
 /// Puts in force, while it lives, a context for tests: all directories inside a fresh temporary directory

@@ -9,6 +9,7 @@
 
 #include "platform/ApplicationContext.h"
 #include "platform/FileDescriptor.h"
+#include "platform/Localization.h"
 #include "platform/UUID.h"
 
 namespace qw::FileManager {
@@ -16,11 +17,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool fail(Error* error, const char* verb, const fs::path& path, int reason) {
+// Fills the error with the framework's text of a key, about a file and the system's reason.
+bool fail(Error* error, std::string_view key, const fs::path& path, int reason) {
   if (!error) return false;
   return Error::set(error, kErrorDomain, kSystemError,
-                    fmt::format("“{}” could not be {}: {}.", path.filename().string(), verb,
-                                std::generic_category().message(reason)));
+                    Localization::frameworkFormat(
+                        key, {path.filename().string(), std::generic_category().message(reason)}));
 }
 
 // Removes the file at the end unless it was put in its place.
@@ -57,7 +59,7 @@ std::optional<fs::path> supportDirectory(Error* error) {
   fs::create_directories(context.supportDirectory, failure);
   const fs::path path = context.supportDirectory / context.applicationIdentifier;
   if (::mkdir(path.c_str(), 0700) != 0 && !fs::is_directory(path, failure)) {
-    fail(error, "created", path, errno);
+    fail(error, "Error.Create", path, errno);
     return std::nullopt;
   }
   return path;
@@ -65,7 +67,7 @@ std::optional<fs::path> supportDirectory(Error* error) {
 
 std::optional<Data> contents(const fs::path& path, std::size_t maximumSize, Error* error) {
   const auto failed = [&](int reason) {
-    fail(error, "read", path, reason);
+    fail(error, "Error.Read", path, reason);
     return std::nullopt;
   };
   // Not blocking, because opening a pipe would wait for a writer.
@@ -75,7 +77,8 @@ std::optional<Data> contents(const fs::path& path, std::size_t maximumSize, Erro
   if (!S_ISREG(status.st_mode)) return failed(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
   const auto tooLarge = [&] {
     Error::set(error, kErrorDomain, kTooLarge,
-               fmt::format("“{}” is larger than {} bytes.", path.filename().string(), maximumSize));
+               Localization::frameworkFormat("Error.TooLarge",
+                                             {path.filename().string(), std::to_string(maximumSize)}));
     return std::nullopt;
   };
   const auto size = static_cast<std::size_t>(status.st_size);
@@ -106,16 +109,17 @@ bool writeAtomically(std::string_view bytes, const fs::path& path, Error* error)
   if (!file) {
     const int reason = errno;
     scratch.path.clear();
-    return fail(error, "written", path, reason);
+    return fail(error, "Error.Write", path, reason);
   }
-  if (!file.writeAll(bytes.data(), bytes.size()) || !file.close()) return fail(error, "written", path, errno);
+  if (!file.writeAll(bytes.data(), bytes.size()) || !file.close())
+    return fail(error, "Error.Write", path, errno);
   if (!replaceItem(target, scratch.path, error)) return false;
   scratch.path.clear();
   return true;
 }
 
 bool replaceItem(const fs::path& path, const fs::path& replacement, Error* error) {
-  const auto failed = [&] { return fail(error, "written", path, errno); };
+  const auto failed = [&] { return fail(error, "Error.Write", path, errno); };
   {
     const auto file = FileDescriptor::open(replacement.c_str(), O_RDONLY);
     struct stat status;
@@ -133,7 +137,7 @@ bool replaceItem(const fs::path& path, const fs::path& replacement, Error* error
 bool removeItem(const fs::path& path, Error* error) {
   std::error_code failure;
   fs::remove_all(path, failure);
-  return !failure || fail(error, "removed", path, failure.value());
+  return !failure || fail(error, "Error.Remove", path, failure.value());
 }
 
 }  // namespace qw::FileManager

@@ -1,7 +1,5 @@
 #include "platform/TemporaryDirectory.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <string>
@@ -9,6 +7,7 @@
 
 #include "platform/ApplicationContext.h"
 #include "platform/FileManager.h"
+#include "platform/Localization.h"
 
 namespace qw {
 
@@ -21,8 +20,7 @@ std::optional<TemporaryDirectory> TemporaryDirectory::createIn(const std::filesy
   std::string path = (parent / (std::string(name) + "-XXXXXX")).string();
   if (!mkdtemp(path.data())) {
     Error::set(error, FileManager::kErrorDomain, FileManager::kSystemError,
-               fmt::format("A temporary directory could not be created in “{}”: {}.", parent.string(),
-                           std::generic_category().message(errno)));
+               Localization::frameworkFormat("Error.Create", {path, std::generic_category().message(errno)}));
     return std::nullopt;
   }
   return TemporaryDirectory(std::move(path));

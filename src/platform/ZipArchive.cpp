@@ -12,12 +12,15 @@
 
 #include "platform/FileDescriptor.h"
 #include "platform/FileManager.h"
+#include "platform/Localization.h"
 #include "platform/UUID.h"
 
 namespace qw::ZipArchive {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::string_view kTooLarge = "Archive.TooLarge";
 
 struct Discard {
   void operator()(zip_t* archive) const { zip_discard(archive); }
@@ -33,19 +36,22 @@ struct Entry {
   std::uint64_t size;
 };
 
-bool fail(Error* error, int code, const fs::path& path, std::string_view reason) {
-  if (!error) return false;
+bool failWith(Error* error, int code, const fs::path& path, std::string_view reason) {
   return Error::set(error, FileManager::kErrorDomain, code,
-                    fmt::format("Archive “{}”: {}.", path.filename().string(), reason));
+                    Localization::frameworkFormat("Error.Archive", {path.filename().string(), reason}));
+}
+
+// The reason is the framework's text of a key, with one argument.
+bool fail(Error* error, int code, const fs::path& path, std::string_view key,
+          std::string_view argument = {}) {
+  return error && failWith(error, code, path, Localization::frameworkFormat(key, {argument}));
 }
 
 bool fail(Error* error, const fs::path& path, zip_error_t* reason) {
-  int code = FileManager::kBadArchive;
   switch (zip_error_code_zip(reason)) {
     case ZIP_ER_NOPASSWD:
     case ZIP_ER_WRONGPASSWD:
-      code = FileManager::kWrongPassword;
-      break;
+      return fail(error, FileManager::kWrongPassword, path, "Archive.WrongPassword");
     case ZIP_ER_RENAME:
     case ZIP_ER_CLOSE:
     case ZIP_ER_WRITE:
@@ -55,16 +61,14 @@ bool fail(Error* error, const fs::path& path, zip_error_t* reason) {
     case ZIP_ER_TMPOPEN:
     case ZIP_ER_MEMORY:
     case ZIP_ER_REMOVE:
-      code = FileManager::kSystemError;
-      break;
+      return failWith(error, FileManager::kSystemError, path, zip_error_strerror(reason));
     default:
-      break;
+      return fail(error, FileManager::kBadArchive, path, "Archive.Damaged", zip_error_strerror(reason));
   }
-  return fail(error, code, path, zip_error_strerror(reason));
 }
 
 bool failSystem(Error* error, const fs::path& path, int reason) {
-  return fail(error, FileManager::kSystemError, path, std::generic_category().message(reason));
+  return failWith(error, FileManager::kSystemError, path, std::generic_category().message(reason));
 }
 
 Archive open(const fs::path& path, int flags, Error* error) {
@@ -82,7 +86,7 @@ Archive open(const fs::path& path, int flags, Error* error) {
 // libzip takes passwords as C strings.
 bool checkPassword(std::string_view password, const fs::path& path, Error* error) {
   return password.find('\0') == password.npos ||
-         fail(error, FileManager::kWrongPassword, path, "a password cannot hold a zero byte");
+         fail(error, FileManager::kWrongPassword, path, "Archive.WrongPassword");
 }
 
 bool addFile(zip_t* archive, const fs::path& file, const std::string& name, const std::string& password) {
@@ -107,8 +111,8 @@ bool addItem(zip_t* archive, const fs::path& item, const std::string& name, cons
   const fs::file_status status = fs::status(item, failure);
   if (fs::is_regular_file(status)) return addFile(archive, item, name, password);
   if (!fs::is_directory(status)) {
-    reason = fmt::format("“{}” {}", item.filename().string(),
-                         fs::exists(status) ? "is neither a file nor a directory" : "does not exist");
+    reason = Localization::frameworkFormat(fs::exists(status) ? "Archive.NoPlainFile" : "Archive.Missing",
+                                           {item.filename().string()});
     return false;
   }
   if (zip_dir_add(archive, name.c_str(), ZIP_FL_ENC_UTF_8) < 0) return false;
@@ -123,7 +127,7 @@ bool addItem(zip_t* archive, const fs::path& item, const std::string& name, cons
   for (const fs::path& child : sorted) {
     // What a link points to may lie anywhere, also above the link.
     if (fs::is_symlink(child)) {
-      reason = fmt::format("“{}” is a symbolic link", child.filename().string());
+      reason = Localization::frameworkFormat("Archive.NoPlainFile", {child.filename().string()});
       return false;
     }
     if (!addItem(archive, child, name + "/" + child.filename().string(), password, reason)) return false;
@@ -131,30 +135,24 @@ bool addItem(zip_t* archive, const fs::path& item, const std::string& name, cons
   return true;
 }
 
-// Why a name cannot be extracted, or null.
-const char* flawOfName(std::string_view name) {
-  if (name.empty()) return "an entry has no name";
-  if (name.size() > kMaximumNameLength) return "the name of an entry is too long";
-  if (!g_utf8_validate(name.data(), static_cast<gssize>(name.size()), nullptr))
-    return "a name is not valid text";
+bool isAllowedName(std::string_view name) {
+  if (name.empty() || name.size() > kMaximumNameLength) return false;
+  if (!g_utf8_validate(name.data(), static_cast<gssize>(name.size()), nullptr)) return false;
   const auto isForbidden = [](char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7F || c == '\\';
   };
-  if (std::any_of(name.begin(), name.end(), isForbidden)) return "a name holds forbidden characters";
-  if (name.front() == '/' || (name.size() > 1 && name[1] == ':' && g_ascii_isalpha(name[0]))) {
-    return "an entry has an absolute path";
-  }
+  if (std::any_of(name.begin(), name.end(), isForbidden)) return false;
+  const bool hasDrive = name.size() > 1 && name[1] == ':' && g_ascii_isalpha(name[0]);
+  if (hasDrive || std::count(name.begin(), name.end(), '/') > kMaximumDepth) return false;
   if (name.back() == '/') name.remove_suffix(1);
-  if (std::count(name.begin(), name.end(), '/') > kMaximumDepth) return "the path of an entry is too deep";
   for (std::size_t start = 0; start <= name.size();) {
     const std::size_t end = std::min(name.find('/', start), name.size());
     const std::string_view component = name.substr(start, end - start);
-    if (component.empty() || component == "." || component == "..")
-      return "the path of an entry is not plain";
-    if (component.size() > 255) return "the name of an entry is too long";
+    // An empty component is also what an absolute path begins with.
+    if (component.empty() || component == "." || component == ".." || component.size() > 255) return false;
     start = end + 1;
   }
-  return nullptr;
+  return true;
 }
 
 bool isFileOrDirectory(zip_t* archive, zip_uint64_t index) {
@@ -189,15 +187,18 @@ class Names {
 
 // Every entry of the archive; none when any of them, or all together, must not be extracted.
 std::optional<std::vector<Entry>> checkedEntries(zip_t* archive, const fs::path& path, Error* error) {
-  const auto bad = [&](std::string_view reason, int code = FileManager::kBadArchive) {
-    fail(error, code, path, reason);
+  const auto bad = [&](std::string_view key, std::string_view argument = {}) {
+    fail(error, key == kTooLarge ? FileManager::kTooLarge : FileManager::kBadArchive, path, key, argument);
     return std::nullopt;
   };
   const zip_int64_t count = zip_get_num_entries(archive, 0);
-  if (count > kMaximumEntries) return bad("it has too many entries", FileManager::kTooLarge);
+  if (count > kMaximumEntries) return bad(kTooLarge);
   std::error_code failure;
   const std::uint64_t archiveSize = fs::file_size(path, failure);
-  if (failure) return bad(failure.message(), FileManager::kSystemError);
+  if (failure) {
+    failSystem(error, path, failure.value());
+    return std::nullopt;
+  }
   const std::uint64_t bound = std::min(kMaximumExpandedSize, archiveSize * kMaximumRatio);
 
   std::vector<Entry> entries;
@@ -208,15 +209,15 @@ std::optional<std::vector<Entry>> checkedEntries(zip_t* archive, const fs::path&
     zip_stat_t status;
     constexpr zip_uint64_t kNeeded = ZIP_STAT_NAME | ZIP_STAT_SIZE | ZIP_STAT_ENCRYPTION_METHOD;
     if (zip_stat_index(archive, index, 0, &status) != 0 || (status.valid & kNeeded) != kNeeded) {
-      return bad("an entry is damaged");
+      return bad("Archive.Damaged", zip_strerror(archive));
     }
     std::string name = status.name;
-    if (const char* flaw = flawOfName(name)) return bad(flaw);
-    if (!isFileOrDirectory(archive, index)) return bad(fmt::format("“{}” is no plain file", name));
+    if (!isAllowedName(name)) return bad("Archive.ForbiddenName", std::to_string(index + 1));
+    if (!isFileOrDirectory(archive, index)) return bad("Archive.NoPlainFile", name);
     const bool isDirectory = name.back() == '/';
     if (isDirectory) name.pop_back();
-    if (!names.add(name, isDirectory)) return bad(fmt::format("“{}” occurs twice", name));
-    if (status.size > bound - expandedSize) return bad("its contents are too large", FileManager::kTooLarge);
+    if (!names.add(name, isDirectory)) return bad("Archive.DuplicateName", name);
+    if (status.size > bound - expandedSize) return bad(kTooLarge);
     expandedSize += status.size;
     entries.push_back(
         {index, std::move(name), isDirectory, status.encryption_method != ZIP_EM_NONE, status.size});
@@ -250,7 +251,7 @@ bool extractFile(zip_t* archive, const Entry& entry, const std::string& password
       return failSystem(error, archivePath, errno);
   }
   if (written != entry.size)
-    return fail(error, FileManager::kBadArchive, archivePath, "an entry has a wrong size");
+    return fail(error, FileManager::kBadArchive, archivePath, "Archive.WrongSize", entry.name);
   return file.close() || failSystem(error, archivePath, errno);
 }
 
@@ -347,9 +348,8 @@ bool liesIn(std::string_view name, std::string_view document) {
 bool zipFiles(std::span<const fs::path> paths, const fs::path& toPath, std::string_view password,
               std::string_view comment, Error* error) {
   if (!checkPassword(password, toPath, error)) return false;
-  if (paths.empty())
-    return fail(error, FileManager::kArchiveEmpty, toPath, "there is nothing to put into it");
-  if (comment.size() > 65'535) return fail(error, FileManager::kTooLarge, toPath, "the comment is too long");
+  if (paths.empty()) return fail(error, FileManager::kArchiveEmpty, toPath, "Archive.NothingToAdd");
+  if (comment.size() > 65'535) return fail(error, FileManager::kTooLarge, toPath, "Archive.CommentTooLong");
   // In the same directory, so that the finished archive only has to be renamed.
   const fs::path unfinished = toPath.parent_path() / fmt::format(".{}", UUID::random().text());
   Archive archive = open(unfinished, ZIP_CREATE | ZIP_EXCL, error);
@@ -360,7 +360,7 @@ bool zipFiles(std::span<const fs::path> paths, const fs::path& toPath, std::stri
     const fs::path item = path.has_filename() ? path : path.parent_path();
     if (!addItem(archive.get(), item, item.filename().string(), secret, reason)) {
       return reason.empty() ? fail(error, toPath, zip_get_error(archive.get()))
-                            : fail(error, FileManager::kSystemError, toPath, reason);
+                            : failWith(error, FileManager::kSystemError, toPath, reason);
     }
   }
   if (!comment.empty() && zip_set_archive_comment(archive.get(), comment.data(),
@@ -431,7 +431,7 @@ std::optional<Document> unzipDocumentWithExtensions(std::span<const std::string>
     if (!document.empty()) break;
   }
   if (document.empty()) {
-    fail(error, FileManager::kArchiveEmpty, path, "it holds no such document");
+    fail(error, FileManager::kArchiveEmpty, path, "Archive.NoDocument");
     return std::nullopt;
   }
   std::erase_if(*entries, [&](const Entry& entry) { return !liesIn(entry.name, document); });
