@@ -2,12 +2,16 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <iterator>
+#include <map>
 #include <optional>
 #include <vector>
 
 namespace qw {
 
-/// A sorted set of indexes, kept as ranges: the places in an ordered collection that a change concerns.
+/// A sorted set of indexes, kept as ranges: rows of a list, positions that were inserted or removed. A change
+/// costs the logarithm of the number of ranges, and no more than a constant where indexes are added in
+/// ascending order. Iterating gives the indexes in ascending order; a change ends all iterators.
 class IndexSet {
  public:
   /// `count` indexes from `location` on.
@@ -17,39 +21,92 @@ class IndexSet {
     std::size_t end() const { return location + count; }
     friend bool operator==(const Range&, const Range&) = default;
   };
+  class Iterator;
 
   IndexSet() = default;
-  explicit IndexSet(std::size_t index) : ranges_{{index, 1}} {}
-  explicit IndexSet(Range range) { add(range); }
   IndexSet(std::initializer_list<std::size_t> indexes) {
     for (const std::size_t index : indexes) add(index);
   }
+  explicit IndexSet(std::size_t index) { add(index); }
+  explicit IndexSet(Range range) { add(range); }
 
   bool empty() const { return ranges_.empty(); }
-  /// Linear in the number of ranges.
-  std::size_t count() const;
-  bool contains(std::size_t index) const;
+  std::size_t count() const { return count_; }
   std::optional<std::size_t> first() const;
   std::optional<std::size_t> last() const;
-  /// In ascending order, not touching one another.
-  const std::vector<Range>& ranges() const { return ranges_; }
-  /// Calls `visit(index)` in ascending order.
-  template <class Visit>
-  void forEach(Visit visit) const {
-    for (const Range& range : ranges_)
-      for (std::size_t index = range.location; index < range.end(); ++index) visit(index);
-  }
+  bool contains(std::size_t index) const { return contains(Range{index, 1}); }
+  /// Whether all indexes of the range are in the set; true for an empty range.
+  bool contains(Range range) const;
+  bool intersects(Range range) const;
+  /// The nearest index of the set above or below the given one.
+  std::optional<std::size_t> firstAfter(std::size_t index) const;
+  std::optional<std::size_t> lastBefore(std::size_t index) const;
 
-  /// Constant time when indexes come in ascending order, else linear in the number of ranges.
+  Iterator begin() const;
+  Iterator end() const;
+  /// In ascending order, none empty, none touching the next.
+  std::vector<Range> ranges() const;
+
   void add(std::size_t index) { add(Range{index, 1}); }
   void add(Range range);
+  void add(const IndexSet& other);
   void remove(std::size_t index) { remove(Range{index, 1}); }
   void remove(Range range);
+  void remove(const IndexSet& other);
+  void clear();
+  /// Makes room for, or closes the gap left by, elements at `index`: the indexes from there on move up by a
+  /// positive `distance`; with a negative one they move down, over the indexes just before `index`, which
+  /// leave the set.
+  void shift(std::size_t index, std::ptrdiff_t distance);
 
   friend bool operator==(const IndexSet&, const IndexSet&) = default;
 
  private:
-  std::vector<Range> ranges_;
+  using Ranges = std::map<std::size_t, std::size_t>;
+  // The range that holds the index or is the first one after it.
+  Ranges::const_iterator rangeFrom(std::size_t index) const;
+
+  Ranges ranges_;  // begin to end
+  std::size_t count_ = 0;
 };
+
+class IndexSet::Iterator {
+ public:
+  using iterator_category = std::forward_iterator_tag;
+  using value_type = std::size_t;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const std::size_t*;
+  using reference = const std::size_t&;
+
+  Iterator() = default;
+  reference operator*() const { return index_; }
+  Iterator& operator++() {
+    if (++index_ == range_->second) {
+      ++range_;
+      settle();
+    }
+    return *this;
+  }
+  Iterator operator++(int) {
+    Iterator before = *this;
+    ++*this;
+    return before;
+  }
+  friend bool operator==(const Iterator& a, const Iterator& b) {
+    return a.range_ == b.range_ && a.index_ == b.index_;
+  }
+
+ private:
+  friend class IndexSet;
+  Iterator(Ranges::const_iterator range, Ranges::const_iterator end) : range_(range), end_(end) { settle(); }
+  void settle() { index_ = range_ == end_ ? 0 : range_->first; }
+
+  Ranges::const_iterator range_;
+  Ranges::const_iterator end_;
+  std::size_t index_ = 0;
+};
+
+inline IndexSet::Iterator IndexSet::begin() const { return {ranges_.begin(), ranges_.end()}; }
+inline IndexSet::Iterator IndexSet::end() const { return {ranges_.end(), ranges_.end()}; }
 
 }  // namespace qw
