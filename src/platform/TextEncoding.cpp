@@ -34,6 +34,7 @@ struct TextEncoding::Charset {
   // The characters of the bytes A0 to FF where ICU carries no table.
   std::u16string_view upperPart = {};
 
+  bool isUTF16() const { return mark.size() == 2; }
   bool refuses(char32_t character) const {
     return quirk == Quirk::kUndefinedAsControls &&
            ((character >= 0x80 && character <= 0x9F) || (character >= 0xF8F0 && character <= 0xF8FF));
@@ -110,6 +111,11 @@ struct CloseConverter {
 };
 using Converter = std::unique_ptr<UConverter, CloseConverter>;
 
+// Leaves the error as it is. UCNV_FROM_U_CALLBACK_STOP clears it for "default ignorable" characters (soft
+// hyphens, joiners), which would drop them without a word.
+void stopAtAnyCharacter(const void*, UConverterFromUnicodeArgs*, const UChar*, std::int32_t, UChar32,
+                        UConverterCallbackReason, UErrorCode*) {}
+
 // Null when ICU carries no table for it.
 Converter openConverter(const Charset& charset) {
   UErrorCode status = U_ZERO_ERROR;
@@ -117,7 +123,7 @@ Converter openConverter(const Charset& charset) {
   if (!converter) return nullptr;
   status = U_ZERO_ERROR;
   ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
-  ucnv_setFromUCallBack(converter.get(), UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+  ucnv_setFromUCallBack(converter.get(), stopAtAnyCharacter, nullptr, nullptr, nullptr, &status);
   ucnv_setFallback(converter.get(), false);
   return U_SUCCESS(status) ? std::move(converter) : nullptr;
 }
@@ -271,12 +277,14 @@ std::size_t encodeMultiByte(const Charset& charset, UConverter* converter, std::
   std::array<std::size_t, kChunk> places;
   std::array<char, kChunk * 4> buffer;
   std::size_t place = 0;
+  bool privateUse = false;
   do {
     std::size_t count = 0;
     while (place < text.size() && count + 1 < units.size()) {
       const std::size_t start = place;
       char32_t character = nextCharacter(text, place);
       if (charset.refuses(character)) return start;
+      privateUse = privateUse || (character >= 0xE000 && character <= 0xF8FF);
       if (charset.quirk == Quirk::kPermutedControls && character < 0x80)
         character = ownToPermuted(static_cast<char16_t>(character));
       places[count] = places[count + 1] = start;
@@ -302,6 +310,16 @@ std::size_t encodeMultiByte(const Charset& charset, UConverter* converter, std::
   if (charset.quirk == Quirk::kModes) {
     if (bytes.starts_with("~}")) bytes.erase(0, 2);
     if (endOfHZ(bytes) == HZEnd::kGB) bytes += "~}";
+  }
+  if (privateUse) {
+    // ICU falls back to other characters for these, whatever it was told.
+    std::string again;
+    ucnv_reset(converter);
+    decodeMultiByte(charset, converter, bytes, again);
+    auto differs = static_cast<std::size_t>(
+        std::mismatch(text.begin(), text.end(), again.begin(), again.end()).first - text.begin());
+    while (differs > 0 && differs < text.size() && (text[differs] & 0xC0) == 0x80) --differs;
+    if (differs < text.size()) return differs;
   }
   return kNowhere;
 }
@@ -362,10 +380,8 @@ std::optional<std::string> TextEncoding::decode(std::string_view bytes, Error* e
       break;
     }
     case Kind::kMultiByte: {
-      // The mark of the other byte order.
-      if (charset.mark.size() == 2 && bytes.size() >= 2 && bytes[0] == charset.mark[1] &&
-          bytes[1] == charset.mark[0]) {
-        bad = 0;
+      if (charset.isUTF16() && rest.size() >= 2 && rest[0] == charset.mark[1] && rest[1] == charset.mark[0]) {
+        bad = 0;  // the mark of the other byte order
         break;
       }
       const Converter converter = openConverter(charset);
@@ -398,7 +414,10 @@ std::optional<Data> TextEncoding::encode(std::string_view text, Error* error) co
     const Converter converter = openConverter(charset);
     if (!converter) return failUnavailable(charset, error), std::nullopt;
     std::string bytes;
-    missing = encodeMultiByte(charset, converter.get(), text, bytes);
+    // At the start it would be read as the mark of the other byte order.
+    missing = charset.isUTF16() && text.starts_with("\uFFFE")
+                  ? 0
+                  : encodeMultiByte(charset, converter.get(), text, bytes);
     data = Data::fromText(bytes);
   }
   if (missing == kNowhere) return data;

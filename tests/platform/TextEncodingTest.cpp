@@ -146,8 +146,16 @@ TEST(TextEncodingTest, CharactersTheEncodingLacksAreAnErrorThatNamesThePlace) {
       {"Shift_JIS", "\U0001F600", 0},
       {"GB2312", "\u4e2d\U0001F600", 3},
       {"GBK", "a\uf8f5", 1},
+      {"GBK", "a\u200b", 1},
+      {"HZ-GB-2312", "\u4e2d\uFEFF", 3},
+      {"Big5-HKSCS", "\u4e2d\ue2be", 3},
+      {"Shift_JIS", "a\u00ad", 1},
       {"HZ-GB-2312", "a\u20ac", 1},
       {"ISO-2022-CN", "\u4e2d\x0E", 3},
+      {"UTF-16LE",
+       "\uFFFE"
+       "a",
+       0},
       {"UTF-16LE", "a\xFF", 1, TextEncoding::kInvalidBytes},
       {"UTF-8", "a\xED\xA0\x80", 1, TextEncoding::kInvalidBytes},
   };
