@@ -1,20 +1,10 @@
 #include "platform/NotificationQueue.h"
 
-#include "platform/RunLoop.h"
+#include "platform/PerThread.h"
 
 namespace qw {
 
-NotificationQueue& NotificationQueue::current() {
-  if (RunLoop::isMainThread()) {
-    static auto* queue = new NotificationQueue;  // for senders that die while the program ends
-    return *queue;
-  }
-  static thread_local NotificationQueue queue;
-  return queue;
-}
-
-// The loop is made first, so that it outlives the queue that it calls.
-NotificationQueue::NotificationQueue() { RunLoop::current(); }
+NotificationQueue& NotificationQueue::current() { return perThread<NotificationQueue>(); }
 
 void NotificationQueue::enqueue(NotificationName name, const void* sender) {
   if (find(name, sender) != numbersBySender_.end()) return;

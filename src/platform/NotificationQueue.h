@@ -36,7 +36,9 @@ class NotificationQueue {
   };
   using Index = std::unordered_multimap<const void*, std::uint64_t>;
 
-  NotificationQueue();
+  template <class T>
+  friend T& perThread();
+  NotificationQueue() = default;
   void schedule();
   void deliver();
   Index::iterator find(NotificationName name, const void* sender);
