@@ -41,6 +41,8 @@ using ByText = std::unordered_map<std::string, T, Hash, std::equal_to<>>;
 using Table = ByText<std::string>;
 using Tables = ByText<Table>;                                  // by name
 using Languages = std::map<std::string, Tables, std::less<>>;  // by BCP 47 tag
+// What one language shows. There are a handful of tables and most look-ups are in the first.
+using Merged = std::vector<std::pair<std::string, Table>>;
 
 std::string canonicalTag(std::string_view language) {
   if (language == kBase) return std::string(kBase);
@@ -73,7 +75,7 @@ std::string bestLanguage(const Languages& available, const std::vector<std::stri
 }
 
 // The tables of one language with what it lacks filled in from those it falls back to.
-Tables merged(const Languages& available, const std::string& language) {
+Merged merged(const Languages& available, const std::string& language) {
   std::vector<std::string_view> chain;
   for (std::string_view tag = language; !tag.empty();) {
     chain.push_back(tag);
@@ -88,7 +90,10 @@ Tables merged(const Languages& available, const std::string& language) {
     if (tables == available.end()) continue;
     for (const auto& [name, table] : tables->second) result[name].insert(table.begin(), table.end());
   }
-  return result;
+  Merged tables(std::make_move_iterator(result.begin()), std::make_move_iterator(result.end()));
+  std::partition(tables.begin(), tables.end(),
+                 [](const auto& table) { return table.first == kDefaultTable; });
+  return tables;
 }
 
 bool parseTable(std::string_view json, std::string_view name, Table& table, Error* error) {
@@ -125,8 +130,8 @@ struct State {
   std::uint64_t generation;
   std::string applicationLanguage;
   std::string frameworkLanguage;
-  const Tables* application;
-  const Tables* framework;
+  const Merged* application;
+  const Merged* framework;
 };
 
 class Registry {
@@ -168,9 +173,9 @@ class Registry {
     return states_.back();
   }
 
-  const Tables* tables(const Languages& available, const std::string& language,
-                       std::map<std::string, const Tables*>& current) {
-    const Tables*& found = current[language];
+  const Merged* tables(const Languages& available, const std::string& language,
+                       std::map<std::string, const Merged*>& current) {
+    const Merged*& found = current[language];
     if (!found) found = &merged_.emplace_back(merged(available, language));
     return found;
   }
@@ -179,14 +184,15 @@ class Registry {
   std::atomic<const State*> state_{nullptr};
   const Languages framework_ = loadFrameworkTables();
   Languages application_;
-  std::map<std::string, const Tables*> currentFramework_;    // by language
-  std::map<std::string, const Tables*> currentApplication_;  // by language
+  std::map<std::string, const Merged*> currentFramework_;    // by language
+  std::map<std::string, const Merged*> currentApplication_;  // by language
   std::deque<State> states_;
-  std::deque<Tables> merged_;
+  std::deque<Merged> merged_;
 };
 
-std::optional<std::string_view> find(const Tables& tables, std::string_view key, std::string_view table) {
-  const auto texts = tables.find(table);
+std::optional<std::string_view> find(const Merged& tables, std::string_view key, std::string_view table) {
+  const auto texts =
+      std::find_if(tables.begin(), tables.end(), [&](const auto& t) { return t.first == table; });
   if (texts == tables.end()) return std::nullopt;
   const auto text = texts->second.find(key);
   if (text == texts->second.end()) return std::nullopt;
