@@ -63,7 +63,9 @@ Installed& installed() {
 
 ApplicationContext ApplicationContext::fromEnvironment() {
   ApplicationContext context;
-  context.applicationIdentifier = program_invocation_short_name;
+  context.application.identifier = program_invocation_short_name;
+  context.application.name = context.application.identifier;
+  context.application.displayName = context.application.identifier;
   context.supportDirectory = directoryFromEnvironment("XDG_DATA_HOME", ".local/share");
   context.configurationDirectory = directoryFromEnvironment("XDG_CONFIG_HOME", ".config");
   context.temporaryDirectory = g_get_tmp_dir();
@@ -96,7 +98,10 @@ ApplicationContext::Override::Override() : previous_(current()) {
   if (!mkdtemp(path.data())) throw std::system_error(errno, std::generic_category(), path);
   directory_ = path;
   ApplicationContext context;
-  context.applicationIdentifier = "org.example.Test";
+  context.application.identifier = "org.example.Test";
+  context.application.name = "Test";
+  context.application.displayName = "Test";
+  context.application.version = "1.0";
   context.supportDirectory = directory_ / "support";
   context.configurationDirectory = directory_ / "configuration";
   context.temporaryDirectory = directory_ / "temporary";

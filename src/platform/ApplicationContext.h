@@ -8,11 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/ApplicationInfo.h"
 #include "platform/UUID.h"
 
 namespace qw {
 
-/// What the framework takes from the application and its user: the identifier, the directories, the languages
+/// What the framework takes from the application and its user: who it is, the directories, the languages
 /// and the source of new identifiers. There is one context at a time. A program installs its own before it
 /// starts threads, or keeps the one made from the environment; tests replace it with an `Override` and touch
 /// nothing of the user's.
@@ -20,8 +21,8 @@ struct ApplicationContext {
   using IdentifierSource = std::function<UUID()>;
   class Override;
 
-  /// Names the application's files and settings, for instance "org.example.Expenses".
-  std::string applicationIdentifier;
+  /// Who the application is; its identifier names its files and settings.
+  ApplicationInfo application;
   /// Directories of the user, shared by all applications; not created until something is written.
   std::filesystem::path supportDirectory;        ///< application data: $XDG_DATA_HOME
   std::filesystem::path configurationDirectory;  ///< settings: $XDG_CONFIG_HOME
@@ -33,8 +34,8 @@ struct ApplicationContext {
   /// Draws a new identifier; called from any thread. Without one, identifiers are random.
   IdentifierSource identifierSource;
 
-  /// Follows the XDG Base Directory Specification and the POSIX locale variables; the identifier is the name
-  /// of the program's file.
+  /// Follows the XDG Base Directory Specification and the POSIX locale variables; identifier and names are
+  /// the name of the program's file.
   static ApplicationContext fromEnvironment();
   /// Identifiers in counting order from ...0001, of the form of version 4.
   static IdentifierSource sequentialIdentifiers();

@@ -57,7 +57,7 @@ std::optional<fs::path> supportDirectory(Error* error) {
   const ApplicationContext& context = ApplicationContext::current();
   std::error_code failure;
   fs::create_directories(context.supportDirectory, failure);
-  const fs::path path = context.supportDirectory / context.applicationIdentifier;
+  const fs::path path = context.supportDirectory / context.application.identifier;
   if (::mkdir(path.c_str(), 0700) != 0 && !fs::is_directory(path, failure)) {
     fail(error, "Error.Create", path, errno);
     return std::nullopt;
