@@ -7,8 +7,8 @@
 
 namespace qw::bench {
 
-/// Measures a part of a closure: a closure that takes a stopwatch starts and stops it around what counts, as often as
-/// it likes; one that takes none is measured whole.
+/// Measures a part of a closure: a closure that takes a stopwatch starts and stops it around what counts, as
+/// often as it likes; one that takes none is measured whole.
 class Stopwatch {
  public:
   void start();
@@ -20,14 +20,15 @@ class Stopwatch {
   double seconds_ = 0;
 };
 
-/// One run of a benchmark, handed to its body. The body prepares its data, calls `measure` once, and may report figures.
+/// One run of a benchmark, handed to its body. The body prepares its data, calls `measure` once, and may
+/// report figures.
 class Run {
  public:
   /// How often ours and the limit are each measured; 9 unless said, and 1 means without a warm-up.
   void repetitions(int count) { repetitions_ = count; }
 
-  /// Runs `ours` and the honest `limit` alternately in this process and takes the median of each. Both must do the same
-  /// work on the same data. After a warm-up of both, every other pair begins with the limit.
+  /// Runs `ours` and the honest `limit` alternately in this process and takes the median of each. Both must
+  /// do the same work on the same data. After a warm-up of both, every other pair begins with the limit.
   template <class Ours, class Limit>
   void measure(Ours ours, Limit limit) {
     measureTimed(timed(ours), timed(limit));
@@ -70,7 +71,8 @@ class Benchmark {
   Benchmark(std::string name, std::function<void(Run&)> body);
 };
 
-/// Bytes that the process holds from its allocator now; differences give the memory of what was made in between.
+/// Bytes that the process holds from its allocator now; differences give the memory of what was made in
+/// between.
 std::size_t heapBytes();
 
 /// Makes the compiler believe that the value is used.

@@ -10,16 +10,18 @@
 
 namespace qw {
 
-/// An immutable run of bytes. Copies share the bytes; the empty value and "no data" are told apart by the caller
-/// (an optional or a null `Value`), not here.
+/// An immutable run of bytes. Copies share the bytes; the empty value and "no data" are told apart by the
+/// caller (an optional or a null `Value`), not here.
 class Data {
  public:
   Data() = default;
   explicit Data(std::vector<std::uint8_t> bytes)
-      : bytes_(bytes.empty() ? nullptr : std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes))) {}
-  explicit Data(std::span<const std::uint8_t> bytes)
       : bytes_(bytes.empty() ? nullptr
-                             : std::make_shared<const std::vector<std::uint8_t>>(bytes.begin(), bytes.end())) {}
+                             : std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes))) {}
+  explicit Data(std::span<const std::uint8_t> bytes)
+      : bytes_(bytes.empty()
+                   ? nullptr
+                   : std::make_shared<const std::vector<std::uint8_t>>(bytes.begin(), bytes.end())) {}
   /// The bytes of a text, without a terminating zero.
   static Data fromText(std::string_view text) {
     return Data(std::vector<std::uint8_t>(text.begin(), text.end()));
@@ -33,7 +35,9 @@ class Data {
   /// The bytes seen as text; nothing is decoded or checked.
   std::string_view text() const { return {reinterpret_cast<const char*>(data()), size()}; }
 
-  friend bool operator==(const Data& a, const Data& b) { return a.bytes_ == b.bytes_ || a.text() == b.text(); }
+  friend bool operator==(const Data& a, const Data& b) {
+    return a.bytes_ == b.bytes_ || a.text() == b.text();
+  }
 
  private:
   std::shared_ptr<const std::vector<std::uint8_t>> bytes_;

@@ -5,8 +5,8 @@
 
 namespace qw {
 
-/// A point in time, in microseconds since 1970-01-01 00:00:00 UTC, independent of calendar and time zone. The range
-/// is about 290,000 years to either side.
+/// A point in time, in microseconds since 1970-01-01 00:00:00 UTC, independent of calendar and time zone. The
+/// range is about 290,000 years to either side.
 class Date {
  public:
   constexpr Date() = default;
@@ -19,7 +19,9 @@ class Date {
     return microseconds_ / 1'000'000 - (microseconds_ % 1'000'000 < 0 ? 1 : 0);
   }
   /// The date moved by a number of elapsed seconds.
-  constexpr Date addingSeconds(std::int64_t seconds) const { return Date(microseconds_ + seconds * 1'000'000); }
+  constexpr Date addingSeconds(std::int64_t seconds) const {
+    return Date(microseconds_ + seconds * 1'000'000);
+  }
   /// The date cut down to its whole second.
   constexpr Date truncatedToSecond() const { return fromSeconds(seconds()); }
 

@@ -5,8 +5,8 @@
 
 namespace qw {
 
-/// Why an operation failed: a domain that owns the codes, a code, and a description for the user. Filled through an
-/// optional out-parameter, which is written only on failure.
+/// Why an operation failed: a domain that owns the codes, a code, and a description for the user. Filled
+/// through an optional out-parameter, which is written only on failure.
 struct Error {
   std::string domain;
   int code = 0;

@@ -6,8 +6,8 @@
 
 namespace qw {
 
-/// A file of the framework's own (SQL, string tables) that was compiled into it, so that nothing has to be found when
-/// a program runs. Lives as long as the program; any thread.
+/// A file of the framework's own (SQL, string tables) that was compiled into it, so that nothing has to be
+/// found when a program runs. Lives as long as the program; any thread.
 struct Resource {
   std::string_view path;  ///< below the project's resources folder, for instance "en.lproj/Localizable.json"
   std::string_view contents;
