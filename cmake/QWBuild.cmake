@@ -29,7 +29,7 @@ elseif(CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   add_compile_options(-Wno-restrict -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread
     -Wno-free-nonheap-object)
 endif()
-if(PROJECT_IS_TOP_LEVEL)
+if(PROJECT_IS_TOP_LEVEL AND NOT QW_SANITIZE)  # instrumented code confuses -Wconversion
   add_compile_options(-Werror)
 endif()
 if(QW_SANITIZE)
