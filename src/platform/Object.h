@@ -189,5 +189,3 @@ bool Object::assign(V&& value) {
 }
 
 }  // namespace qw
-
-#include "platform/Property.h"  // IWYU pragma: export

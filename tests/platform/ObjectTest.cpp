@@ -2,6 +2,7 @@
 
 #include "platform/KeyPath.h"
 #include "platform/Object.h"
+#include "platform/Property.h"
 
 namespace {
 
