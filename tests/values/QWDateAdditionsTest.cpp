@@ -1,0 +1,260 @@
+#include <gtest/gtest.h>
+#include <unicode/calendar.h>
+
+#include <limits>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "platform/ApplicationContext.h"
+#include "platform/Clock.h"
+#include "platform/DateText.h"
+#include "platform/TimeZone.h"
+#include "values/QWCalendarAdditions.h"
+#include "values/QWDateAdditions.h"
+
+namespace {
+
+using qw::Date;
+using namespace QWDateAdditions;
+
+/// A user with a locale and a time zone.
+class User {
+ public:
+  User(const char* locale, const char* zone) : zone_(zone) {
+    context_.change([locale](qw::ApplicationContext& context) { context.locale = locale; });
+  }
+
+ private:
+  qw::ApplicationContext::Override context_;
+  qw::TimeZone::Override zone_;
+};
+
+/// A time of GMT.
+Date gmt(const char* text) {
+  const auto date = qw::DateText::readDateTime(text);
+  EXPECT_TRUE(date) << text;
+  return date.value_or(Date());
+}
+
+/// A time of the user's zone, in the Gregorian calendar.
+Date local(const char* text) {
+  return Date::fromSeconds(qw::TimeZone::current().utcFromLocal(gmt(text).seconds()));
+}
+
+std::string localText(Date date) {
+  return qw::DateText::dateTimeText(Date::fromSeconds(qw::TimeZone::current().localFromUTC(date.seconds())));
+}
+
+// Every calendar against ICU's own arithmetic, the Gregorian one through a locale that ICU is asked for by
+// itself.
+TEST(QWDateAdditionsTest, AgreesWithICUsCalendars) {
+  for (const char* locale : {"de_DE", "ja_JP@calendar=japanese", "th_TH@calendar=buddhist",
+                             "he_IL@calendar=hebrew", "ar_EG@calendar=islamic-civil"}) {
+    const User user(locale, "America/Sao_Paulo");
+    const std::unique_ptr<icu::Calendar> calendar(QWCalendarAdditions::threadSafeCalendar().clone());
+    UErrorCode status = U_ZERO_ERROR;
+    const auto icuDate = [&] {
+      return Date::fromMicroseconds(static_cast<std::int64_t>(calendar->getTime(status)) * 1000);
+    };
+    const auto set = [&](Date date) {
+      calendar->setTime(static_cast<double>(date.microseconds()) / 1000, status);
+    };
+    const auto setTime = [&](int hour, int minute, int second) {
+      calendar->set(UCAL_HOUR_OF_DAY, hour);
+      calendar->set(UCAL_MINUTE, minute);
+      calendar->set(UCAL_SECOND, second);
+      calendar->set(UCAL_MILLISECOND, 0);
+    };
+    for (Date date = gmt("1920-01-01 11:22:33"); date < gmt("2060-01-01 00:00:00");
+         date = date.addingSeconds(4'321'987)) {
+      SCOPED_TRACE(std::string(locale) + " " + localText(date));
+      set(date);
+      ASSERT_EQ(yearOfCommonEra(date), calendar->get(UCAL_YEAR, status));
+      ASSERT_EQ(monthOfYear(date), calendar->get(UCAL_MONTH, status) + 1);
+      ASSERT_EQ(dayOfMonth(date), calendar->get(UCAL_DATE, status));
+      ASSERT_EQ(hourOfDay(date), calendar->get(UCAL_HOUR_OF_DAY, status));
+      ASSERT_EQ(minuteOfHour(date), calendar->get(UCAL_MINUTE, status));
+      ASSERT_EQ(secondOfMinute(date), calendar->get(UCAL_SECOND, status));
+      setTime(0, 0, 0);
+      ASSERT_EQ(startOfDay(date), icuDate());
+      calendar->set(UCAL_DATE, 1);
+      ASSERT_EQ(startOfMonth(date), icuDate());
+      calendar->set(UCAL_DATE, calendar->getActualMaximum(UCAL_DATE, status));
+      setTime(23, 59, 59);
+      ASSERT_EQ(endOfMonth(date), icuDate());
+      set(date);
+      calendar->set(UCAL_DAY_OF_YEAR, 1);
+      setTime(0, 0, 0);
+      ASSERT_EQ(startOfYear(date), icuDate());
+      ASSERT_EQ(monthOfYear(endOfYear(date).addingSeconds(1)), 1);
+      set(startOfMonth(date));
+      calendar->add(UCAL_MONTH, -7, status);
+      setTime(0, 0, 0);
+      ASSERT_EQ(startOfMonth(dateByAddingYears(date, 0, -7, 0)), icuDate());
+      ASSERT_TRUE(U_SUCCESS(status));
+    }
+  }
+}
+
+TEST(QWDateAdditionsTest, YearsAreThoseOfTheUsersCalendar) {
+  const Date date = gmt("2024-10-03 12:00:00");
+  {
+    const User user("ja_JP@calendar=japanese", "Asia/Tokyo");
+    EXPECT_EQ(yearOfCommonEra(date), 6);
+    EXPECT_TRUE(QWCalendarAdditions::isJapanese());
+    EXPECT_EQ(QWDateAdditions::dateWithYear(6, 10, 3), local("2024-10-03 00:00:00"));
+  }
+  {
+    const User user("he_IL@calendar=hebrew", "Asia/Jerusalem");
+    EXPECT_EQ(yearOfCommonEra(date), 5785);
+    EXPECT_EQ(monthOfYear(date), 1);
+    EXPECT_EQ(startOfYear(date), startOfDay(date));
+  }
+  const User user("en_US", "UTC");
+  EXPECT_EQ(yearOfCommonEra(date), 2024);
+  EXPECT_FALSE(QWCalendarAdditions::isJapanese());
+}
+
+TEST(QWDateAdditionsTest, PeriodsBeginAtMidnightAndEndASecondBeforeTheNext) {
+  const User user("en_US", "Europe/Berlin");
+  const Date date = local("2024-02-14 15:30:45");
+  const struct {
+    Date (*operation)(Date);
+    const char* result;
+  } cases[] = {{startOfDay, "2024-02-14 00:00:00"},   {endOfDay, "2024-02-14 23:59:59"},
+               {startOfWeek, "2024-02-11 00:00:00"},  {endOfWeek, "2024-02-17 23:59:59"},
+               {startOfMonth, "2024-02-01 00:00:00"}, {endOfMonth, "2024-02-29 23:59:59"},
+               {startOfYear, "2024-01-01 00:00:00"},  {endOfYear, "2024-12-31 23:59:59"}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(localText(c.operation(date)), c.result);
+    EXPECT_EQ(c.operation(date).microseconds() % 1'000'000, 0);
+    EXPECT_EQ(c.operation(c.operation(date)), c.operation(date));
+  }
+}
+
+TEST(QWDateAdditionsTest, WeeksBeginWithTheLocalesFirstWeekday) {
+  const struct {
+    const char *locale, *begin;
+  } cases[] = {{"en_US", "2024-03-10"}, {"de_DE", "2024-03-11"}, {"ar_EG@calendar=gregorian", "2024-03-09"}};
+  for (const auto& c : cases) {
+    const User user(c.locale, "UTC");
+    const Date begin = startOfWeek(gmt("2024-03-14 12:00:00"));
+    EXPECT_EQ(qw::DateText::dateText(begin), c.begin);
+    EXPECT_EQ(startOfWeek(begin), begin);
+    EXPECT_EQ(endOfWeek(begin), begin.addingSeconds(7 * 86'400 - 1));
+    EXPECT_EQ(startOfWeek(begin.addingSeconds(-1)), begin.addingSeconds(-7 * 86'400));
+  }
+}
+
+TEST(QWDateAdditionsTest, AddsCalendarUnitsLargestFirstAndElapsedTimeLast) {
+  const User user("de_DE", "Europe/Berlin");
+  const struct {
+    const char* date;
+    int years, months, days, hours;
+    const char* result;
+  } cases[] = {
+      {"2024-01-31 10:00:00", 0, 1, 0, 0, "2024-02-29 10:00:00"},
+      {"2024-02-29 10:00:00", 1, 1, 0, 0, "2025-03-28 10:00:00"},
+      {"2024-01-31 10:00:00", 0, 1, 1, 0, "2024-03-01 10:00:00"},
+      {"2024-03-31 10:00:00", 0, -1, 0, 0, "2024-02-29 10:00:00"},
+      {"2024-12-31 10:00:00", 0, 2, -1, 0, "2025-02-27 10:00:00"},
+      {"2024-03-30 02:30:00", 0, 0, 1, 0, "2024-03-31 03:30:00"},    // skipped: moved by the gap
+      {"2024-03-31 01:30:00", 0, 0, 0, 1, "2024-03-31 03:30:00"},    // an hour later
+      {"2024-03-30 12:00:00", 0, 0, 1, 0, "2024-03-31 12:00:00"},    // a day of 23 hours
+      {"2024-10-28 02:30:00", 0, 0, -1, -1, "2024-10-27 01:30:00"},  // twice: the first
+      {"2024-10-27 01:30:00", 0, 0, 0, 2, "2024-10-27 02:30:00"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(localText(dateByAddingYears(local(c.date), c.years, c.months, c.days, c.hours, 0, 0)), c.result)
+        << c.date;
+  }
+  // The second half past two stays the second when only time is added.
+  const Date second = local("2024-10-27 01:30:00").addingSeconds(7200);
+  EXPECT_EQ(dateByAddingYears(second, 0, 0, 0, 0, 0, 1), second.addingSeconds(1));
+  EXPECT_EQ(dateByAddingYears(Date::fromMicroseconds(1'500'001), 0, 0, 1).microseconds(), 86'401'500'001);
+}
+
+TEST(QWDateAdditionsTest, ADayWithoutMidnightBeginsWithItsFirstTime) {
+  const User user("pt_BR", "America/Sao_Paulo");
+  const Date date = local("2017-10-15 12:00:00");
+  EXPECT_EQ(localText(startOfDay(date)), "2017-10-15 01:00:00");
+  EXPECT_EQ(startOfDay(date), QWDateAdditions::dateWithYear(2017, 10, 15));
+  EXPECT_EQ(startOfDay(startOfDay(date)), startOfDay(date));
+}
+
+TEST(QWDateAdditionsTest, NumbersBeyondTheirRangeCountOn) {
+  const User user("en_US", "Europe/Berlin");
+  EXPECT_EQ(QWDateAdditions::dateWithYear(2024, 13, 1), local("2025-01-01 00:00:00"));
+  EXPECT_EQ(QWDateAdditions::dateWithYear(2023, 4, 31), local("2023-05-01 00:00:00"));
+  EXPECT_EQ(QWDateAdditions::dateWithYear(2024, 3, 1, -1, 61, 60), local("2024-03-01 00:02:00"));
+}
+
+TEST(QWDateAdditionsTest, TodayFollowsTheClockAndTheZone) {
+  const User user("en_US", "Europe/Berlin");
+  qw::Clock::Override clock(local("2024-03-14 23:59:59"));
+  EXPECT_EQ(today(), local("2024-03-14 00:00:00"));
+  clock.advanceMicroseconds(999'999);
+  EXPECT_EQ(today(), local("2024-03-14 00:00:00"));
+  clock.advanceMicroseconds(1);
+  EXPECT_EQ(today(), local("2024-03-15 00:00:00"));
+  clock.advanceSeconds(-3600);
+  EXPECT_EQ(today(), local("2024-03-14 00:00:00"));
+  const qw::TimeZone::Override tokyo("Asia/Tokyo");
+  EXPECT_EQ(today(), local("2024-03-15 00:00:00"));
+}
+
+TEST(QWDateAdditionsTest, TheReadingOfAnotherZonesClockIsKept) {
+  const User user("en_US", "Europe/Berlin");
+  const Date inKathmandu = gmt("2024-07-01 06:15:30");  // clocks there show 12:00:30
+  EXPECT_EQ(updateFromTimeZoneWithName(inKathmandu, "Asia/Kathmandu"), local("2024-07-01 12:00:30"));
+  EXPECT_EQ(updateFromTimeZoneWithName(inKathmandu, "Europe/Berlin"), inKathmandu);
+  EXPECT_EQ(updateFromTimeZoneWithName(inKathmandu, "Nowhere"), std::nullopt);
+}
+
+TEST(QWDateAdditionsTest, DaysAreComparedInTheUsersZone) {
+  const User user("en_US", "Asia/Tokyo");
+  EXPECT_TRUE(isEqualToDateIgnoringTime(gmt("2024-01-01 15:00:00"), gmt("2024-01-02 14:59:59")));
+  EXPECT_EQ(compareIgnoringTime(gmt("2024-01-01 14:59:59"), gmt("2024-01-01 15:00:00")),
+            std::strong_ordering::less);
+  EXPECT_EQ(compareIgnoringTime(gmt("2024-01-01 15:00:00"), gmt("2024-01-01 14:59:59")),
+            std::strong_ordering::greater);
+}
+
+TEST(QWDateAdditionsTest, EachThreadHasItsCalendar) {
+  const User user("en_US", "Europe/Berlin");
+  const icu::Calendar* mine = &QWCalendarAdditions::threadSafeCalendar();
+  const icu::Calendar* theirs = nullptr;
+  Date start;
+  std::thread([&] {
+    theirs = &QWCalendarAdditions::threadSafeCalendar();
+    start = startOfYear(gmt("2024-07-01 00:00:00"));
+  }).join();
+  EXPECT_NE(mine, theirs);
+  EXPECT_EQ(mine, &QWCalendarAdditions::threadSafeCalendar());
+  EXPECT_EQ(start, local("2024-01-01 00:00:00"));
+}
+
+TEST(QWDateAdditionsTest, TheEndsOfTheRangeAreSafe) {
+  for (const char* locale : {"en_US", "ja_JP@calendar=japanese", "he_IL@calendar=hebrew"}) {
+    const User user(locale, "Europe/Berlin");
+    constexpr auto kMin = std::numeric_limits<std::int64_t>::min(),
+                   kMax = std::numeric_limits<std::int64_t>::max();
+    for (const std::int64_t end : {kMin, kMax}) {
+      for (const Date date : {Date::fromMicroseconds(end), gmt("2024-02-29 12:00:00")}) {
+        for (const auto operation : {startOfDay, endOfDay, startOfWeek, endOfWeek, startOfMonth, endOfMonth,
+                                     startOfYear, endOfYear}) {
+          operation(date);
+        }
+        EXPECT_GE(monthOfYear(date), 1);
+        dateByAddingYears(date, end, end, end, end, end, end);
+        dateByAddingYears(date, 0, end, 0);
+        dateByAddingYears(date, 0, 0, 0, 0, 0, end);
+        updateFromTimeZoneWithName(date, "Asia/Tokyo");
+      }
+      QWDateAdditions::dateWithYear(end, end, end, end, end, end);
+    }
+  }
+}
+
+}  // namespace
