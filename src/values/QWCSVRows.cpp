@@ -227,7 +227,7 @@ class QWCSVRows::Reader {
   void readHeader() {
     rows_.header_.clear();
     if (rows_.records_.empty()) return;
-    UniqueNames names("%@ (%ld)");
+    UniqueNames names("%@ (%ld)", "");
     for (const std::string_view field : rows_[0]) {
       std::string name =
           names.unique(field.empty() ? std::to_string(rows_.header_.size()) : std::string(field));
@@ -290,6 +290,14 @@ std::optional<std::string_view> QWCSVRows::Row::value(std::string_view column) c
     index = rows_.previousColumns_[index];
   }
   return (*this)[index];
+}
+
+qw::Value QWCSVRows::Row::toValue() const {
+  if (!rows_.hasHeader_) return qw::Array(begin(), end());
+  qw::Dictionary dictionary;
+  auto name = rows_.header_.begin();
+  for (const std::string_view field : *this) dictionary.insert_or_assign(*name++, field);
+  return dictionary;
 }
 
 QWCSVRows::QWCSVRows(std::string text, std::string_view separator, bool hasHeader, bool createHeader,

@@ -9,6 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/Value.h"
+
 /// The records of a CSV text (see `QWStringAdditions::CSVRowsWithSeparator`). The whole text is kept once,
 /// with four bytes a field and sixteen a record beside it; fields are views into it, and only a field whose
 /// quotes had to be taken out of its middle is a copy. All rows share one header. A value type without locks:
@@ -98,6 +100,8 @@ class QWCSVRows::Row {
   std::string_view operator[](std::size_t index) const { return rows_.field(record_, index); }
   /// The field of a column, none if the header has no such name or the record ends before it.
   std::optional<std::string_view> value(std::string_view column) const;
+  /// The fields as values that outlive the rows: an array, or with a header a dictionary.
+  qw::Value toValue() const;
   FieldIterator begin() const;
   FieldIterator end() const;
 

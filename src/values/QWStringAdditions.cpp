@@ -11,6 +11,7 @@
 #include <tuple>
 
 #include "platform/ApplicationContext.h"
+#include "platform/Localization.h"
 #include "values/UTF8.h"
 
 namespace QWStringAdditions {
@@ -139,6 +140,10 @@ std::string firstLetterCapitalizedString(std::string_view text) {
 std::string firstLetterUncapitalizedString(std::string_view text) {
   return mapFirstCharacter(text, icu::CaseMap::utf8ToLower);
 }
+
+std::string localizedString(std::string_view key) { return qw::Localization::applicationString(key); }
+
+std::string libraryLocalizedString(std::string_view key) { return qw::Localization::frameworkString(key); }
 
 bool isValidXMLTag(std::string_view tag, std::string* correctedTag) {
   const char32_t first = UTF8::first(tag).codePoint;

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/TextEncoding.h"
+
 /// Operations on texts: identifiers, digests, comparison, percent-encoding, HTML, patterns and object paths.
 /// All are free functions without state, callable from any thread. Texts are UTF-8 and offsets count bytes;
 /// bytes that are no UTF-8 never fail but are copied, or become U+FFFD where a text must be decoded to be
@@ -45,11 +47,20 @@ std::strong_ordering compareToVersion(std::string_view version, std::string_view
 std::string firstLetterCapitalizedString(std::string_view text);
 std::string firstLetterUncapitalizedString(std::string_view text);
 
+/// The text of a key in the application's default string table, or the key itself.
+std::string localizedString(std::string_view key);
+/// The text of a key in the framework's own default string table, or the key itself.
+std::string libraryLocalizedString(std::string_view key);
+
 /// Percent-encodes every byte outside the unreserved set of RFC 3986 (letters, digits, "-", ".", "_", "~").
 std::string URLEncodedString(std::string_view text);
+/// The same for the bytes of the text in another encoding; none if it cannot write the text.
+std::optional<std::string> URLEncodedStringUsingEncoding(std::string_view text, qw::TextEncoding encoding);
 /// Decodes percent escapes as UTF-8. An escape that is malformed, or whose byte belongs to no UTF-8 sequence,
 /// stays in the text as it stands.
 std::string URLDecodedString(std::string_view text);
+/// Decodes percent escapes as bytes of another encoding. The whole text stays as it stands if they are none.
+std::string URLDecodedStringUsingEncoding(std::string_view text, qw::TextEncoding encoding);
 /// The pairs of a query split at "&" and divided at the first "=", both sides percent-decoded; "+" is not a
 /// blank. A piece without "=" has the empty value, a later equal name replaces an earlier one.
 std::map<std::string, std::string, std::less<>> URLQueryParameters(std::string_view query);

@@ -43,6 +43,12 @@ std::string URLEncodedString(std::string_view text) {
   return result;
 }
 
+std::optional<std::string> URLEncodedStringUsingEncoding(std::string_view text, qw::TextEncoding encoding) {
+  const auto bytes = encoding.encode(text);
+  if (!bytes) return std::nullopt;
+  return URLEncodedString(bytes->text());
+}
+
 std::string URLDecodedString(std::string_view text) {
   std::string result;
   result.reserve(text.size());
@@ -68,6 +74,25 @@ std::string URLDecodedString(std::string_view text) {
     text.remove_prefix(read);
   }
   return result;
+}
+
+std::string URLDecodedStringUsingEncoding(std::string_view text, qw::TextEncoding encoding) {
+  if (encoding == qw::TextEncoding::utf8()) return URLDecodedString(text);
+  std::string bytes;
+  for (std::string_view rest = text; !rest.empty();) {
+    if (const int byte = leadingEscape(rest); byte >= 0) {
+      bytes += static_cast<char>(byte);
+      rest.remove_prefix(3);
+      continue;
+    }
+    // An ASCII character stands for its own byte, any other for those of the encoding.
+    const std::size_t length = std::max<std::size_t>(UTF8::first(rest).length, 1);
+    const auto encoded = length > 1 ? encoding.encode(rest.substr(0, length)) : std::nullopt;
+    bytes += encoded ? encoded->text() : rest.substr(0, length);
+    rest.remove_prefix(length);
+  }
+  const auto decoded = encoding.decode(bytes);
+  return decoded ? *decoded : std::string(text);
 }
 
 std::map<std::string, std::string, std::less<>> URLQueryParameters(std::string_view query) {

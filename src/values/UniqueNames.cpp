@@ -6,70 +6,64 @@
 
 #include "values/QWStringAdditions.h"
 
-namespace {
+NumberedName::NumberedName(std::string_view name, std::string_view pattern) : base(name) {
+  const auto match = QWStringAdditions::patternMatch(name, pattern);
+  if (!match) return;
+  const std::string_view digits = match->capture(name, 2);
+  std::int64_t value = 0;
+  const bool read = std::from_chars(digits.data(), digits.data() + digits.size(), value).ec == std::errc();
+  // A number too great to be counted on is a part of the name.
+  if (!read || value > std::numeric_limits<std::int64_t>::max() / 2) return;
+  base = match->capture(name, 1);
+  number = value;
+}
 
-constexpr std::int64_t kLastNumber = std::numeric_limits<std::int64_t>::max();
-
-std::string formatted(std::string_view format, std::string_view base, std::int64_t number) {
-  constexpr std::string_view kBase = "%@";
-  constexpr std::string_view kNumber = "%ld";
+std::string NumberedName::text(std::string_view format) const {
   std::string result;
+  bool numbered = false;
   while (true) {
     const std::size_t conversion = format.find('%');
     result += format.substr(0, conversion);
-    if (conversion == std::string_view::npos) return result;
+    if (conversion == std::string_view::npos) return numbered ? result : result + std::to_string(number);
     format.remove_prefix(conversion);
-    if (format.starts_with(kBase)) {
+    std::size_t length = 1;
+    if (format.starts_with("%@")) {
       result += base;
-      format.remove_prefix(kBase.size());
-    } else if (format.starts_with(kNumber)) {
+      length = 2;
+    } else if (format.starts_with("%ld")) {
       result += std::to_string(number);
-      format.remove_prefix(kNumber.size());
+      numbered = true;
+      length = 3;
     } else {
       result += '%';
-      format.remove_prefix(format.starts_with("%%") ? 2 : 1);
+      if (format.starts_with("%%")) length = 2;
     }
+    format.remove_prefix(length);
   }
 }
-
-}  // namespace
 
 std::string UniqueNames::unique(std::string_view name) {
-  std::string base(name);
-  if (!contains(base)) return base;
-  std::int64_t number = 1;
-  if (!pattern_.empty()) {
-    if (const auto match = QWStringAdditions::patternMatch(name, pattern_)) {
-      const std::string_view digits = match->capture(name, 2);
-      std::int64_t value = 0;
-      // A number too great to be counted on is a part of the name.
-      if (std::from_chars(digits.data(), digits.data() + digits.size(), value).ec == std::errc() &&
-          value < kLastNumber / 2) {
-        base = match->capture(name, 1);
-        number = value;
-      }
-    }
-  }
-  return formatted(format_, base, firstFree(base, number + 1));
+  std::string text(name);
+  if (!contains(text)) return text;
+  NumberedName numbered(name, pattern_);
+  ++numbered.number;
+  moveToFreeNumber(numbered);
+  return numbered.text(format_);
 }
 
-std::int64_t UniqueNames::firstFree(const std::string& base, std::int64_t number) {
-  auto& taken = taken_[base];
-  const std::int64_t start = number;
+void UniqueNames::moveToFreeNumber(NumberedName& name) {
+  auto& taken = taken_[name.base];
+  const std::int64_t start = name.number;
   while (true) {
-    if (const auto found = taken.find(number); found != taken.end()) {
-      number = found->second;
-    } else if (contains(formatted(format_, base, number))) {
-      taken[number] = number + 1;
-      ++number;
+    if (const auto found = taken.find(name.number); found != taken.end()) {
+      name.number = found->second;
+    } else if (contains(name.text(format_))) {
+      taken[name.number] = name.number + 1;
+      ++name.number;
     } else {
       break;
     }
   }
   // Each number on the way now leads straight to the free one.
-  for (std::int64_t step = start; step != number;) {
-    std::int64_t& next = taken[step];
-    step = std::exchange(next, number);
-  }
-  return number;
+  for (std::int64_t step = start; step != name.number;) step = std::exchange(taken[step], name.number);
 }

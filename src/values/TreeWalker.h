@@ -1,0 +1,67 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/KeyPath.h"
+#include "platform/Value.h"
+
+/// Walks trees of values in depth-first order, parents before their children, to any depth.
+///
+/// An element is a group if the leaf key path is given and false there, or, without a leaf key path, if it
+/// has children (not null) at the children key path. An empty key path counts as not given.
+class TreeWalker {
+ public:
+  TreeWalker(std::string_view childrenKeyPath, std::string_view leafKeyPath) {
+    if (!childrenKeyPath.empty()) childrenKeyPath_.emplace(childrenKeyPath);
+    if (!leafKeyPath.empty()) leafKeyPath_.emplace(leafKeyPath);
+  }
+
+  /// Calls `enter(element, isGroup)` for each element; if that answers true for a group, then walks the
+  /// group's children, if it has any, and calls `leave()`.
+  template <class Enter, class Leave>
+  void walk(const qw::Array& elements, Enter enter, Leave leave) const {
+    struct Level {
+      qw::Value owner;
+      const qw::Array* elements;
+      std::size_t next = 0;
+    };
+    std::vector<Level> levels;
+    levels.push_back({{}, &elements});
+    while (true) {
+      Level& level = levels.back();
+      if (level.next == level.elements->size()) {
+        levels.pop_back();
+        if (levels.empty()) return;
+        leave();
+        continue;
+      }
+      const qw::Value& element = (*level.elements)[level.next++];
+      qw::Value children;
+      const bool isGroup = readGroup(element, children);
+      if (!enter(element, isGroup) || !isGroup) continue;
+      if (const qw::Array* array = elementsOf(children)) {
+        levels.push_back({std::move(children), array});
+      } else {
+        leave();
+      }
+    }
+  }
+
+ private:
+  bool readGroup(const qw::Value& element, qw::Value& children) const {
+    if (leafKeyPath_ && leafKeyPath_->value(element).boolValue()) return false;
+    if (childrenKeyPath_) children = childrenKeyPath_->value(element);
+    return leafKeyPath_ || !children.isNull();
+  }
+
+  /// The elements of an array or set; they stay where they are when the value is moved.
+  static const qw::Array* elementsOf(const qw::Value& value) {
+    return value.array() ? value.array() : value.set() ? &value.set()->elements() : nullptr;
+  }
+
+  std::optional<qw::KeyPath> childrenKeyPath_;
+  std::optional<qw::KeyPath> leafKeyPath_;
+};
