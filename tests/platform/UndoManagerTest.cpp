@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "platform/Property.h"
 #include "platform/RunLoop.h"
 #include "platform/UndoManager.h"
 
