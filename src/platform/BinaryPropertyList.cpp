@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cmath>
 #include <limits>
 
 #include "platform/PropertyList.h"
@@ -17,7 +16,6 @@ namespace {
 
 constexpr std::string_view kHeader = "bplist00";
 constexpr std::size_t kTrailerSize = 32;
-constexpr std::int64_t kReferenceDate = 978'307'200;  // 2001-01-01 00:00:00 UTC in seconds since 1970
 
 enum Marker : std::uint8_t {
   kNullMarker = 0x00,
@@ -216,15 +214,10 @@ class BinaryPropertyListReader {
     std::uint64_t bits = 0;
     if (power != 3) return damaged("a date has a wrong width");
     if (!readReal(power, bits)) return false;
-    const double seconds = std::bit_cast<double>(bits);
-    constexpr double kLargest =
-        9.2e12;  // seconds: what 64 bits of microseconds hold, less the reference date
-    if (!(std::abs(seconds) < kLargest)) return damaged("a date is out of range");
+    const std::optional<Date> date = PropertyList::dateFromSecondsSince2001(std::bit_cast<double>(bits));
+    if (!date) return damaged("a date is out of range");
     node.type = Type::kDate;
-    const double whole = std::floor(seconds);
-    node.payload =
-        static_cast<std::uint64_t>((static_cast<std::int64_t>(whole) + kReferenceDate) * 1'000'000 +
-                                   std::llround((seconds - whole) * 1e6));
+    node.payload = static_cast<std::uint64_t>(date->microseconds());
     return true;
   }
 
@@ -409,7 +402,8 @@ class BinaryPropertyListWriter {
         return true;
       case Type::kDate:
         out_.push_back(kDateMarker | 3);
-        appendNumber(out_, std::bit_cast<std::uint64_t>(secondsOf(list_.date(index))), 8);
+        appendNumber(out_, std::bit_cast<std::uint64_t>(PropertyList::secondsSince2001(list_.date(index))),
+                     8);
         return true;
       case Type::kUID: {
         const std::size_t width = widthOf(list_.uid(index));
@@ -436,12 +430,6 @@ class BinaryPropertyListWriter {
         return true;
     }
     return false;
-  }
-
-  static double secondsOf(Date date) {
-    const std::int64_t whole = date.seconds();
-    const std::int64_t fraction = date.microseconds() - whole * 1'000'000;
-    return static_cast<double>(whole - kReferenceDate) + static_cast<double>(fraction) / 1e6;
   }
 
   void writeInteger(std::int64_t number) {

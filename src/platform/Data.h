@@ -24,7 +24,7 @@ class Data {
                    : std::make_shared<const std::vector<std::uint8_t>>(bytes.begin(), bytes.end())) {}
   /// The bytes of a text, without a terminating zero.
   static Data fromText(std::string_view text) {
-    return Data(std::vector<std::uint8_t>(text.begin(), text.end()));
+    return Data(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
   }
 
   std::size_t size() const { return bytes_ ? bytes_->size() : 0; }

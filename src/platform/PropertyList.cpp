@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cassert>
+#include <cmath>
 #include <functional>
 #include <limits>
 
@@ -20,7 +21,23 @@ std::size_t hash(PropertyList::Type type, std::uint64_t payload, std::string_vie
   return static_cast<std::size_t>(mixed);
 }
 
+constexpr std::int64_t kReferenceDate = 978'307'200;  // 2001-01-01 00:00:00 UTC in seconds since 1970
+
 }  // namespace
+
+double PropertyList::secondsSince2001(Date date) {
+  const std::int64_t whole = date.seconds();
+  const std::int64_t fraction = date.microseconds() - whole * 1'000'000;
+  return static_cast<double>(whole - kReferenceDate) + static_cast<double>(fraction) / 1e6;
+}
+
+std::optional<Date> PropertyList::dateFromSecondsSince2001(double seconds) {
+  constexpr double kLargest = 9.2e12;  // what 64 bits of microseconds hold, less the reference date
+  if (!(std::abs(seconds) < kLargest)) return std::nullopt;
+  const double whole = std::floor(seconds);
+  return Date::fromMicroseconds((static_cast<std::int64_t>(whole) + kReferenceDate) * 1'000'000 +
+                                std::llround((seconds - whole) * 1e6));
+}
 
 std::string_view PropertyList::text(Index index) const {
   assert(type(index) == Type::kText);

@@ -65,6 +65,11 @@ class PropertyList {
   /// with `kUnrepresentable` when a text is no UTF-8 or there is no root.
   std::optional<Data> write(Error* error = nullptr) const;
 
+  /// Dates as the format counts them, in seconds since 2001-01-01 00:00:00 UTC: exact to the microsecond
+  /// within 140 years of that. No value for what is not finite or beyond the range of `Date`.
+  static double secondsSince2001(Date date);
+  static std::optional<Date> dateFromSecondsSince2001(double seconds);
+
   /// The node that holds all others.
   Index root() const { return root_; }
   std::size_t size() const { return nodes_.size(); }

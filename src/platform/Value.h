@@ -20,6 +20,7 @@
 namespace qw {
 
 class Class;
+class KeyedArchiver;
 class Object;
 class Value;
 class ValueSet;
@@ -38,6 +39,11 @@ class ExtensionValue {
   /// Negative, 0 or positive. Called only with a value of the same dynamic type.
   virtual int compare(const ExtensionValue& other) const = 0;
   virtual std::string description() const = 0;
+
+  /// Keyed archiving: the name that `KeyedUnarchiver::addValueClass` knows the type by, empty when it has no
+  /// archived form, and its keys.
+  virtual std::string_view archiveClassName() const { return {}; }
+  virtual void encodeWithCoder(KeyedArchiver&) const {}
 };
 
 /// Any value that a property can hold, owning. Cheap to move; containers and objects are shared on copy and

@@ -43,7 +43,7 @@ Bytes file(const std::vector<Bytes>& objects) {
   }
   const std::size_t table = out.size();
   const auto number = [&out](std::size_t value, int width) {
-    for (int i = width; i-- > 0;) out.push_back(i < 8 ? static_cast<std::uint8_t>(value >> (8 * i)) : 0);
+    for (int i = width; i-- > 0;) out.push_back(static_cast<std::uint8_t>(i < 8 ? value >> (8 * i) : 0));
   };
   for (const std::size_t offset : offsets) number(offset, 4);
   number(0, 6);
