@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Object.h"
+#include "platform/Property.h"
 
 /// A dictionary that keeps the order of insertion. Values are expected to be distinct: taking a key out takes
 /// every value that equals the key's out of `objects`. Looking up and adding at the end take constant time,

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/ApplicationContext.h"
+#include "platform/Property.h"
 #include "values/QWCountedSet.h"
 #include "values/QWOrderedMap.h"
 
