@@ -1,5 +1,7 @@
 #include "values/GroupRecord.h"
 
+#include "platform/Property.h"
+
 constinit const qw::Class GroupRecord::kClass = qw::define<GroupRecord, qw::Object>("GroupRecord", {}, [] {
   return qw::properties(qw::property<&GroupRecord::name_>("name"),
                         qw::property<&GroupRecord::object_>("object"),
