@@ -43,14 +43,22 @@ struct Property {
   ValueView (*view)(const Object&) = nullptr;
   /// Sets through the public setter; false when the value has the wrong type. Null for a read-only property.
   bool (*set)(Object&, const Value&) = nullptr;
-  /// Puts back a value exactly as `get` gave it, as undo does. Null for a read-only property.
+  /// Puts back a value exactly as `storedValue` gave it, as undo does. Null for a read-only property.
   bool (*restore)(Object&, const Value&) = nullptr;
+  /// What `restore` takes, where `get` answers something else (a default in the place of nothing). Null: `get`.
+  Value (*stored)(const Object&) = nullptr;
   /// Keys or key paths of the same object whose changes change this property; the first empty one ends the
   /// list.
   Keys dependsOn{};
   /// Key of the property's title in the table "Synchronization"; empty when it has none.
   std::string_view localizationKey{};
+  /// Name under which the store keeps the property; empty for its key.
+  std::string_view column{};
+  /// For parents and children: key of the property at the other end.
+  std::string_view inverse{};
   const PropertyStorage* storage = nullptr;
+
+  Value storedValue(const Object& object) const { return stored ? stored(object) : get(object); }
 };
 
 /// What a class says about itself beside its properties.
@@ -93,6 +101,9 @@ class Class {
   /// A new instance, not yet initialised; null for an abstract class.
   std::shared_ptr<Object> create() const { return factory_ ? factory_() : nullptr; }
 
+  /// A place for what an upper floor works out about the class once and keeps for the process.
+  std::atomic<const void*>& annotation() const { return annotation_; }
+
  private:
   struct Layout {
     std::vector<const Property*> properties;
@@ -110,6 +121,7 @@ class Class {
   std::span<const Property> own_;
   Factory factory_;
   mutable std::atomic<const Layout*> layout_{nullptr};
+  mutable std::atomic<const void*> annotation_{nullptr};
 };
 
 /// The classes that can be found by name: those of stored rows, archives and declarations. A class gets here
@@ -165,7 +177,7 @@ constexpr const void* memberTag() {
 
 /// The rows of a property table. Two rows with one key do not compile.
 template <class... Rows>
-consteval std::array<Property, sizeof...(Rows)> properties(Rows... rows) {
+constexpr std::array<Property, sizeof...(Rows)> properties(Rows... rows) {
   std::array<Property, sizeof...(Rows)> table{rows...};
   for (std::size_t i = 0; i < table.size(); ++i)
     for (std::size_t k = 0; k < i; ++k)

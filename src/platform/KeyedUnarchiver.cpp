@@ -52,9 +52,7 @@ KeyedUnarchiver::KeyedUnarchiver(PropertyList list, const Classes& classes, cons
     : list_(std::move(list)),
       classes_(classes),
       depthLimit_(limits.depth),
-      workLimit_(limits.work + 64 * size) {
-  ClassRegistry::add(classes_);
-}
+      workLimit_(limits.work + 64 * size) {}
 
 bool KeyedUnarchiver::readTop() {
   const Index root = list_.root();

@@ -16,11 +16,11 @@
 namespace qw {
 
 /// Reads a keyed archive that may come from a stranger. It makes objects only of the classes it was given and
-/// of their subclasses, found by name in the `ClassRegistry`, to which it adds those; texts, numbers, dates
-/// and other values, and containers of them, are always read. Each object is made once and is visible,
-/// perhaps not yet complete, to those that it leads to. A missing key gives nothing, zero or false. The first
-/// fault (damage, a class not allowed, a limit, `fail`) ends the reading: from then on every key is missing,
-/// and `finish` or the one-step functions answer the error. Used on one thread.
+/// of their subclasses, found by name in the `ClassRegistry`; texts, numbers, dates and other values, and
+/// containers of them, are always read. Each object is made once and is visible, perhaps not yet complete, to
+/// those that it leads to. A missing key gives nothing, zero or false. The first fault (damage, a class not
+/// allowed, a limit, `fail`) ends the reading: from then on every key is missing, and `finish` or the
+/// one-step functions answer the error. Used on one thread.
 ///
 ///     std::shared_ptr<Column> column = qw::KeyedUnarchiver::unarchived<Column>(data, {&Column::kClass},
 ///     &error);

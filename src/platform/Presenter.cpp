@@ -39,8 +39,7 @@ void Presenter::askPassword(const PasswordRequest&,
   RunLoop::main().dispatch([completion = std::move(completion)] { completion(std::nullopt); });
 }
 
-std::unique_ptr<Presenter::Progress> Presenter::showProgress(const std::string&,
-                                                             const std::function<void()>&) {
+std::unique_ptr<Presenter::Progress> Presenter::showProgress(const std::string&, std::function<void()>) {
   return std::make_unique<Progress>();
 }
 

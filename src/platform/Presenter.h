@@ -94,8 +94,7 @@ class Presenter {
                            std::function<void(std::optional<std::string>)> completion);
   /// Never null. `cancel`, if given, is called at most once, on the main thread, when the user cancels the
   /// work.
-  virtual std::unique_ptr<Progress> showProgress(const std::string& title,
-                                                 const std::function<void()>& cancel = {});
+  virtual std::unique_ptr<Progress> showProgress(const std::string& title, std::function<void()> cancel = {});
   /// Shows a controller on its own until the registration ends.
   virtual Registration show(std::shared_ptr<Object> controller);
 };

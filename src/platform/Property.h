@@ -266,6 +266,13 @@ bool callSetter(Object& object, const Value& value) {
 
 }  // namespace detail
 
+/// The row of a member in its class's table, looked up once.
+template <auto Member>
+const Property& propertyOf() {
+  static const Property& row = *detail::OwnerOf<Member>::kClass.propertyOfMember(memberTag<Member>());
+  return row;
+}
+
 /// A property that is observed but neither stored nor undone; `Setter` is its public setter, none for
 /// read-only.
 template <auto Member, auto Setter = nullptr>

@@ -16,12 +16,6 @@ QWCharacterSeparator::Pointer QWCharacterSeparator::constantWithCharacter(std::s
 
 std::string QWCharacterSeparator::description() const { return qw::Localization::frameworkString(name()); }
 
-// One outside the registry is named like its character.
-void QWCharacterSeparator::initWithCoder(qw::KeyedUnarchiver& coder) {
-  QWConstantOf::initWithCoder(coder);
-  character_ = name();
-}
-
 void QWCharacterSeparator::addConstants(QWConstantsManager& manager) {
   manager.addConstant(make("NoSeparator", 0, ""));
   manager.addConstant(make("SpaceSeparator", ' ', " "));

@@ -1,7 +1,5 @@
 #include "values/QWConstant.h"
 
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
 #include "platform/Localization.h"
 #include "platform/Property.h"
 
@@ -33,19 +31,4 @@ int QWConstant::compare(const qw::Object& other) const {
   const auto* constant = dynamic_cast<const QWConstant*>(&other);
   if (!constant) return qw::Object::compare(other);
   return value_ < constant->value_ ? -1 : value_ > constant->value_;
-}
-
-void QWConstant::encodeWithCoder(qw::KeyedArchiver& coder) const {
-  coder.encodeObject(name_, "name");
-  coder.encodeInt64(value_, "value");
-}
-
-void QWConstant::initWithCoder(qw::KeyedUnarchiver& coder) {
-  name_ = coder.decodeText("name");
-  value_ = coder.decodeInt64("value");
-}
-
-std::shared_ptr<qw::Object> QWConstant::replacementAfterDecoding() {
-  if (auto registered = manager().constantWithName(name_)) return registered;
-  return shared_from_this();
 }

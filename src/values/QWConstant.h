@@ -32,12 +32,6 @@ class QWConstant : public qw::Object {
   /// By `value`.
   int compare(const qw::Object& other) const override;
 
-  /// Archives the name and the value. Reading gives the registered constant of that name where the class has
-  /// one.
-  void encodeWithCoder(qw::KeyedArchiver& coder) const override;
-  void initWithCoder(qw::KeyedUnarchiver& coder) override;
-  std::shared_ptr<qw::Object> replacementAfterDecoding() override;
-
  private:
   friend QWConstantsManager;
 

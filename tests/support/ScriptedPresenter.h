@@ -75,10 +75,9 @@ class ScriptedPresenter : public qw::Presenter {
     const Step step = next(Step::Kind::kPassword, request.title);
     reply([=] { completion(step.cancels ? std::nullopt : std::optional(step.text)); });
   }
-  std::unique_ptr<Progress> showProgress(const std::string& title,
-                                         const std::function<void()>& cancel) override {
+  std::unique_ptr<Progress> showProgress(const std::string& title, std::function<void()> cancel) override {
     progressLabels.push_back(title);
-    cancelProgress = cancel;
+    cancelProgress = std::move(cancel);
     return std::make_unique<Labels>(*this);
   }
   qw::Registration show(std::shared_ptr<qw::Object> controller) override {

@@ -6,8 +6,6 @@
 #include <vector>
 
 #include "platform/ApplicationContext.h"
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
 #include "platform/Localization.h"
 #include "platform/Property.h"
 #include "values/QWBoolean.h"
@@ -179,24 +177,6 @@ TEST_F(QWConstantTest, EachStringEncodingIsNamedAndReadsText) {
   EXPECT_EQ(QWStringEncoding::ISOLatin10StringEncoding()->valueForKey("XMLEncoding"), qw::Value("latin10"));
   EXPECT_EQ(QWStringEncoding::ISOLatin10StringEncoding()->encoding()->name(), "ISO-8859-16");
   EXPECT_EQ(QWStringEncoding::make("Unknown", 0)->encoding(), std::nullopt);
-}
-
-TEST_F(QWConstantTest, ArchivingKeepsTheIdentityOfRegisteredConstants) {
-  const auto stranger = QWCharacterSeparator::constantWithCharacter("|");
-  const qw::Array written = {QWBoolean::trueBoolean(), Priority::constants()[0], QWBoolean::trueBoolean(),
-                             QWStringEncoding::GBKStringEncoding(), stranger};
-  qw::Error error;
-  const auto archive = qw::KeyedArchiver::archivedData(written, &error);
-  ASSERT_TRUE(archive) << error.localizedDescription;
-  const auto read = qw::KeyedUnarchiver::unarchivedValue(archive->bytes(), {&QWConstant::kClass}, &error);
-  ASSERT_TRUE(read) << error.localizedDescription;
-  ASSERT_EQ(read->array()->size(), written.size());
-  for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ((*read->array())[i].object(), written[i].object()) << i;
-  const auto again = read->array()->back().objectAs<QWCharacterSeparator>();
-  ASSERT_TRUE(again);
-  EXPECT_NE(again, stranger);
-  EXPECT_EQ(again->character(), "|");
-  EXPECT_EQ(again->value(), -1);
 }
 
 }  // namespace

@@ -1,0 +1,30 @@
+#include "store/ObjectID.h"
+
+#include <mutex>
+#include <unordered_set>
+
+namespace qw {
+
+ObjectID ObjectID::interned(std::string_view text) {
+  if (text.empty()) return {};
+  static std::mutex mutex;
+  static std::unordered_set<std::string> texts;  // its nodes never move
+  std::lock_guard lock(mutex);
+  ObjectID id;
+  id.uuid_.low = reinterpret_cast<std::uintptr_t>(&*texts.emplace(text).first);
+  return id;
+}
+
+std::string_view ObjectID::view(char (&buffer)[36]) const {
+  if (empty()) return {};
+  if (uuid_.high == 0) return *reinterpret_cast<const std::string*>(static_cast<std::uintptr_t>(uuid_.low));
+  uuid_.write(buffer);
+  return {buffer, sizeof buffer};
+}
+
+std::string ObjectID::text() const {
+  char buffer[36];
+  return std::string(view(buffer));
+}
+
+}  // namespace qw

@@ -1,0 +1,75 @@
+#include "store/QWDatabaseChange.h"
+
+#include "store/ClassSchema.h"
+#include "store/QWDatabaseManager.h"
+#include "store/QWDatabaseObject.h"
+#include "store/QWDatabaseQuery.h"
+
+QWDatabaseChange::QWDatabaseChange(std::string sql, PrepareBlock prepareBlock)
+    : ownSQL_(std::move(sql)), sql_(&ownSQL_), prepareBlock_(std::move(prepareBlock)) {}
+
+QWDatabaseChange::QWDatabaseChange(Kind kind, QWDatabaseObject& object, const std::string& sql)
+    : kind_(kind),
+      sql_(&sql),
+      object_(object.sharedAs<QWDatabaseObject>()),
+      sqlID_(object.sqlID_),
+      modificationsCount_(object.modificationsCount_) {
+  if (object.pendingChange_) object.pendingChange_->capture();
+  object.pendingChange_ = this;
+}
+
+QWDatabaseChange::~QWDatabaseChange() {
+  if (object_ && object_->pendingChange_ == this) object_->pendingChange_ = nullptr;
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseChange::object() const { return object_; }
+
+void QWDatabaseChange::keepValues(QWDatabaseObject& copy, const QWDatabaseObject& source) {
+  copy.id_ = source.id_;
+  copy.lastModificationDate_ = source.lastModificationDate_;
+  copy.index_ = source.index_;
+  for (const auto& entry : qw::ClassSchema::of(source.objectClass()).stored()) {
+    if (entry.storage->copy)
+      entry.storage->copy(copy, source);
+    else if (const qw::Relation* relation = entry.storage->relation)
+      relation->setTarget(copy, relation->target(source));
+  }
+}
+
+void QWDatabaseChange::capture() {
+  object_->pendingChange_ = nullptr;
+  if (kind_ == Kind::kDelete) return;
+  captured_ = std::static_pointer_cast<QWDatabaseObject>(object_->objectClass().create());
+  keepValues(*captured_, *object_);
+}
+
+void QWDatabaseChange::revert() {
+  if (!object_) return;
+  switch (kind_) {
+    case Kind::kOther:
+      return;
+    case Kind::kInsert:
+      object_->sqlID_ = 0;
+      break;
+    case Kind::kUpdate:
+      object_->modificationsCount_ += modificationsCount_;
+      break;
+    case Kind::kDelete:
+      object_->sqlID_ = sqlID_;
+      break;
+  }
+  if (QWDatabaseManager* manager = object_->databaseManager()) manager->queueForSaving(*object_);
+}
+
+void QWDatabaseChange::bind(sqlite3_stmt* statement, qw::RowBinder& binder) const {
+  binder.begin(statement);
+  if (kind_ != Kind::kDelete) (captured_ ? captured_ : object_)->bindColumns(binder);
+  if (kind_ != Kind::kInsert) binder.bindInt64(sqlID_);
+}
+
+void QWDatabaseChange::prepare(QWDatabaseQuery& query) const {
+  if (prepareBlock_) prepareBlock_(query);
+  if (!object_) return;
+  if (kind_ != Kind::kInsert) query.setInt64(sqlID_, "sqlID");
+  if (kind_ != Kind::kDelete) (captured_ ? captured_ : object_)->prepareBlock()(query);
+}

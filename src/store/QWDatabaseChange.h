@@ -1,0 +1,62 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/Back.h"
+#include "platform/Value.h"
+
+class QWDatabaseObject;
+class QWDatabaseQuery;
+
+namespace qw {
+class ClassSchema;
+class RowBinder;
+}  // namespace qw
+
+/// One pending write. A change of an object holds the values of the moment when it was computed: they are
+/// read from the object when the statement runs, unless the object is edited before, which makes the change
+/// take its own copy first.
+class QWDatabaseChange {
+ public:
+  using PrepareBlock = std::function<void(QWDatabaseQuery&)>;
+
+  QWDatabaseChange(std::string sql, PrepareBlock prepareBlock);
+  ~QWDatabaseChange();
+  QWDatabaseChange(const QWDatabaseChange&) = delete;
+  QWDatabaseChange& operator=(const QWDatabaseChange&) = delete;
+
+  const std::string& sql() const { return *sql_; }
+  /// The object whose row this is; null for the store's own rows, and once the object is gone.
+  std::shared_ptr<QWDatabaseObject> object() const;
+  /// Binds the parameters.
+  void prepare(QWDatabaseQuery& query) const;
+
+ private:
+  friend class QWDatabaseManager;
+  friend class QWDatabaseObject;
+
+  enum class Kind : std::uint8_t { kOther, kInsert, kUpdate, kDelete };
+
+  QWDatabaseChange(Kind kind, QWDatabaseObject& object, const std::string& sql);
+  /// Gives `copy`, an object of no store, the column values of `source`.
+  static void keepValues(QWDatabaseObject& copy, const QWDatabaseObject& source);
+  /// Keeps the values that the object has now.
+  void capture();
+  /// The write did not reach the file: the object is as unsaved as before.
+  void revert();
+  /// Binds by position. The change and its object must outlive the step.
+  void bind(sqlite3_stmt* statement, qw::RowBinder& binder) const;
+
+  Kind kind_ = Kind::kOther;
+  std::string ownSQL_;
+  const std::string* sql_;
+  PrepareBlock prepareBlock_;
+  std::shared_ptr<QWDatabaseObject> object_;
+  std::int64_t sqlID_ = 0;                      // before the change
+  std::int32_t modificationsCount_ = 0;         // before the change
+  std::shared_ptr<QWDatabaseObject> captured_;  // a copy of the object with the values of then
+};

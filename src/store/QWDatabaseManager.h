@@ -1,0 +1,269 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/Error.h"
+#include "platform/OperationQueue.h"
+#include "platform/UndoManager.h"
+#include "store/QWDatabaseChange.h"
+#include "store/QWDatabaseObject.h"
+#include "store/QWDatabaseOperation.h"
+#include "store/QWDatabaseQuery.h"
+#include "store/QWDatabaseResultSet.h"
+#include "store/QWRequestsMap.h"
+#include "store/SynchronizationHandling.h"
+#include "values/QWCountedSet.h"
+
+/// Domain of the store's errors. 1: opening, creating or upgrading failed; 2: invalid query; 3: execution
+/// failed; 4: saving failed, the messages joined by "\n".
+inline constexpr std::string_view QWDatabaseErrorDomain = "QWDatabaseErrorDomain";
+
+/// Posted, when idle, with the manager as sender, after objects of the store changed.
+inline constexpr std::string_view QWDatabaseManagerObjectsDidChangeNotification =
+    "QWDatabaseManagerObjectsDidChangeNotification";
+
+/// Owns one store file: the SQLite connection, the registry of live objects by ID, deletions, undo, saving.
+/// An application subclasses it, names its root object's class and its model classes, and opens a file with
+/// `QWDatabaseManager::open`. Owned by the application's document; belongs with everything in it to the
+/// thread that opened it, normally the main one. Operations that fail answer false or null, fill the optional
+/// error, and leave file and objects as they were.
+class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
+ public:
+  static const qw::Class kClass;
+
+  enum class Access : std::uint8_t {
+    kReadWrite,
+    kReadOnly,
+    /// A file of foreign origin: it is checked for damage first, its schema is not trusted.
+    kForeign,
+    kForeignReadOnly
+  };
+  struct OpenOptions {
+    /// Any object that stands for the document; only whether there is one matters to the store.
+    std::shared_ptr<qw::Object> document{};
+    Access access = Access::kReadWrite;
+    /// Deletes the file when the manager is destroyed.
+    bool deleteOnDealloc = false;
+  };
+
+  QWDatabaseManager();
+  ~QWDatabaseManager() override;
+
+  /// Opens the file, or makes a new store where there is none. Null with the error set when that fails; a
+  /// file that was there is then as before, one that was not is not left behind.
+  template <class Manager>
+  static std::shared_ptr<Manager> open(const std::filesystem::path& URL, const OpenOptions& options = {},
+                                       qw::Error* error = nullptr) {
+    auto manager = qw::make<Manager>();
+    manager->makeAnother_ = [] { return std::shared_ptr<QWDatabaseManager>(qw::make<Manager>()); };
+    return manager->initWithURL(URL, options, error) ? manager : nullptr;
+  }
+  /// A detached copy: own objects with the same IDs, no connection; knows this manager as its original.
+  std::shared_ptr<QWDatabaseManager> copy() const;
+
+  bool isLoaded() const { return loaded_; }
+  bool isReadOnly() const { return readOnly_; }
+  const std::filesystem::path& URL() const { return url_; }
+  std::shared_ptr<qw::Object> document() const { return document_.lock(); }
+  /// Null for a read-only store and for a copy.
+  qw::UndoManager* undoManager() const { return undoManager_.get(); }
+  std::shared_ptr<QWDatabaseManager> originalDatabaseManager() const { return originalManager_.lock(); }
+  QWDatabaseObject* rootObject() const { return rootObject_.get(); }
+  template <class T>
+  std::shared_ptr<T> rootObjectAs() const {
+    return std::dynamic_pointer_cast<T>(rootObject_);
+  }
+  const std::unordered_map<qw::ObjectID, qw::Date>& deletedIDs() const { return deletedIDs_; }
+  const QWRequestsMap& objects() const { return objects_; }
+  sqlite3* database() const { return database_; }
+  const std::string& lastExecutedQuery() const { return lastExecutedQuery_; }
+  const std::vector<std::shared_ptr<QWSynchronizationHandling>>& synchronizationHandlers() const {
+    return synchronizationHandlers_;
+  }
+  qw::OperationQueue& queue();
+
+  // Statements.
+  std::shared_ptr<QWDatabaseQuery> prepareQuery(const std::string& sql, qw::Error* error = nullptr);
+  void addQueryToCache(const std::shared_ptr<QWDatabaseQuery>& query);
+  std::shared_ptr<QWDatabaseResultSet> executeQuery(const std::shared_ptr<QWDatabaseQuery>& query,
+                                                    qw::Error* error = nullptr);
+  bool executeUpdate(const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error = nullptr);
+
+  // Objects.
+  /// A new object of class `T` in this store.
+  template <class T>
+  std::shared_ptr<T> create() {
+    auto object = qw::make<T>();
+    object->initWithDatabaseManager(*this);
+    return object;
+  }
+  /// Null when there is none, or it is deleted.
+  std::shared_ptr<QWDatabaseObject> objectWithID(const qw::ObjectID& id) const;
+  std::vector<std::shared_ptr<QWDatabaseObject>> objectsWithIDs(const std::vector<qw::ObjectID>& ids) const;
+  void registerObject(QWDatabaseObject& object);
+  void unregisterObject(QWDatabaseObject& object);
+  void requestObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block);
+  void requestParentPresenceForObject(QWDatabaseObject& object, std::string parentKeyPath);
+  void removeAllObjectRequests();
+
+  // Deletions.
+  bool isObjectDeleted(const qw::ObjectID& id) const { return deletedIDs_.contains(id); }
+  void addDeletedID(const qw::ObjectID& id);
+  void addDeletedID(const qw::ObjectID& id, qw::Date date);
+  void removeDeletedID(const qw::ObjectID& id);
+
+  bool shouldModifyLastModificationDates() const { return disableModifyLastModificationDatesCount_ == 0; }
+  void performBlockWithoutModifyingLastModificationDates(const std::function<void()>& block);
+
+  /// The filters bar's state of that name, made when there is none.
+  std::shared_ptr<QWDatabaseObject> filtersBarData(const std::string& name);
+  const std::map<std::string, std::shared_ptr<QWDatabaseObject>>& filtersBarDatas() const {
+    return filtersBarDatas_;
+  }
+  /// The typed values of that name for completion; null when there are none yet and the store is read-only or
+  /// has no document.
+  QWCountedSet* completionsSet(const std::string& name);
+
+  /// True without a password, else when the text is the password.
+  bool checkPassword(std::string_view password) const;
+  /// An empty text removes the protection. Only the SHA-1 is kept.
+  void protectWithPassword(std::string_view password);
+  const std::optional<std::string>& password() const { return password_; }
+
+  /// Null when there is none.
+  qw::Value valueForLocalParameter(const std::string& key) const;
+  void setValueForLocalParameter(const qw::Value& value, const std::string& key);
+
+  /// Runs the block in the background on a copy of this store.
+  std::shared_ptr<QWDatabaseOperation> addOperationWithBlock(QWDatabaseOperation::Block block);
+
+  void prepareForImportingOldData() { loaded_ = false; }
+  /// `didLoad`: also calls `dataDidLoad`, on the main thread.
+  void finishImportingOldData(bool didLoad);
+
+  std::optional<qw::Data> archivedDataWithRootObject(const std::shared_ptr<qw::Object>& object,
+                                                     qw::Error* error = nullptr);
+  std::shared_ptr<qw::Object> unarchiveObjectWithData(const qw::Data& data, qw::Error* error = nullptr);
+
+  // Saving.
+  using Changes = std::vector<std::shared_ptr<QWDatabaseChange>>;
+  /// Everything that differs from the file, in the order in which it is to be written. The objects count as
+  /// clean then.
+  Changes computeChanges();
+  /// Runs the changes in one transaction. Changes that fail do not keep the others from being written; their
+  /// objects stay unsaved. When the transaction itself cannot be committed nothing is written and every
+  /// object stays unsaved.
+  bool saveChanges(const Changes& changes, qw::Error* error = nullptr);
+  /// `computeChanges` and `saveChanges`.
+  bool save(qw::Error* error = nullptr) { return saveChanges(computeChanges(), error); }
+  /// Also answers the bytes of the saved file, and, if asked to, hands a zipped copy to the active
+  /// synchronization handlers.
+  std::optional<qw::Data> saveChanges(const Changes& changes, bool processSynchronizationHandlers,
+                                      const std::string& displayName, qw::Error* error = nullptr);
+  bool saveChangesAndCopyToURL(const Changes& changes, const std::filesystem::path& URL,
+                               bool processSynchronizationHandlers, qw::Error* error = nullptr);
+  /// Merges a copy's objects into the manager that it was copied from.
+  void commitChangesToOriginalDatabaseManager();
+
+  // Synchronization.
+  std::shared_ptr<QWSynchronizationHandling> synchronizationHandler(std::string_view description) const;
+  void prepareSynchronization(int step, QWDatabaseManager& other);
+  std::vector<qw::ObjectID> synchronizingObjectIDsForStep(int step) const;
+
+  // What a subclass says.
+  virtual std::string version() const { return "1.0"; }
+  virtual const qw::Class& rootObjectClass() const { return QWDatabaseObject::kClass; }
+  /// Every class of the model, so that rows and archives find them by name.
+  virtual std::vector<const qw::Class*> modelClasses() const { return {}; }
+  /// Path of the SQL that makes the tables; empty to have them made from the property tables of
+  /// `modelClasses`.
+  virtual std::filesystem::path createStatementsFile() const { return {}; }
+  /// Paths of the SQL that brings a store of an older version up to date. It runs inside a transaction;
+  /// afterwards columns and tables that the model classes have and the file lacks are added.
+  virtual std::vector<std::filesystem::path> updateStatementsFilesForVersion(const std::string&) const {
+    return {};
+  }
+  virtual bool executeCustomUpdateStatementsForVersion(const std::string&, qw::Error*) { return true; }
+  virtual int numberOfSynchronizationSteps() const { return 1; }
+  /// -1: no bound.
+  virtual std::int64_t maximumSynchronizationPriorityForStep(int) const { return -1; }
+
+ protected:
+  /// Reads the root object with everything below it, deletions, filters bars and handler states.
+  virtual void loadData();
+  /// Fills a new store.
+  virtual void addInitialData() {}
+  virtual void addSampleData() {}
+  /// Called on the main thread once the data of an existing store is loaded.
+  virtual void dataDidLoad() {}
+
+ private:
+  friend class QWDatabaseChange;
+  friend class QWDatabaseObject;
+  friend class qw::ChildList;
+  friend class qw::Loader;
+
+  bool initWithURL(const std::filesystem::path& URL, const OpenOptions& options, qw::Error* error);
+  bool openConnection(bool foreign, qw::Error* error);
+  bool loadStore(qw::Error* error);
+  bool createStore(qw::Error* error);
+  bool readMetadata(std::string& storedVersion, qw::Error* error);
+  bool upgrade(const std::string& storedVersion, qw::Error* error);
+  bool execute(const std::string& sql, const std::string& name, qw::Error* error);
+  bool addMissingColumns(qw::Error* error);
+  void makeSynchronizationHandlers();
+  void initByCopyingDatabaseManager(const QWDatabaseManager& source);
+  void loadSynchronizationHandlers();
+  std::shared_ptr<QWDatabaseObject> makeFiltersBarData(QWDatabaseResultSet* row);
+  bool saveChange(const QWDatabaseChange& change, std::shared_ptr<QWDatabaseQuery>& query,
+                  qw::RowBinder& binder, std::vector<std::string>& messages);
+  bool handOver(const std::vector<std::shared_ptr<QWSynchronizationHandling>>& handlers,
+                const std::string& displayName, qw::Error* error);
+  void close();
+
+  void objectsChanged();
+  void queueForSaving(QWDatabaseObject& object);
+  void targetDeletionChanged(QWDatabaseObject& object);
+  void touchReferencesToDeletedTargets();
+  void listIsStale(QWDatabaseObject& owner, qw::ChildList& list);
+  void settle();
+  void undoManagerWillPerform(qw::UndoManager&) override { settle(); }
+  void undoManagerDidPerform(qw::UndoManager&) override { settle(); }
+
+  std::shared_ptr<QWDatabaseManager> (*makeAnother_)() = nullptr;  // of the same class
+  bool loaded_ = false;
+  bool readOnly_ = false;
+  bool deleteOnDealloc_ = false;
+  std::filesystem::path url_;
+  std::weak_ptr<qw::Object> document_;
+  std::unique_ptr<qw::UndoManager> undoManager_;
+  std::weak_ptr<QWDatabaseManager> originalManager_;
+  std::shared_ptr<QWDatabaseObject> rootObject_;
+  std::unordered_map<qw::ObjectID, qw::Date> deletedIDs_;
+  std::map<std::string, std::shared_ptr<QWDatabaseObject>> filtersBarDatas_;
+  std::optional<std::string> password_;
+  std::vector<std::shared_ptr<QWSynchronizationHandling>> synchronizationHandlers_;
+  sqlite3* database_ = nullptr;
+  std::string lastExecutedQuery_;
+  std::unordered_map<std::string, std::vector<std::shared_ptr<QWDatabaseQuery>>> cachedQueries_;
+  QWRequestsMap objects_;
+  std::vector<std::function<void()>> parentPresenceRequests_;
+  int disableModifyLastModificationDatesCount_ = 0;
+  std::map<std::string, QWCountedSet> completionsSets_;
+  qw::Dictionary localParameters_;
+  std::unique_ptr<qw::OperationQueue> queue_;
+  qw::Loader* loader_ = nullptr;
+
+  std::vector<std::shared_ptr<QWDatabaseObject>> unsaved_;
+  std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> staleLists_;
+  std::vector<std::shared_ptr<QWDatabaseObject>> retargeted_;  // their deletion changed since the last save
+};

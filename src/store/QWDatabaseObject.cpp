@@ -1,0 +1,383 @@
+#include "store/QWDatabaseObject.h"
+
+#include <algorithm>
+#include <cassert>
+#include <limits>
+
+#include "platform/ApplicationContext.h"
+#include "platform/Clock.h"
+#include "store/ClassSchema.h"
+#include "store/Loader.h"
+#include "store/QWDatabaseManager.h"
+
+namespace {
+
+constexpr std::int64_t kNoDate = std::numeric_limits<std::int64_t>::min();
+
+void deleteTarget(qw::Object& target, const qw::Property*, const qw::Value&, std::int64_t) {
+  static_cast<QWDatabaseObject&>(target).deleteObject();
+}
+
+}  // namespace
+
+constinit const qw::Class QWDatabaseObject::kClass =
+    qw::define<QWDatabaseObject, qw::Object>("QWDatabaseObject", {}, [] {
+      using Object = QWDatabaseObject;
+      return qw::properties(qw::property<&Object::ID, &Object::setID>("ID"),
+                            qw::property<&Object::lastModificationDate, &Object::setLastModificationDate>(
+                                "lastModificationDate"),
+                            qw::property<&Object::isDeleted, &Object::setDeleted>("deleted"),
+                            qw::derived<&Object::sqlID>("sqlID"), qw::derived<&Object::index>("index"),
+                            qw::derived<&Object::modificationsCount>("modificationsCount"));
+    });
+
+QWDatabaseObject::QWDatabaseObject() : lastModificationDate_(kNoDate) {}
+QWDatabaseObject::~QWDatabaseObject() = default;
+
+QWDatabaseManager* QWDatabaseObject::databaseManager() const { return manager_.get(); }
+
+std::optional<qw::Date> QWDatabaseObject::lastModificationDate() const {
+  if (lastModificationDate_ == kNoDate) return std::nullopt;
+  return qw::Date::fromMicroseconds(lastModificationDate_);
+}
+
+std::int64_t QWDatabaseObject::index() const {
+  if (QWDatabaseManager* manager = databaseManager()) manager->settle();
+  return index_;
+}
+
+QWDatabaseObject::Rare& QWDatabaseObject::rare() {
+  if (!rare_) rare_ = std::make_unique<Rare>();
+  return *rare_;
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::originalObject() const {
+  return rare_ ? rare_->originalObject.lock() : nullptr;
+}
+
+qw::UndoManager* QWDatabaseObject::recordingUndoManager() const {
+  const QWDatabaseManager* manager = manager_.get();
+  qw::UndoManager* undo = manager ? manager->undoManager() : nullptr;
+  return undo && undo->isUndoRegistrationEnabled() ? undo : nullptr;
+}
+
+void QWDatabaseObject::capturePendingChange() { pendingChange_->capture(); }
+
+void QWDatabaseObject::attach(QWDatabaseManager& manager) {
+  manager_ = qw::Back<QWDatabaseManager>(&manager);
+  for (const auto& entry : qw::ClassSchema::of(objectClass()).children())
+    entry.storage->relation->list(*this).bind(*this, *entry.property);
+}
+
+void QWDatabaseObject::registerCreation() {
+  if (qw::UndoManager* undo = recordingUndoManager()) undo->registerAction(*this, &deleteTarget);
+  databaseManager()->queueForSaving(*this);
+}
+
+void QWDatabaseObject::initWithDatabaseManager(QWDatabaseManager& manager) {
+  attach(manager);
+  id_ = qw::ApplicationContext::uniqueID();
+  manager.registerObject(*this);
+  registerCreation();
+}
+
+void QWDatabaseObject::initWithRow(QWDatabaseManager& manager, QWDatabaseResultSet& row) {
+  attach(manager);
+  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  const int* columns = row.columnsFor(schema);
+  const qw::RowReader& reader = row.reader();
+  sqlID_ = reader.int64(columns[0]);
+  ++columns;
+  id_ = qw::ObjectID(reader.text(columns[0]));
+  const auto date = qw::Column<std::optional<qw::Date>>::read(reader, columns + 1);
+  lastModificationDate_ = date ? date->microseconds() : kNoDate;
+  for (const auto& entry : schema.attributes()) entry.storage->read(reader, columns + entry.column, *this);
+  if (schema.indexColumn() >= 0) {
+    const std::int64_t index = reader.int64(columns[schema.indexColumn()]);
+    index_ = index >= 0 && index < std::numeric_limits<std::int32_t>::max() ? static_cast<std::int32_t>(index)
+                                                                            : -1;
+  }
+  if (row.loader_)
+    row.loader_->readRelations(*this, schema, reader, columns);
+  else
+    qw::Loader::resolveSingleRow(manager, *this, schema, reader, columns);
+}
+
+void QWDatabaseObject::copyAttributes(const QWDatabaseObject& source) {
+  for (const auto& entry : qw::ClassSchema::of(objectClass()).attributes())
+    entry.storage->copy(*this, source);
+}
+
+void QWDatabaseObject::initByCopyingObject(QWDatabaseManager& manager, const QWDatabaseObject& source) {
+  attach(manager);
+  id_ = source.id_;
+  lastModificationDate_ = source.lastModificationDate_;
+  index_ = source.index_;
+  rare().originalObject = qw::Back<QWDatabaseObject>(const_cast<QWDatabaseObject*>(&source));
+  copyAttributes(source);
+  manager.registerObject(*this);
+  manager.queueForSaving(*this);
+  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  for (const auto& entry : schema.references()) {
+    const auto target = entry.storage->relation->target(source);
+    if (!target) continue;
+    manager.requestObjectWithID(target->ID(), [this, &entry](const auto& found) {
+      entry.storage->relation->setTarget(*this, found);
+    });
+  }
+  for (const auto& entry : schema.owned())
+    if (const auto target = entry.storage->relation->target(source))
+      entry.storage->relation->setTarget(*this, target->copyInDatabaseManager(manager));
+  for (const auto& entry : schema.children()) {
+    qw::ChildList& list = entry.storage->relation->list(*this);
+    const qw::ChildList& from = entry.storage->relation->list(const_cast<QWDatabaseObject&>(source));
+    for (const auto& child : from.objects()) {
+      auto copy = child->copyInDatabaseManager(manager);
+      const qw::Property* parent = copy->objectClass().property(entry.property->inverse);
+      parent->storage->relation->setTarget(*copy, sharedAs<QWDatabaseObject>());
+      list.append(std::move(copy));
+    }
+  }
+  deleted_ = source.deleted_;
+}
+
+void QWDatabaseObject::initByImportingObject(QWDatabaseManager& manager, const QWDatabaseObject& source) {
+  attach(manager);
+  id_ = source.id_;
+  lastModificationDate_ = source.lastModificationDate_;
+  beingImported_ = true;
+  copyAttributes(source);
+  manager.registerObject(*this);
+  registerCreation();
+  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  const std::weak_ptr<QWDatabaseObject> weak = sharedAs<QWDatabaseObject>();
+  for (const auto& entry : schema.references()) {
+    const auto target = entry.storage->relation->target(source);
+    if (!target || target->isDeleted()) continue;
+    manager.requestObjectWithID(target->ID(), [weak, property = entry.property](const auto& found) {
+      const auto self = weak.lock();
+      if (self && found) property->restore(*self, qw::Value(std::shared_ptr<qw::Object>(found)));
+    });
+  }
+  for (const auto& entry : schema.owned())
+    if (const auto target = entry.storage->relation->target(source))
+      entry.storage->relation->setTarget(*this, target->importInDatabaseManager(manager));
+  for (const auto& entry : schema.parents()) {
+    const auto parent = entry.storage->relation->target(source);
+    if (!parent) continue;
+    std::vector<qw::ObjectID> siblings;
+    const qw::Property* children = parent->objectClass().property(entry.property->inverse);
+    for (const auto& sibling : children->storage->relation->list(*parent).objects())
+      siblings.push_back(sibling->ID());
+    manager.requestObjectWithID(parent->ID(), [weak, children, siblings](const auto& found) {
+      const auto self = weak.lock();
+      if (!self || self->isDeleted()) return;
+      if (!found) return self->deleteObject();
+      qw::ChildList& list = children->storage->relation->list(*found);
+      list.insertObject(self, list.indexToInsertObject(self->ID(), siblings));
+    });
+  }
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::copyInDatabaseManager(QWDatabaseManager& manager) const {
+  auto copy = std::static_pointer_cast<QWDatabaseObject>(objectClass().create());
+  copy->initByCopyingObject(manager, *this);
+  return copy;
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::importInDatabaseManager(
+    QWDatabaseManager& manager) const {
+  auto imported = std::static_pointer_cast<QWDatabaseObject>(objectClass().create());
+  imported->initByImportingObject(manager, *this);
+  imported->beingImported_ = false;
+  return imported;
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicateInDatabaseManager(
+    QWDatabaseManager& manager) const {
+  const auto self = std::const_pointer_cast<qw::Object>(shared_from_this());
+  const auto archive = databaseManager()->archivedDataWithRootObject(self);
+  return archive ? std::dynamic_pointer_cast<QWDatabaseObject>(manager.unarchiveObjectWithData(*archive))
+                 : nullptr;
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicate() const {
+  return duplicateInDatabaseManager(*databaseManager());
+}
+
+void QWDatabaseObject::setID(const qw::ObjectID& id) {
+  if (id == id_) return;
+  QWDatabaseManager* manager = databaseManager();
+  if (qw::UndoManager* undo = recordingUndoManager())
+    undo->registerRestore(*this, *kClass.property("ID"), id_.text());
+  const auto keep = shared_from_this();
+  if (manager && id_) manager->unregisterObject(*this);
+  edit("ID", [&] { id_ = id; });
+  if (manager && id_) manager->registerObject(*this);
+}
+
+void QWDatabaseObject::setLastModificationDate(std::optional<qw::Date> date) {
+  const std::int64_t value = date ? date->microseconds() : kNoDate;
+  if (value == lastModificationDate_) return;
+  if (qw::UndoManager* undo = recordingUndoManager())
+    undo->registerRestore(*this, *kClass.property("lastModificationDate"), lastModificationDate());
+  willModify();
+  qw::ChangeScope scope(*this, "lastModificationDate");
+  lastModificationDate_ = value;
+}
+
+void QWDatabaseObject::addModification() {
+  QWDatabaseManager* manager = databaseManager();
+  qw::UndoManager* undo = manager ? manager->undoManager() : nullptr;
+  const bool undoing = undo && undo->isUndoing();
+  modificationsCount_ += undoing ? -1 : 1;
+  if (!manager) return;
+  if (sqlID_ != 0 && !undoing && !(undo && undo->isRedoing()) && manager->shouldModifyLastModificationDates())
+    lastModificationDate_ = qw::Clock::now().microseconds();
+  manager->queueForSaving(*this);
+  manager->objectsChanged();
+}
+
+void QWDatabaseObject::setDeleted(bool deleted) {
+  if (deleted == deleted_) return;
+  if (qw::UndoManager* undo = recordingUndoManager())
+    undo->registerRestore(*this, *kClass.property("deleted"), deleted_);
+  willModify();
+  qw::ChangeScope scope(*this, "deleted");
+  deleted_ = deleted;
+  if (QWDatabaseManager* manager = databaseManager()) {
+    manager->queueForSaving(*this);
+    manager->targetDeletionChanged(*this);
+    manager->objectsChanged();
+  }
+}
+
+void QWDatabaseObject::deleteObject(bool record) {
+  if (deleted_) return;
+  const auto keep = shared_from_this();
+  detachFromParent();
+  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  setDeleted(true);
+  // Children stay in their deleted parent's list, where an undone deletion finds them.
+  for (const auto& entry : schema.children()) {
+    const auto children = entry.storage->relation->list(*this).objects();
+    for (const auto& child : children) child->deleteObject(record);
+  }
+  for (const auto& entry : schema.owned())
+    if (const auto target = entry.storage->relation->target(*this)) target->deleteObject(record);
+  if (record)
+    if (QWDatabaseManager* manager = databaseManager()) manager->addDeletedID(id_);
+  if (rare_) {
+    const auto parameters = rare_->referringParameters;
+    for (const auto& parameter : parameters)
+      if (parameter) parameter->setValueForKey({}, "object");
+  }
+}
+
+void QWDatabaseObject::detachFromParent() {
+  for (const auto& entry : qw::ClassSchema::of(objectClass()).parents()) {
+    const auto parent = entry.storage->relation->target(*this);
+    // A parent that is being deleted keeps its children.
+    if (!parent || parent->isDeleted()) continue;
+    parent->objectClass().property(entry.property->inverse)->storage->relation->list(*parent).detach(*this);
+  }
+}
+
+void QWDatabaseObject::moveToParent(const qw::Property& relation, QWDatabaseObject* parent) {
+  if (relation.storage->relation->target(*this).get() == parent) return;
+  if (parent)
+    parent->objectClass()
+        .property(relation.inverse)
+        ->storage->relation->list(*parent)
+        .addObject(sharedAs<QWDatabaseObject>());
+  else
+    detachFromParent();
+}
+
+void QWDatabaseObject::deleteChild(QWDatabaseObject& child, std::string_view parentKeyPath) {
+  if (beingImported_ && databaseManager())
+    databaseManager()->requestParentPresenceForObject(child, std::string(parentKeyPath));
+  else
+    child.deleteObject();
+}
+
+void QWDatabaseObject::addReferringParameter(qw::Object& parameter) {
+  auto& parameters = rare().referringParameters;
+  std::erase_if(parameters, [](const auto& link) { return !link; });
+  parameters.push_back(qw::Back<qw::Object>(&parameter));
+}
+
+void QWDatabaseObject::removeReferringParameter(qw::Object& parameter) {
+  if (rare_)
+    std::erase_if(rare_->referringParameters,
+                  [&](const auto& link) { return !link || link.get() == &parameter; });
+}
+
+void QWDatabaseObject::bindColumns(qw::RowBinder& row) const {
+  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  row.bindID(id_);
+  qw::Column<std::optional<qw::Date>>::bind(row, lastModificationDate());
+  const qw::ClassSchema::Entry* indexed = schema.parents().empty() ? nullptr : &schema.parents().front();
+  for (const auto& entry : schema.stored()) {
+    entry.storage->bind(row, *this);
+    if (indexed && entry.property == indexed->property) row.bindInt64(index_);
+  }
+}
+
+std::function<void(QWDatabaseQuery&)> QWDatabaseObject::prepareBlock() const {
+  // The values of now, kept by a copy that belongs to no store.
+  auto copy = std::static_pointer_cast<QWDatabaseObject>(objectClass().create());
+  QWDatabaseChange::keepValues(*copy, *this);
+  return [copy](QWDatabaseQuery& query) {
+    qw::RowBinder row;
+    const auto& columns = qw::ClassSchema::of(copy->objectClass()).columns();
+    row.beginMapped(query.statement(), [&] {
+      std::vector<int> parameters;
+      for (const std::string& column : columns) parameters.push_back(query.indexForParameter(column));
+      return parameters;
+    }());
+    copy->bindColumns(row);
+  };
+}
+
+std::vector<std::shared_ptr<QWDatabaseChange>> QWDatabaseObject::computeChanges() {
+  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  std::vector<std::shared_ptr<QWDatabaseChange>> changes;
+  using Kind = QWDatabaseChange::Kind;
+  const auto add = [&](Kind kind, const std::string& sql) {
+    changes.emplace_back(std::shared_ptr<QWDatabaseChange>(new QWDatabaseChange(kind, *this, sql)));
+  };
+  if (deleted_) {
+    if (sqlID_ > 0) {
+      add(Kind::kDelete, schema.deleteStatement());
+      sqlID_ = -1;
+    }
+  } else if (sqlID_ < 1) {
+    add(Kind::kInsert, schema.insertStatement());
+  } else if (modificationsCount_ != 0) {
+    add(Kind::kUpdate, schema.updateStatement());
+  }
+  modificationsCount_ = 0;
+  return changes;
+}
+
+void QWDatabaseObject::commitChangesToOriginalDatabaseManager() {
+  QWDatabaseManager* manager = databaseManager();
+  const auto originalManager = manager ? manager->originalDatabaseManager() : nullptr;
+  if (!originalManager) return;
+  auto original = originalObject();
+  if (!original) {
+    if (deleted_ || originalManager->objectWithID(id_)) return;
+    rare().originalObject = qw::Back<QWDatabaseObject>(importInDatabaseManager(*originalManager));
+  } else if (deleted_) {
+    original->deleteObject();
+    rare().originalObject = nullptr;
+  } else if (modificationsCount_ != 0) {
+    for (const auto& change : compareWithObject(*original)) change->applyChoice();
+    modificationsCount_ = 0;
+  }
+}
+
+std::string QWDatabaseObject::description() const {
+  return std::string(objectClass().name()) + " " + id_.text();
+}

@@ -1,0 +1,87 @@
+#include "store/Ledger.h"
+
+#include <gtest/gtest.h>
+
+constinit const qw::Class Ledger::kClass =
+    qw::define<Ledger, QWDatabaseObject>("Ledger", {.table = "Ledger", .synchronizationPriority = 1}, [] {
+      return qw::properties(
+          qw::attribute<&Ledger::title_, &Ledger::setTitle>("title", {.localizationKey = "Ledger.title"}),
+          qw::children<&Ledger::accounts_>("accounts", "ledger"),
+          qw::children<&Ledger::tags_>("tags", "ledger"));
+    });
+
+constinit const qw::Class Account::kClass =
+    qw::define<Account, QWDatabaseObject>("Account", {.table = "Account", .synchronizationPriority = 2}, [] {
+      return qw::properties(qw::parent<&Account::ledger_>("ledger", "accounts"),
+                            qw::attribute<&Account::name_>("name"),
+                            qw::children<&Account::entries_>("entries", "account"));
+    });
+
+constinit const qw::Class Tag::kClass =
+    qw::define<Tag, QWLibraryObject>("Tag", {.table = "Tag", .synchronizationPriority = 3}, [] {
+      return qw::properties(qw::parent<&Tag::ledger_>("ledger", "tags"),
+                            qw::parent<&Tag::parent_>("parent", "tags"),
+                            qw::children<&Tag::tags_>("tags", "parent"));
+    });
+
+constinit const qw::Class ColoredTag::kClass =
+    qw::define<ColoredTag, Tag>("ColoredTag", {.synchronizationPriority = 3},
+                                [] { return qw::properties(qw::attribute<&ColoredTag::color_>("color")); });
+
+constinit const qw::Class Receipt::kClass = qw::define<Receipt, QWDatabaseObject>(
+    "Receipt", {.table = "Receipt"}, [] { return qw::properties(qw::attribute<&Receipt::scan_>("scan")); });
+
+constinit const qw::Class Entry::kClass =
+    qw::define<Entry, QWDatabaseObject>("Entry", {.table = "Entry", .synchronizationPriority = 4}, [] {
+      return qw::properties(
+          qw::parent<&Entry::account_>("account", "entries"), qw::dateAttribute<&Entry::date_>("date"),
+          qw::attribute<&Entry::payee_>("payee", {.localizationKey = "Entry.payee"}),
+          qw::attribute<&Entry::amount_>("amount"), qw::attribute<&Entry::warranty_>("warranty"),
+          qw::attribute<&Entry::details_>("details", {.column = "detailsJSON"}),
+          qw::reference<&Entry::tag_>("tag"), qw::owned<&Entry::receipt_>("receipt"),
+          qw::derived<&Entry::title>("title", {"payee", "amount"}));
+    });
+
+std::vector<const qw::Class*> LedgerManager::modelClasses() const {
+  return {&Ledger::kClass,     &Account::kClass, &Tag::kClass,
+          &ColoredTag::kClass, &Receipt::kClass, &Entry::kClass};
+}
+
+std::string LedgerTest::ask(const std::string& sql) const {
+  sqlite3* database = nullptr;
+  sqlite3_open_v2(path().c_str(), &database, SQLITE_OPEN_READONLY, nullptr);
+  std::string answer;
+  sqlite3_exec(
+      database, sql.c_str(),
+      [](void* answer, int count, char** values, char**) {
+        for (int i = 0; i < count; ++i) {
+          auto& text = *static_cast<std::string*>(answer);
+          text += (text.empty() ? "" : "|") + std::string(values[i] ? values[i] : "NULL");
+        }
+        return 0;
+      },
+      &answer, nullptr);
+  sqlite3_close(database);
+  return answer;
+}
+
+std::shared_ptr<Account> LedgerTest::addAccount(LedgerManager& store, const std::string& name) {
+  auto account = store.create<Account>();
+  account->setName(name);
+  store.ledger().accounts().add(account);
+  return account;
+}
+
+std::shared_ptr<Entry> LedgerTest::addEntry(Account& account, const std::string& payee, std::int64_t amount) {
+  auto entry = account.databaseManager()->create<Entry>();
+  entry->setPayee(payee);
+  entry->setAmount(amount);
+  account.entries().add(entry);
+  return entry;
+}
+
+void LedgerTest::step(LedgerManager& store, const std::function<void()>& edit) {
+  store.undoManager()->beginUndoGrouping();
+  edit();
+  store.undoManager()->endUndoGrouping();
+}

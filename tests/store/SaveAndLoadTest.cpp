@@ -1,0 +1,189 @@
+#include <gtest/gtest.h>
+
+#include "platform/Clock.h"
+#include "platform/NotificationCenter.h"
+#include "platform/RunLoop.h"
+#include "store/Ledger.h"
+
+using SaveAndLoad = LedgerTest;
+
+TEST_F(SaveAndLoad, EveryKindOfPropertyComesBack) {
+  auto store = open();
+  ASSERT_TRUE(store) << error.localizedDescription;
+  EXPECT_EQ(store->ledger().title(), "New");
+  auto cash = addAccount(*store, "Cash"), bank = addAccount(*store, "Bank \"1\"; é");
+  auto food = store->create<Tag>();
+  auto red = store->create<ColoredTag>();
+  food->setName("Food");
+  red->setName("Red");
+  red->setColor(qw::Color{1, 0.5, 0, 1});
+  store->ledger().tags().add(food);
+  food->tags().add(red);
+  auto entry = addEntry(*bank, "Baker", 7);
+  addEntry(*bank, "Butcher", 9);
+  entry->setAmount(*qw::Decimal::fromText("-1234.5600"));
+  entry->setDate(*qw::DateText::readDate("2024-02-29"));
+  entry->setWarranty(QWDuration(QWDuration::Unit::kYear, 2));
+  entry->setDetails(qw::Dictionary{{"lines", qw::Array{1, "two", true}}});
+  entry->setTag(red.get());
+  auto receipt = store->create<Receipt>();
+  receipt->setScan(qw::Data::fromText(std::string("\0scan", 5)));
+  entry->setReceipt(receipt);
+  const qw::ObjectID id = entry->ID(), receiptID = receipt->ID();
+
+  ASSERT_TRUE(reopen(store)) << error.localizedDescription;
+  EXPECT_EQ(ask("SELECT amount, date, warranty, warrantyUnit, detailsJSON, \"index\", payee FROM Entry ORDER "
+                "BY \"index\" LIMIT 1"),
+            "-1234.56|2024-02-29|2|3|{\"lines\":[1,\"two\",true]}|0|Baker");
+  EXPECT_EQ(ask("SELECT class FROM Tag ORDER BY class"), "ColoredTag|Tag");
+  EXPECT_EQ(ask("SELECT color FROM Tag WHERE class = 'ColoredTag'"), "1.000000 0.500000 0.000000 1.000000");
+
+  Ledger& ledger = store->ledger();
+  ASSERT_EQ(ledger.accounts().size(), 2u);
+  EXPECT_EQ(ledger.accounts()[0].name(), "Cash");
+  Account& loaded = ledger.accounts()[1];
+  EXPECT_EQ(loaded.ledger(), &ledger);
+  EXPECT_EQ(loaded.valueForKeyPath("entries.payee"), qw::Value(qw::Array{"Baker", "Butcher"}));
+  auto same = std::static_pointer_cast<Entry>(store->objectWithID(id));
+  ASSERT_TRUE(same);
+  EXPECT_EQ(same->index(), 0);
+  EXPECT_EQ(same->amount(), *qw::Decimal::fromText("-1234.56"));
+  EXPECT_EQ(same->date(), qw::DateText::readDate("2024-02-29"));
+  EXPECT_EQ(same->valueForKeyPath("details.lines"), qw::Value(qw::Array{1, "two", true}));
+  EXPECT_EQ(same->valueForKeyPath("tag.parent.name"), qw::Value("Food"));
+  EXPECT_EQ(dynamic_cast<ColoredTag&>(*same->tag()).color()->green, 0.5);
+  ASSERT_TRUE(same->receipt());
+  EXPECT_EQ(same->receipt()->ID(), receiptID);
+  EXPECT_EQ(same->receipt()->scan().text(), std::string_view("\0scan", 5));
+  EXPECT_EQ(same->modificationsCount(), 0);
+  EXPECT_FALSE(store->undoManager()->canUndo());
+  EXPECT_EQ(store->didLoad, 0);
+  qw::RunLoop::current().drain();
+  EXPECT_EQ(store->didLoad, 1);
+}
+
+TEST_F(SaveAndLoad, WritesOnlyWhatChangedInTheStatedOrder) {
+  auto store = open();
+  auto a = addAccount(*store, "A"), b = addAccount(*store, "B"), c = addAccount(*store, "C");
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(store->computeChanges().size(), 3u) << "only the store's own rows: metadata, deletions, handlers";
+  a->setName("A2");
+  c->setName("C2");
+  auto d = addAccount(*store, "D");
+  b->deleteObject();
+  const auto changes = store->computeChanges();
+  std::vector<std::string> order;
+  for (const auto& change : changes)
+    order.push_back(change->sql().substr(0, 6) +
+                    (change->object() ? change->object()->valueForKey("name").description() : ""));
+  EXPECT_EQ(order, (std::vector<std::string>{"UPDATE", "DELETE", "INSERT", "DELETE", "DELETEB", "UPDATEC2",
+                                             "UPDATEA2", "INSERTD"}));
+  EXPECT_EQ(b->sqlID(), -1);
+  EXPECT_TRUE(b->computeChanges().empty());
+  ASSERT_TRUE(store->saveChanges(changes, &error)) << error.localizedDescription;
+  EXPECT_GT(d->sqlID(), 0);
+  EXPECT_EQ(ask("SELECT name, \"index\" FROM Account ORDER BY \"index\""), "A2|0|C2|1|D|2");
+  EXPECT_EQ(ask("SELECT ID FROM QWDeletedID"), b->ID().text());
+}
+
+TEST_F(SaveAndLoad, AChangeKeepsTheValuesOfItsMoment) {
+  auto store = open();
+  auto account = addAccount(*store, "then");
+  auto changes = store->computeChanges();
+  account->setName("later");
+  ASSERT_TRUE(store->saveChanges(changes));
+  EXPECT_EQ(ask("SELECT name FROM Account"), "then");
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT name FROM Account"), "later");
+  // Through a statement of somebody else's, by parameter name.
+  auto query = store->prepareQuery("SELECT :name, :index");
+  account->prepareBlock()(*query);
+  auto rows = store->executeQuery(query);
+  ASSERT_TRUE(rows->next());
+  EXPECT_EQ(rows->reader().text(0), "later");
+}
+
+TEST_F(SaveAndLoad, StampsSavedObjectsOnceTheyAreEdited) {
+  qw::Clock::Override clock(qw::Date::fromSeconds(1'700'000'000));
+  auto store = open();
+  auto account = addAccount(*store, "A");
+  EXPECT_FALSE(account->lastModificationDate());
+  store->save();
+  account->setName("B");
+  EXPECT_EQ(account->lastModificationDate(), qw::Date::fromSeconds(1'700'000'000));
+  store->save();
+  EXPECT_EQ(ask("SELECT lastModificationDate FROM Account"), "2023-11-14 22:13:20");
+  clock.advanceSeconds(60);
+  store->performBlockWithoutModifyingLastModificationDates([&] { account->setName("C"); });
+  EXPECT_EQ(account->lastModificationDate(), qw::Date::fromSeconds(1'700'000'000));
+}
+
+TEST_F(SaveAndLoad, DropsWhatNoParentLeadsTo) {
+  auto store = open();
+  auto a = addAccount(*store, "A");
+  addEntry(*a, "kept");
+  auto tag = store->create<Tag>(), under = store->create<Tag>();
+  store->ledger().tags().add(tag);
+  tag->tags().add(under);
+  store->save();
+  store.reset();
+  sqlite3* database = nullptr;
+  sqlite3_open(path().c_str(), &database);
+  const std::string tagID = ask("SELECT ID FROM Tag WHERE parent IS NULL"),
+                    underID = ask("SELECT ID FROM Tag WHERE parent IS NOT NULL");
+  const std::string sql =
+      "INSERT INTO Entry (ID, account, payee, tag) VALUES ('lost', 'nobody', 'lost', 'x');"
+      "INSERT INTO Entry (ID, account, payee, tag, \"index\") SELECT 'odd id', ID, 'odd', 'no such tag', 99 "
+      "FROM Account;"
+      "INSERT INTO Tag (ID, class, ledger) SELECT 'bad', 'NoSuchClass', ledger FROM Tag;"
+      "UPDATE Tag SET parent = '" +
+      underID + "', ledger = NULL WHERE ID = '" + tagID + "'";
+  ASSERT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+      << sqlite3_errmsg(database);
+  sqlite3_close(database);
+
+  store = open();
+  ASSERT_TRUE(store) << error.localizedDescription;
+  EXPECT_EQ(store->ledger().tags().size(), 0u) << "a circle of parents hangs on nothing";
+  EXPECT_FALSE(store->objectWithID("lost"));
+  auto odd = std::static_pointer_cast<Entry>(store->objectWithID("odd id"));
+  ASSERT_TRUE(odd);
+  EXPECT_EQ(odd->tag(), nullptr);
+  EXPECT_EQ(odd->index(), 1) << "gaps in the stored order are closed";
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT \"index\" FROM Entry WHERE ID = 'odd id'"), "1");
+  EXPECT_EQ(ask("SELECT count(*) FROM Entry WHERE ID = 'lost'"), "1")
+      << "nothing is deleted that was not understood";
+}
+
+TEST_F(SaveAndLoad, RowsReadAloneBringTheirRelations) {
+  auto store = open();
+  auto a = addAccount(*store, "A");
+  auto entry = addEntry(*a, "x");
+  auto receipt = store->create<Receipt>();
+  entry->setReceipt(receipt);
+  store->save();
+  auto other =
+      QWDatabaseManager::open<QWDatabaseManager>(path(), {.access = QWDatabaseManager::Access::kReadOnly});
+  ASSERT_TRUE(other);
+  auto rows = other->executeQuery(other->prepareQuery("SELECT * FROM Account"));
+  ASSERT_TRUE(rows->next());
+  auto account = qw::make<Account>();
+  account->initWithRow(*other, *rows);
+  ASSERT_EQ(account->entries().size(), 1u);
+  EXPECT_EQ(account->entries()[0].payee(), "x");
+  EXPECT_EQ(account->entries()[0].receipt()->ID(), receipt->ID());
+}
+
+TEST_F(SaveAndLoad, ManyEditsPostOneNotice) {
+  auto store = open();
+  qw::RunLoop::current().drain();
+  int notices = 0;
+  auto token = qw::NotificationCenter::defaultCenter().observe(QWDatabaseManagerObjectsDidChangeNotification,
+                                                               store.get(), [&](const auto&) { ++notices; });
+  auto a = addAccount(*store, "A");
+  for (int i = 0; i < 10; ++i) a->setName(std::to_string(i));
+  EXPECT_EQ(notices, 0);
+  qw::RunLoop::current().drain();
+  EXPECT_EQ(notices, 1);
+}

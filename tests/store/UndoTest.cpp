@@ -1,0 +1,173 @@
+#include <gtest/gtest.h>
+
+#include "store/Ledger.h"
+
+class StoreUndo : public LedgerTest {
+ protected:
+  void SetUp() override {
+    store = open();
+    store->undoManager()->setGroupsByEvent(false);
+    step(*store, [&] {
+      account = addAccount(*store, "A");
+      for (const char* name : {"a", "b", "c"}) entries.push_back(addEntry(*account, name));
+    });
+    ASSERT_TRUE(store->save());
+    undo = store->undoManager();
+  }
+  std::string payees() const {
+    std::string text;
+    for (Entry& entry : account->entries()) text += entry.payee() + std::to_string(entry.index());
+    return text;
+  }
+  void expectClean() {
+    for (const auto& entry : entries) EXPECT_EQ(entry->modificationsCount(), 0) << entry->payee();
+  }
+
+  std::shared_ptr<LedgerManager> store;
+  std::shared_ptr<Account> account;
+  std::vector<std::shared_ptr<Entry>> entries;
+  qw::UndoManager* undo = nullptr;
+};
+
+TEST_F(StoreUndo, AnEditAndItsUndoLeaveACleanObject) {
+  step(*store, [&] { entries[0]->setPayee("x"); });
+  step(*store, [&] { entries[0]->setPayee("y"); });
+  undo->undo();
+  undo->undo();
+  EXPECT_EQ(entries[0]->payee(), "a");
+  expectClean();
+  undo->redo();
+  EXPECT_EQ(entries[0]->payee(), "x");
+  EXPECT_EQ(entries[0]->modificationsCount(), 1);
+  step(*store, [&] { entries[1]->setPayee("b"); });
+  EXPECT_TRUE(undo->canUndo());
+  EXPECT_EQ(entries[1]->modificationsCount(), 0) << "an equal value is no edit";
+}
+
+TEST_F(StoreUndo, ASaveBetweenAnEditAndItsUndoKeepsTheFileRight) {
+  step(*store, [&] { entries[0]->setPayee("x"); });
+  ASSERT_TRUE(store->save());
+  undo->undo();
+  EXPECT_EQ(entries[0]->modificationsCount(), -1);
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT payee FROM Entry ORDER BY \"index\""), "a|b|c");
+}
+
+TEST_F(StoreUndo, InsertingRemovingAndMovingChildren) {
+  std::shared_ptr<Entry> added;
+  step(*store, [&] {
+    added = store->create<Entry>();
+    added->setPayee("n");
+    account->entries().insert(added, 0);
+  });
+  EXPECT_EQ(payees(), "n0a1b2c3");
+  step(*store, [&] { account->entries().move(*entries[2], 0); });
+  EXPECT_EQ(payees(), "c0n1a2b3");
+  step(*store, [&] { account->entries().remove(*entries[0]); });
+  EXPECT_EQ(payees(), "c0n1b2");
+  EXPECT_TRUE(entries[0]->isDeleted());
+  EXPECT_EQ(entries[0]->index(), -1);
+  undo->undo();
+  EXPECT_FALSE(entries[0]->isDeleted());
+  EXPECT_FALSE(store->isObjectDeleted(entries[0]->ID()));
+  EXPECT_EQ(entries[0]->account(), account.get());
+  undo->undo();
+  undo->undo();
+  EXPECT_EQ(payees(), "a0b1c2");
+  EXPECT_TRUE(added->isDeleted());
+  expectClean();
+  undo->redo();
+  undo->redo();
+  undo->redo();
+  EXPECT_EQ(payees(), "c0n1b2");
+  ASSERT_TRUE(store->save(&error)) << error.localizedDescription;
+  EXPECT_EQ(ask("SELECT payee, \"index\" FROM Entry ORDER BY \"index\""), "c|0|n|1|b|2");
+  undo->undo();
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT payee FROM Entry ORDER BY \"index\""), "c|n|a|b")
+      << "a deletion that was saved is undone by a new row";
+}
+
+TEST_F(StoreUndo, WholeListsAreOneStep) {
+  step(*store, [&] {
+    auto n = store->create<Entry>();
+    n->setPayee("n");
+    account->entries().set({n, entries[2], entries[0]});
+  });
+  EXPECT_EQ(payees(), "n0c1a2");
+  EXPECT_TRUE(entries[1]->isDeleted());
+  undo->undo();
+  EXPECT_EQ(payees(), "a0b1c2");
+  expectClean();
+}
+
+TEST_F(StoreUndo, DeletingTakesChildrenAndOwnedObjectsAndClearsReferences) {
+  std::shared_ptr<Tag> tag;
+  step(*store, [&] {
+    tag = store->create<Tag>();
+    store->ledger().tags().add(tag);
+    entries[0]->setTag(tag.get());
+    entries[0]->setReceipt(store->create<Receipt>());
+  });
+  auto receipt = entries[0]->receipt();
+  ASSERT_TRUE(store->save());
+  step(*store, [&] { tag->deleteObject(); });
+  EXPECT_EQ(entries[0]->tag(), nullptr);
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT count(*) FROM Entry WHERE tag IS NOT NULL"), "0") << "no dangling ID in the file";
+  undo->undo();
+  EXPECT_EQ(entries[0]->tag(), tag.get());
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT count(*) FROM Entry JOIN Tag ON Entry.tag = Tag.ID"), "1");
+
+  step(*store, [&] { account->deleteObject(); });
+  EXPECT_TRUE(receipt->isDeleted());
+  EXPECT_TRUE(entries[2]->isDeleted());
+  EXPECT_EQ(store->deletedIDs().size(), 5u);
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT (SELECT count(*) FROM Entry) + (SELECT count(*) FROM Receipt)"), "0");
+  undo->undo();
+  EXPECT_EQ(payees(), "a0b1c2");
+  EXPECT_TRUE(store->deletedIDs().empty());
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT count(*) FROM Entry JOIN Account ON Entry.account = Account.ID"), "3");
+}
+
+TEST_F(StoreUndo, ReplacingAnOwnedObjectDeletesTheFormer) {
+  step(*store, [&] { entries[0]->setReceipt(store->create<Receipt>()); });
+  auto first = entries[0]->receipt();
+  step(*store, [&] { entries[0]->setReceipt(store->create<Receipt>()); });
+  EXPECT_TRUE(first->isDeleted());
+  undo->undo();
+  EXPECT_EQ(entries[0]->receipt(), first);
+  EXPECT_FALSE(first->isDeleted());
+}
+
+TEST_F(StoreUndo, MovesBetweenParentsAreObservedAndUndone) {
+  std::shared_ptr<Account> other;
+  step(*store, [&] { other = addAccount(*store, "B"); });
+  std::string seen;
+  auto token = other->observe("entries", [&](const qw::Change& change) {
+    seen += change.kind == qw::Change::Kind::kInsertion ? "+" : "-";
+    for (const std::size_t i : change.indexes) seen += std::to_string(i);
+  });
+  auto title = entries[1]->observe("account.name",
+                                   [&](const qw::Change& change) { seen += change.newValue.description(); });
+  step(*store, [&] { entries[1]->setValueForKey(other, "account"); });
+  EXPECT_EQ(payees(), "a0c1");
+  EXPECT_EQ(entries[1]->account(), other.get());
+  EXPECT_EQ(seen, "B+0");
+  undo->undo();
+  EXPECT_EQ(payees(), "a0b1c2");
+  EXPECT_EQ(seen, "B+0-0A");
+}
+
+TEST_F(StoreUndo, RegisteringATakenIDRenamesTheFirst) {
+  const qw::ObjectID id = entries[0]->ID();
+  step(*store, [&] { entries[1]->setID(id); });
+  EXPECT_EQ(store->objectWithID(id), entries[1]);
+  EXPECT_FALSE(entries[0]->ID() == id);
+  EXPECT_EQ(store->objectWithID(entries[0]->ID()), entries[0]);
+  undo->undo();
+  EXPECT_EQ(store->objectWithID(id), entries[0]);
+}
