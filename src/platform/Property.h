@@ -180,7 +180,8 @@ struct ValueTraits<std::vector<T>> {
   }
 };
 
-/// A value type of an upper floor inside a `Value`. `T` has ==, `hash()`, `compare(T)` and `description()`.
+/// A value type of an upper floor inside a `Value`. `T` has ==, `hash()`, `compare(T)` and `description()`,
+/// and `kArchiveClass` and `encodeWithCoder(KeyedArchiver&)` when it can be archived.
 template <class T>
 class Extension final : public ExtensionValue {
  public:
@@ -194,6 +195,13 @@ class Extension final : public ExtensionValue {
     return value_.compare(static_cast<const Extension&>(other).value_);
   }
   std::string description() const override { return value_.description(); }
+  std::string_view archiveClassName() const override {
+    if constexpr (requires { T::kArchiveClass; }) return T::kArchiveClass;
+    return {};
+  }
+  void encodeWithCoder([[maybe_unused]] KeyedArchiver& coder) const override {
+    if constexpr (requires { value_.encodeWithCoder(coder); }) value_.encodeWithCoder(coder);
+  }
 
  private:
   T value_;

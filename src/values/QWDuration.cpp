@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "platform/KeyedArchiver.h"
+#include "platform/KeyedUnarchiver.h"
 #include "platform/Localization.h"
 #include "values/QWDateAdditions.h"
 
@@ -21,7 +23,73 @@ Wide approximateDays(const QWDuration& duration) {
          static_cast<Wide>(duration.months()) * 31 + static_cast<Wide>(duration.years()) * 366;
 }
 
+// The archived form of the components, which readers of archives know that know no durations.
+struct ArchivedComponents {
+  static constexpr std::string_view kArchiveClass = "NSDateComponents";
+  using Component = std::optional<std::int64_t> QWDuration::Components::*;
+  struct Key {
+    const char* key;
+    Component component;
+    QWDuration::Unit unit;
+  };
+  static constexpr Key kKeys[] = {
+      {"NS.day", &QWDuration::Components::day, QWDuration::Unit::kDay},
+      {"NS.weekOfYear", &QWDuration::Components::weekOfYear, QWDuration::Unit::kWeek},
+      {"NS.month", &QWDuration::Components::month, QWDuration::Unit::kMonth},
+      {"NS.year", &QWDuration::Components::year, QWDuration::Unit::kYear}};
+
+  QWDuration::Components components;
+
+  void encodeWithCoder(qw::KeyedArchiver& coder) const {
+    for (const Key& key : kKeys) {
+      if (const auto& count = components.*key.component) coder.encodeInt64(*count, key.key);
+    }
+  }
+  std::size_t hash() const { return 0; }
+  int compare(const ArchivedComponents&) const { return 0; }
+  std::string description() const { return {}; }
+  friend bool operator==(const ArchivedComponents&, const ArchivedComponents&) = default;
+};
+using ComponentsTraits = qw::ExtensionTraits<ArchivedComponents>;
+
+qw::Value decodeComponents(qw::KeyedUnarchiver& coder) {
+  ArchivedComponents archived;
+  for (const auto& key : ArchivedComponents::kKeys) {
+    if (coder.containsValueForKey(key.key)) archived.components.*key.component = coder.decodeInt64(key.key);
+  }
+  return ComponentsTraits::toValue(archived);
+}
+
+qw::Value decodeDuration(qw::KeyedUnarchiver& coder) {
+  using Traits = qw::ValueTraits<QWDuration>;
+  if (coder.containsValueForKey("unit") && coder.containsValueForKey("numberOfUnits")) {
+    const std::int64_t unit = coder.decodeInt64("unit");
+    if (unit < 0 || unit > std::numeric_limits<std::uint32_t>::max()) return {};
+    return Traits::toValue(
+        QWDuration(static_cast<QWDuration::Unit>(unit), coder.decodeInt64("numberOfUnits")));
+  }
+  const auto archived = ComponentsTraits::fromValue(coder.decodeObject("components"));
+  if (!archived) return {};
+  for (const auto& key : ArchivedComponents::kKeys) {
+    if (const auto& count = archived->components.*key.component)
+      return Traits::toValue(QWDuration(key.unit, *count));
+  }
+  return {};
+}
+
+[[maybe_unused]] const bool registered = [] {
+  qw::KeyedUnarchiver::addValueClass(QWDuration::kArchiveClass, decodeDuration);
+  qw::KeyedUnarchiver::addValueClass(ArchivedComponents::kArchiveClass, decodeComponents);
+  return true;
+}();
+
 }  // namespace
+
+void QWDuration::encodeWithCoder(qw::KeyedArchiver& coder) const {
+  coder.encodeInt64(static_cast<std::int64_t>(unit_), "unit");
+  coder.encodeInt64(numberOfUnits_, "numberOfUnits");
+  coder.encodeObject(ComponentsTraits::toValue({components()}), "components");
+}
 
 QWDuration::Components QWDuration::components() const {
   Components components;

@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/Date.h"
 #include "platform/Property.h"
@@ -56,6 +57,8 @@ class QWDuration {
   /// For people: "2 weeks". Empty for an unknown unit.
   std::string description() const;
   std::size_t hash() const;
+  static constexpr std::string_view kArchiveClass = "QWDuration";
+  void encodeWithCoder(qw::KeyedArchiver& coder) const;
   /// Whether unit and count are the same.
   friend bool operator==(const QWDuration&, const QWDuration&) = default;
 

@@ -2,10 +2,15 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
+#include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "platform/ApplicationContext.h"
+#include "platform/KeyedArchiver.h"
+#include "platform/KeyedUnarchiver.h"
 #include "platform/TimeZone.h"
 #include "values/QWDateAdditions.h"
 #include "values/QWDuration.h"
@@ -113,6 +118,51 @@ TEST_F(QWDurationTest, TravelsInAValue) {
   EXPECT_LT(
       qw::Value::compare(qw::ValueTraits<QWDuration>::toValue(QWDuration::durationWithDays(730)), value), 0);
   EXPECT_EQ(value.description(), "2 years");
+}
+
+/// Writes whatever keys it is given in the place of a value of some class.
+class Record : public qw::ExtensionValue {
+ public:
+  Record(const char* name, std::vector<std::pair<const char*, qw::Value>> entries)
+      : name_(name), entries_(std::move(entries)) {}
+  bool isEqual(const qw::ExtensionValue& other) const override { return this == &other; }
+  std::size_t hash() const override { return 0; }
+  int compare(const qw::ExtensionValue&) const override { return 0; }
+  std::string description() const override { return {}; }
+  std::string_view archiveClassName() const override { return name_; }
+  void encodeWithCoder(qw::KeyedArchiver& coder) const override {
+    for (const auto& [key, value] : entries_) coder.encodeObject(value, key);
+  }
+
+ private:
+  const char* name_;
+  std::vector<std::pair<const char*, qw::Value>> entries_;
+};
+
+qw::Value record(const char* name, std::vector<std::pair<const char*, qw::Value>> entries) {
+  return std::shared_ptr<const qw::ExtensionValue>(std::make_shared<Record>(name, std::move(entries)));
+}
+
+std::optional<QWDuration> archivedAndRead(const qw::Value& value) {
+  const auto data = qw::KeyedArchiver::archivedData(value);
+  if (!data) return std::nullopt;
+  const auto read = qw::KeyedUnarchiver::unarchivedValue(data->bytes(), {});
+  return read ? qw::ValueTraits<QWDuration>::fromValue(*read) : std::nullopt;
+}
+
+TEST_F(QWDurationTest, IsArchivedByUnitAndCountAndReadFromComponentsWhereTheseAreMissing) {
+  for (const Unit unit : {Unit::kDay, Unit::kWeek, Unit::kMonth, Unit::kYear, static_cast<Unit>(9)}) {
+    const QWDuration duration(unit, -3'000'000'000);
+    EXPECT_EQ(archivedAndRead(qw::ValueTraits<QWDuration>::toValue(duration)), duration);
+  }
+  const qw::Value components = record("NSDateComponents", {{"NS.weekOfYear", 5}});
+  EXPECT_EQ(archivedAndRead(record("QWDuration", {{"components", components}})), QWDuration(Unit::kWeek, 5));
+  EXPECT_EQ(
+      archivedAndRead(record("QWDuration", {{"components", components}, {"unit", 3}, {"numberOfUnits", 7}})),
+      QWDuration(Unit::kYear, 7));
+  EXPECT_EQ(archivedAndRead(record("QWDuration", {{"components", "week"}})), std::nullopt);
+  EXPECT_EQ(archivedAndRead(record("QWDuration", {{"unit", -1}, {"numberOfUnits", 7}})), std::nullopt);
+  EXPECT_EQ(archivedAndRead(record("QWDuration", {})), std::nullopt);
 }
 
 TEST_F(QWDurationTest, TheFarthestCountsAreSafe) {
