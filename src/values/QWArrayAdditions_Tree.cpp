@@ -1,5 +1,7 @@
+#include <bit>
 #include <cstdint>
 #include <unordered_set>
+#include <utility>
 
 #include "values/QWArrayAdditions.h"
 #include "values/QWStringAdditions.h"
@@ -8,39 +10,57 @@
 namespace QWArrayAdditions {
 namespace {
 
-/// An array in which each element occurs once: an open-addressing table of positions beside it, because a set
-/// of values would hold each of them twice more.
+/// An array in which each element occurs once: an open-addressing table of hashes and positions beside it,
+/// because a set of values would hold each of them twice more.
 class UniqueElements {
  public:
-  void append(const qw::Value& element) {
+  void append(qw::Value element) {
     if (2 * array_.size() >= slots_.size()) grow();
-    std::uint32_t& slot = slotFor(element);
-    if (slot) return;
-    array_.push_back(element);
-    slot = static_cast<std::uint32_t>(array_.size());
+    const std::uint32_t hash = spread(element.hash());
+    std::size_t i = home(hash);
+    for (; slots_[i].position; i = next(i)) {
+      if (slots_[i].hash == hash && array_[slots_[i].position - 1] == element) return;
+    }
+    array_.push_back(std::move(element));
+    slots_[i] = {hash, static_cast<std::uint32_t>(array_.size())};
   }
 
   qw::Array take() { return std::move(array_); }
 
  private:
-  /// The slot that holds the element's position plus one, or an empty one to hold it.
-  std::uint32_t& slotFor(const qw::Value& element) {
-    // The multiplication spreads hashes that are addresses.
-    const std::uint64_t hash = element.hash() * 0x9E3779B97F4A7C15u;
-    std::size_t i = hash >> shift_;
-    while (slots_[i] && !(array_[slots_[i] - 1] == element)) i = (i + 1) & (slots_.size() - 1);
-    return slots_[i];
+  struct Slot {
+    std::uint32_t hash;
+    std::uint32_t position;  // plus one; 0 in an empty slot
+  };
+  static constexpr int kBlockBits = 6;
+  static constexpr std::size_t kBlock = std::size_t{1} << kBlockBits;
+
+  /// Most hashes are addresses of objects made one after the other. Those of neighbours differ only in the
+  /// place within a block of slots, which is in the cache then, while blocks are scattered.
+  static std::uint32_t spread(std::uint64_t hash) {
+    const std::uint64_t block = ((hash >> 10) * 0x9E3779B97F4A7C15u) >> (32 + kBlockBits);
+    return static_cast<std::uint32_t>(block << kBlockBits | (hash >> 4 & (kBlock - 1)));
   }
+  std::size_t home(std::uint32_t hash) const {
+    return std::size_t{hash} >> kBlockBits >> shift_ << kBlockBits | (hash & (kBlock - 1));
+  }
+  std::size_t next(std::size_t i) const { return (i + 1) & (slots_.size() - 1); }
 
   void grow() {
-    --shift_;
-    slots_.assign(std::size_t{1} << (64 - shift_), 0);
-    for (std::size_t i = 0; i < array_.size(); ++i) slotFor(array_[i]) = static_cast<std::uint32_t>(i + 1);
+    const std::vector<Slot> old =
+        std::exchange(slots_, std::vector<Slot>(std::max(kBlock, 2 * slots_.size())));
+    shift_ = 32 - std::countr_zero(slots_.size());
+    for (const Slot& slot : old) {
+      if (!slot.position) continue;
+      std::size_t i = home(slot.hash);
+      while (slots_[i].position) i = next(i);
+      slots_[i] = slot;
+    }
   }
 
   qw::Array array_;
-  std::vector<std::uint32_t> slots_;
-  int shift_ = 60;
+  std::vector<Slot> slots_;
+  int shift_ = 0;
 };
 
 /// What tells one group from another, even from an equal one; null for what cannot be part of a cycle.
@@ -55,12 +75,11 @@ qw::Array flatArrayWithChildrenKeyPath(const qw::Array& array, std::string_view 
   UniqueElements elements;
   std::unordered_set<const void*> entered;
   qw::Array groups;  // keeps those alive that were made on the way, so that no address comes twice
-  const auto enter = [&](const qw::Value& element, bool isGroup) {
-    if (!isGroup || includingGroups) elements.append(element);
-    if (!isGroup) return false;
-    groups.push_back(element);
-    const void* const group = identity(element);
-    return !group || entered.insert(group).second;
+  const auto enter = [&](qw::Value element, bool isGroup) {
+    const void* const group = isGroup ? identity(element) : nullptr;
+    if (isGroup) groups.push_back(element);
+    if (!isGroup || includingGroups) elements.append(std::move(element));
+    return isGroup && (!group || entered.insert(group).second);
   };
   TreeWalker(childrenKeyPath, leafKeyPath).walk(array, enter, [] {});
   return elements.take();
@@ -78,7 +97,7 @@ qw::Dictionary objectPathsMapWithKeyPath(const qw::Array& array, std::string_vie
   const qw::KeyPath path(keyPath);
   std::vector<Group> groups;  // those around the element
   std::unordered_set<const void*> entered;
-  const auto enter = [&](const qw::Value& element, bool isGroup) {
+  const auto enter = [&](qw::Value element, bool isGroup) {
     const qw::Value value = path.value(element);
     if (!value.text()) return false;
     std::string key = *value.text();
@@ -88,7 +107,7 @@ qw::Dictionary objectPathsMapWithKeyPath(const qw::Array& array, std::string_vie
     const void* const group = isGroup ? identity(element) : nullptr;
     const bool enters = isGroup && (!group || entered.insert(group).second);
     if (enters) groups.push_back({stringByStandardizingObjectPathComponents(key), group});
-    map.insert_or_assign(std::move(key), element);
+    map.insert_or_assign(std::move(key), std::move(element));
     return enters;
   };
   const auto leave = [&] {

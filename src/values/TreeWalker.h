@@ -19,31 +19,32 @@ class TreeWalker {
     if (!leafKeyPath.empty()) leafKeyPath_.emplace(leafKeyPath);
   }
 
-  /// Calls `enter(element, isGroup)` for each element; if that answers true for a group, then walks the
-  /// group's children, if it has any, and calls `leave()`.
+  /// Calls `enter(std::move(element), isGroup)` for each element; if that answers true for a group, then
+  /// walks the group's children, if it has any, and calls `leave()`.
   template <class Enter, class Leave>
-  void walk(const qw::Array& elements, Enter enter, Leave leave) const {
+  void walk(qw::Array elements, Enter enter, Leave leave) const {
     struct Level {
-      qw::Value owner;
-      const qw::Array* elements;
+      qw::Array elements;
       std::size_t next = 0;
     };
     std::vector<Level> levels;
-    levels.push_back({{}, &elements});
+    levels.push_back({std::move(elements)});
     while (true) {
       Level& level = levels.back();
-      if (level.next == level.elements->size()) {
+      if (level.next == level.elements.size()) {
         levels.pop_back();
         if (levels.empty()) return;
         leave();
         continue;
       }
-      const qw::Value& element = (*level.elements)[level.next++];
+      qw::Value& element = level.elements[level.next++];
       qw::Value children;
       const bool isGroup = readGroup(element, children);
-      if (!enter(element, isGroup) || !isGroup) continue;
-      if (const qw::Array* array = elementsOf(children)) {
-        levels.push_back({std::move(children), array});
+      if (!enter(std::move(element), isGroup) || !isGroup) continue;
+      if (children.array()) {
+        levels.push_back({std::move(children.mutableArray())});
+      } else if (children.set()) {
+        levels.push_back({children.set()->elements()});
       } else {
         leave();
       }
@@ -52,14 +53,16 @@ class TreeWalker {
 
  private:
   bool readGroup(const qw::Value& element, qw::Value& children) const {
-    if (leafKeyPath_ && leafKeyPath_->value(element).boolValue()) return false;
+    if (leafKeyPath_ && isLeaf(element)) return false;
     if (childrenKeyPath_) children = childrenKeyPath_->value(element);
     return leafKeyPath_ || !children.isNull();
   }
 
-  /// The elements of an array or set; they stay where they are when the value is moved.
-  static const qw::Array* elementsOf(const qw::Value& value) {
-    return value.array() ? value.array() : value.set() ? &value.set()->elements() : nullptr;
+  bool isLeaf(const qw::Value& element) const {
+    if (!element.object()) return leafKeyPath_->value(element).boolValue();
+    qw::Value scratch;
+    const qw::ValueView leaf = leafKeyPath_->view(*element.object(), scratch);
+    return leaf.kind() == qw::ValueView::Kind::kBool ? leaf.boolean() : leaf.toValue().boolValue();
   }
 
   std::optional<qw::KeyPath> childrenKeyPath_;
