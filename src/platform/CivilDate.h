@@ -9,7 +9,8 @@ constexpr std::int64_t floorDivide(std::int64_t value, std::int64_t divisor) {
   return value / divisor - (value % divisor < 0 ? 1 : 0);
 }
 constexpr std::int64_t floorRemainder(std::int64_t value, std::int64_t divisor) {
-  return value - floorDivide(value, divisor) * divisor;
+  const std::int64_t remainder = value % divisor;
+  return remainder < 0 ? remainder + divisor : remainder;
 }
 
 /// A day of the proleptic Gregorian calendar (ISO 8601). Years are counted astronomically: 0 is 1 BC.

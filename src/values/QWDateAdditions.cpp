@@ -1,5 +1,6 @@
 #include "values/QWDateAdditions.h"
 
+#include "platform/CivilDate.h"
 #include "platform/Clock.h"
 #include "platform/TimeZone.h"
 #include "values/QWCalendarAdditions.h"
@@ -66,7 +67,7 @@ qw::Date dateByAddingYears(qw::Date date, std::int64_t years, std::int64_t month
 
 qw::Date dateByAddingYears(qw::Date date, std::int64_t years, std::int64_t months, std::int64_t days,
                            std::int64_t hours, std::int64_t minutes, std::int64_t seconds) {
-  const std::int64_t fraction = date.microseconds() - date.truncatedToSecond().microseconds();
+  const std::int64_t fraction = qw::floorRemainder(date.microseconds(), 1'000'000);
   // Elapsed time alone never passes through the calendar: it would take the second of two equal local times
   // for the first.
   if (years != 0 || months != 0 || days != 0) {

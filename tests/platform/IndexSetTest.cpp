@@ -50,7 +50,7 @@ TEST(IndexSetTest, BehavesAsASetOfIntegersUnderRandomChanges) {
   constexpr std::size_t kSpace = 60;
   IndexSet set;
   std::set<std::size_t> expected;
-  for (int step = 0; step < 20000; ++step) {
+  for (int step = 0; step < 5000; ++step) {
     const std::size_t begin = random() % kSpace, end = begin + random() % 6;
     switch (random() % 4) {
       case 0:
