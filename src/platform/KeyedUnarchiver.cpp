@@ -170,10 +170,15 @@ std::optional<Decimal> KeyedUnarchiver::decodeDecimal(std::string_view key) {
   return std::nullopt;
 }
 
-void KeyedUnarchiver::fail(std::string description) { fail(keyed::kDamaged, std::move(description)); }
+void KeyedUnarchiver::fail(std::string_view description) { fail(keyed::kDamaged, description); }
 
-void KeyedUnarchiver::fail(int code, std::string description) {
-  if (!failure_) failure_ = Error{keyed::kErrorDomain, code, std::move(description)};
+void KeyedUnarchiver::fail(int code, std::string_view description) {
+  if (!failure_) failure_ = Error{keyed::kErrorDomain, code, std::string(description)};
+}
+
+void KeyedUnarchiver::failClass(std::string_view name) {
+  fail(keyed::kClassNotAllowed,
+       "The archive holds an object of the class \"" + std::string(name) + "\", which is not expected.");
 }
 
 void KeyedUnarchiver::failType(std::string_view key) {
@@ -195,7 +200,13 @@ bool KeyedUnarchiver::charge(std::size_t bytes) {
   return !failure_;
 }
 
+// The functions from here to `makeObject` call each other as deep as the objects lead to each other, so their
+// frames are kept small.
 Value KeyedUnarchiver::decode(Index index) {
+  return list_.type(index) == Type::kUID ? decodeUID(list_.uid(index)) : decodeScalar(index);
+}
+
+Value KeyedUnarchiver::decodeScalar(Index index) {
   switch (list_.type(index)) {
     case Type::kNull:
       return {};
@@ -211,10 +222,8 @@ Value KeyedUnarchiver::decode(Index index) {
       return charge(list_.bytes(index).size()) ? Value(Data(list_.bytes(index))) : Value();
     case Type::kText:
       return charge(list_.text(index).size()) ? Value(list_.text(index)) : Value();
-    case Type::kUID:
-      return decodeUID(list_.uid(index));
     default:
-      fail(keyed::kDamaged, "The archive holds a container where an object should be.");
+      fail(keyed::kDamaged, "The archive holds a reference or a container where an object should be.");
       return {};
   }
 }
@@ -227,10 +236,7 @@ Value KeyedUnarchiver::decodeUID(std::uint64_t uid) {
     return {};
   }
   const Index object = objects[static_cast<std::size_t>(uid)];
-  if (list_.type(object) == Type::kDictionary) return decodeRecord(uid, object);
-  if (list_.type(object) != Type::kUID) return decode(object);
-  fail(keyed::kDamaged, "The archive holds a reference where an object should be.");
-  return {};
+  return list_.type(object) == Type::kDictionary ? decodeRecord(uid, object) : decodeScalar(object);
 }
 
 Value KeyedUnarchiver::decodeRecord(std::uint64_t uid, Index record) {
@@ -261,8 +267,7 @@ Value KeyedUnarchiver::decodeRecord(std::uint64_t uid, Index record) {
 Value KeyedUnarchiver::makeObject(std::uint64_t uid, const Class& c) {
   std::shared_ptr<Object> object = c.create();
   if (!object) {
-    fail(keyed::kClassNotAllowed,
-         "The archive holds an object of the abstract class " + std::string(c.name()) + ".");
+    failClass(c.name());
     return {};
   }
   slots_[static_cast<std::size_t>(uid)] = {State::kOpen, object};
@@ -290,8 +295,7 @@ const KeyedUnarchiver::Kind* KeyedUnarchiver::kindOf(Index record) {
   }
   const std::optional<Kind> kind = kindNamed(list_.text(*name));
   if (kind) return &kinds_.emplace(uid, *kind).first->second;
-  fail(keyed::kClassNotAllowed, "The archive holds an object of the class \"" +
-                                    std::string(list_.text(*name)) + "\", which is not expected.");
+  failClass(list_.text(*name));
   return nullptr;
 }
 

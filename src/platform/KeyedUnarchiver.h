@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/Coder.h"
-#include "platform/Object.h"
+#include "platform/Property.h"
 #include "platform/PropertyList.h"
 
 namespace qw {
@@ -58,9 +58,11 @@ class KeyedUnarchiver : public Coder {
     return open(bytes, classes, Limits(), error);
   }
 
-  /// Makes a value of an `ExtensionValue`'s class from the keys of the current object; null for bad ones.
+  /// Makes a value from the keys of the record that is being read; null, or `fail`, for what is no such
+  /// value.
   using ValueDecoder = Value (*)(KeyedUnarchiver&);
-  /// Once for each class, before archives with it are read; any thread.
+  /// How values are read that are no objects but extensions of `Value`, by the name of their class in the
+  /// archive. Once for each, before the first archive that holds one; any thread.
   static void addValueClass(std::string_view name, ValueDecoder decoder);
 
   bool containsValueForKey(std::string_view key) const { return find(key).has_value(); }
@@ -83,7 +85,7 @@ class KeyedUnarchiver : public Coder {
   std::optional<Decimal> decodeDecimal(std::string_view key);
 
   /// For `initWithCoder`: the archive holds something that cannot be.
-  void fail(std::string description);
+  void fail(std::string_view description);
   bool hasFailed() const { return failure_.has_value(); }
   /// False with the error set when something was wrong.
   bool finish(Error* error = nullptr) const;
@@ -106,11 +108,13 @@ class KeyedUnarchiver : public Coder {
   bool readTop();
   std::optional<Index> find(std::string_view key) const;
   std::optional<Index> findScalar(std::string_view key);
-  void fail(int code, std::string description);
+  void fail(int code, std::string_view description);
+  void failClass(std::string_view name);
   void failType(std::string_view key);
   bool charge(std::size_t bytes);
 
   Value decode(Index index);
+  Value decodeScalar(Index index);
   Value decodeUID(std::uint64_t uid);
   Value decodeRecord(std::uint64_t uid, Index record);
   const Kind* kindOf(Index record);

@@ -40,8 +40,7 @@ class ExtensionValue {
   virtual int compare(const ExtensionValue& other) const = 0;
   virtual std::string description() const = 0;
 
-  /// Keyed archiving: the name that `KeyedUnarchiver::addValueClass` knows the type by, empty when it has no
-  /// archived form, and its keys.
+  /// Keyed archiving: the name of the class and its keys; an empty name for what has no archived form.
   virtual std::string_view archiveClassName() const { return {}; }
   virtual void encodeWithCoder(KeyedArchiver&) const {}
 };

@@ -10,6 +10,15 @@
 
 namespace {
 
+struct Length;
+
+}  // namespace
+
+template <>
+struct qw::ValueTraits<Length> : qw::ExtensionTraits<Length> {};
+
+namespace {
+
 using namespace qw;
 
 struct Store {
@@ -68,20 +77,30 @@ class Shared : public Object {
 };
 constinit const Class Shared::kClass = define<Shared, Object>("TestShared", {}, [] { return properties(); });
 
-class Length : public ExtensionValue {
- public:
-  explicit Length(std::int64_t metres) : metres(metres) {}
-  bool isEqual(const ExtensionValue& other) const override {
-    return metres == static_cast<const Length&>(other).metres;
-  }
-  std::size_t hash() const override { return static_cast<std::size_t>(metres); }
-  int compare(const ExtensionValue&) const override { return 0; }
-  std::string description() const override { return "length"; }
-  std::string_view archiveClassName() const override { return metres < 0 ? "" : "TestLength"; }
-  void encodeWithCoder(KeyedArchiver& coder) const override { coder.encodeInt64(metres, "metres"); }
+/// A value that is no object.
+struct Length {
+  static constexpr std::string_view kArchiveClass = "TestLength";
+  std::int64_t metres = 0;
 
-  std::int64_t metres;
+  std::size_t hash() const { return static_cast<std::size_t>(metres); }
+  int compare(const Length& other) const { return metres < other.metres ? -1 : metres > other.metres; }
+  std::string description() const { return std::to_string(metres); }
+  void encodeWithCoder(KeyedArchiver& coder) const { coder.encodeInt64(metres, "metres"); }
+  friend bool operator==(const Length&, const Length&) = default;
 };
+
+/// One without an archived form.
+struct Fleeting {
+  std::size_t hash() const { return 0; }
+  int compare(const Fleeting&) const { return 0; }
+  std::string description() const { return "fleeting"; }
+  friend bool operator==(const Fleeting&, const Fleeting&) = default;
+};
+
+template <class T>
+Value extension(const T& value) {
+  return ExtensionTraits<T>::toValue(value);
+}
 
 const KeyedUnarchiver::Classes kClasses{&Node::kClass, &Shared::kClass};
 
@@ -141,9 +160,10 @@ class KeyedArchiverTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     ClassRegistry::add({&Node::kClass, &Leaf::kClass, &Other::kClass, &Shared::kClass});
-    KeyedUnarchiver::addValueClass("TestLength", [](KeyedUnarchiver& coder) {
-      return Value(
-          std::shared_ptr<const ExtensionValue>(std::make_shared<Length>(coder.decodeInt64("metres"))));
+    KeyedUnarchiver::addValueClass(Length::kArchiveClass, [](KeyedUnarchiver& coder) {
+      const Length length{coder.decodeInt64("metres")};
+      if (length.metres < 0) coder.fail("A length is negative.");
+      return extension(length);
     });
   }
 };
@@ -173,7 +193,7 @@ TEST_F(KeyedArchiverTest, KeepsEveryKindOfValue) {
                           Array{1, nullptr, "a", Array{Dictionary{}}},
                           ValueSet{"b", "a"},
                           Dictionary{{"$class", 1}, {"", nullptr}, {"x", Dictionary{{"y", 2.5}}}},
-                          std::shared_ptr<const ExtensionValue>(std::make_shared<Length>(7))};
+                          extension(Length{7})};
   for (const Value& value : values) {
     Error error;
     const std::optional<Value> read = KeyedUnarchiver::unarchivedValue(archived(value).bytes(), {}, &error);
@@ -304,12 +324,12 @@ TEST_F(KeyedArchiverTest, RefusesWhatIsNotExpected) {
   EXPECT_EQ(read(node("a"), {&Leaf::kClass}).code, keyed::kClassNotAllowed);  // a superclass is not enough
   EXPECT_EQ(read(make<Other>(), {&Object::kClass}).code, keyed::kDamaged);    // allowed, but no node
   EXPECT_EQ(read(node("forbidden"), kClasses).localizedDescription, "A node must not have this name.");
+  EXPECT_EQ(read(extension(Length{-1}), kClasses).code, keyed::kDamaged);
   EXPECT_EQ(read("a text", kClasses).code, keyed::kDamaged);
   EXPECT_EQ(read(nullptr, kClasses).code, keyed::kDamaged);
 
   Error error;
-  EXPECT_FALSE(KeyedArchiver::archivedData(
-      Array{std::shared_ptr<const ExtensionValue>(std::make_shared<Length>(-1))}, &error));
+  EXPECT_FALSE(KeyedArchiver::archivedData(Array{extension(Fleeting{})}, &error));
   EXPECT_EQ(error.code, keyed::kUnrepresentable);
   EXPECT_FALSE(KeyedArchiver::archivedData("\xFF", &error));
   EXPECT_FALSE(KeyedUnarchiver::open(Data::fromText("no archive").bytes(), kClasses, &error));
