@@ -10,10 +10,9 @@
 
 /// Values as JSON texts (RFC 8259) and back. Free functions without state, callable from any thread.
 ///
-/// Numbers stay exact: integers of 64 bits are integers, all others decimals, as long as 38 digits and the
-/// exponents of a decimal hold them; only what is beyond that becomes a double. Null, booleans, texts, arrays
-/// and dictionaries are what they are in JSON; dictionaries are ordered by key, and of equal keys the last
-/// one counts.
+/// Numbers stay exact: integers of 64 bits are integers, all others decimals of up to 38 digits; only what
+/// the exponent of a decimal cannot hold becomes a double. Null, booleans, texts, arrays and dictionaries are
+/// what they are in JSON; dictionaries are ordered by key, and of equal keys the last one counts.
 namespace QWJSONSerializationAdditions {
 
 inline constexpr std::string_view kErrorDomain = "QWJSONErrorDomain";

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "platform/ApplicationContext.h"
+#include "platform/Localization.h"
 #include "values/QWStringAdditions.h"
 
 namespace {
@@ -113,6 +114,34 @@ TEST(QWStringAdditions, PercentEncodingKeepsTheUnreservedSet) {
                {"%ED%A0%80", "%ED%A0%80"},  // a surrogate is no UTF-8
                {"a+b", "a+b"}};
   for (const auto& c : cases) EXPECT_EQ(URLDecodedString(c.encoded), c.decoded) << c.encoded;
+}
+
+TEST(QWStringAdditions, PercentEncodingTakesOtherEncodings) {
+  const struct {
+    const char* encoding;
+    const char* text;
+    const char* encoded;
+  } cases[] = {
+      {"ISO-8859-1", "é+é", "%E9%2B%E9"}, {"Shift_JIS", "アA", "%83AA"}, {"UTF-16BE", "Aé", "%00A%00%E9"}};
+  for (const auto& c : cases) {
+    const auto encoding = qw::TextEncoding::named(c.encoding);
+    ASSERT_TRUE(encoding) << c.encoding;
+    EXPECT_EQ(URLEncodedStringUsingEncoding(c.text, *encoding), c.encoded);
+    EXPECT_EQ(URLDecodedStringUsingEncoding(c.encoded, *encoding), c.text);
+  }
+  const auto ascii = *qw::TextEncoding::named("US-ASCII");
+  EXPECT_EQ(URLEncodedStringUsingEncoding("é", ascii), std::nullopt);
+  EXPECT_EQ(URLDecodedStringUsingEncoding("%41%E9é", ascii), "%41%E9é");
+  EXPECT_EQ(URLDecodedStringUsingEncoding("%41%", ascii), "A%");
+}
+
+TEST(QWStringAdditions, LocalizedStringsFallBackToTheKey) {
+  const qw::ApplicationContext::Override context;
+  ASSERT_TRUE(qw::Localization::addApplicationTable("en", "Localizable", R"({"greeting": "Hello"})"));
+  EXPECT_EQ(localizedString("greeting"), "Hello");
+  EXPECT_EQ(localizedString("no such key"), "no such key");
+  EXPECT_EQ(libraryLocalizedString("greeting"), "greeting");
+  qw::Localization::removeApplicationTables();
 }
 
 TEST(QWStringAdditions, QueryParametersAreDividedBeforeTheyAreDecoded) {
