@@ -15,6 +15,7 @@ std::vector<std::string> KeyPath::split(std::string_view path) {
 
 KeyPath::KeyPath(std::string_view path) : text_(path) {
   for (std::string& key : split(path)) components_.push_back({std::move(key)});
+  isSingleKey_ = components_.size() == 1;
 }
 
 Value KeyPath::value(const Object& object) const {
@@ -55,7 +56,7 @@ Value KeyPath::value(const Value& start, std::size_t from) const {
   }
 }
 
-ValueView KeyPath::view(const Object& object, Value& scratch) const {
+ValueView KeyPath::viewAlong(const Object& object, Value& scratch) const {
   const Object* current = &object;
   for (std::size_t i = 0; i < components_.size(); ++i) {
     const Property* property = components_[i].propertyIn(*current);

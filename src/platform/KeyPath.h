@@ -25,7 +25,15 @@ class KeyPath {
   Value value(const Object& object) const;
   Value value(const Value& start) const { return value(start, 0); }
   /// A borrowed look; `scratch` holds what cannot be borrowed and must live as long as the view.
-  ValueView view(const Object& object, Value& scratch) const;
+  ValueView view(const Object& object, Value& scratch) const {
+    // Most paths are one key, and most objects of a list are of one class.
+    if (isSingleKey_) {
+      const Component& component = components_.front();
+      if (&object.objectClass() == component.lastClass && component.lastView)
+        return component.lastView(object);
+    }
+    return viewAlong(object, scratch);
+  }
   /// Sets the last key on the object that the others lead to. False when they lead to none, or when setting
   /// fails.
   bool setValue(Object& object, const Value& value) const;
@@ -35,12 +43,14 @@ class KeyPath {
     std::string key;
     mutable const Class* lastClass = nullptr;
     mutable const Property* lastProperty = nullptr;
+    mutable ValueView (*lastView)(const Object&) = nullptr;
 
     const Property* propertyIn(const Object& object) const {
       const Class* c = &object.objectClass();
       if (c != lastClass) {
         lastProperty = c->property(key);
         lastClass = c;
+        lastView = lastProperty ? lastProperty->view : nullptr;
       }
       return lastProperty;
     }
@@ -52,8 +62,11 @@ class KeyPath {
 
   Value value(const Value& start, std::size_t from) const;
 
+  ValueView viewAlong(const Object& object, Value& scratch) const;
+
   std::string text_;
   std::vector<Component> components_;
+  bool isSingleKey_ = false;
 };
 
 }  // namespace qw

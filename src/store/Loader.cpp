@@ -82,8 +82,38 @@ void Loader::keep(Table& table, ObjectPointer object) {
     if (!table.ownedByID.try_emplace(object->ID(), object).second) dropped_.push_back(std::move(object));
     return;
   }
+  // Most parents have arrived when the table of their children is read: the child goes into its list while it
+  // is at hand.
+  if (parents_.size() == 1 && attachAtOnce(object, parents_.front())) return;
   for (const Link& parent : parents_)
     table.buckets[parent.property->key].listFor(parent.target).push_back(object);
+}
+
+bool Loader::attachAtOnce(const ObjectPointer& object, const Link& link) {
+  if (!(link.target == open_.parentID) || link.property != open_.parentProperty) {
+    open_ = {link.target, link.property, manager_.objects_.objectForKey(link.target), nullptr};
+    if (open_.parent) {
+      const Property* children = open_.parent->objectClass().property(link.property->inverse);
+      if (children && children->kind == PropertyKind::kChildren)
+        open_.list = &children->storage->relation->list(*open_.parent);
+      if (open_.list && (filled_.empty() || filled_.back() != open_.list)) filled_.push_back(open_.list);
+    }
+  }
+  if (!open_.list || !object->isKindOf(open_.list->property_->storage->relation->targetClass())) return false;
+  link.property->storage->relation->setTarget(*object, open_.parent);
+  arrive(object);
+  open_.list->items_.push_back(object);
+  return true;
+}
+
+void Loader::sortByIndex(ChildList& list) {
+  const auto byIndex = [](const ObjectPointer& a, const ObjectPointer& b) { return a->index_ < b->index_; };
+  auto& items = list.items_;
+  if (!std::is_sorted(items.begin(), items.end(), byIndex))
+    std::stable_sort(items.begin(), items.end(), byIndex);
+  // Gaps and doubles in the stored order are closed at the next save.
+  for (std::size_t i = 0; i < items.size(); ++i)
+    if (items[i]->index_ != static_cast<std::int64_t>(i)) return list.markStale(i);
 }
 
 Loader::Table& Loader::tableOf(const Class& c) {
@@ -99,6 +129,11 @@ Loader::Table& Loader::tableOf(const Class& c) {
   rows->loader_ = this;
   while (rows->next())
     if (ObjectPointer object = makeObject(*base, *rows)) keep(table, std::move(object));
+  open_ = {};
+  std::sort(filled_.begin(), filled_.end());
+  filled_.erase(std::unique(filled_.begin(), filled_.end()), filled_.end());
+  for (ChildList* list : filled_) sortByIndex(*list);
+  filled_.clear();
   return table;
 }
 
@@ -117,14 +152,9 @@ void Loader::attachChildren(QWDatabaseObject& parent) {
     if (place == buckets->second.places.end()) continue;
     std::vector<ObjectPointer> children = std::move(buckets->second.lists[place->second]);
     buckets->second.lists[place->second].clear();
-    const auto byIndex = [](const ObjectPointer& a, const ObjectPointer& b) { return a->index_ < b->index_; };
-    if (!std::is_sorted(children.begin(), children.end(), byIndex))
-      std::stable_sort(children.begin(), children.end(), byIndex);
     ChildList& list = relation.list(parent);
-    list.items_.reserve(children.size());
+    list.items_.reserve(list.items_.size() + children.size());
     const ObjectPointer self = parent.sharedAs<QWDatabaseObject>();
-    manager_.objects_.reserve(manager_.objects_.count() + children.size());
-    arrived_.reserve(arrived_.size() + children.size());
     for (ObjectPointer& child : children) {
       if (child->registered_ || !child->isKindOf(relation.targetClass())) {
         dropped_.push_back(std::move(child));
@@ -132,8 +162,9 @@ void Loader::attachChildren(QWDatabaseObject& parent) {
       }
       child->objectClass().property(entry.property->inverse)->storage->relation->setTarget(*child, self);
       arrive(child);
-      list.append(std::move(child));
+      list.items_.push_back(std::move(child));
     }
+    sortByIndex(list);
   }
 }
 

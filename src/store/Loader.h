@@ -56,9 +56,20 @@ class Loader {
     ObjectID target;
   };
 
+  /// The list of an object that arrived, into which children go as they are read.
+  struct OpenList {
+    ObjectID parentID;
+    const Property* parentProperty = nullptr;
+    ObjectPointer parent;
+    ChildList* list = nullptr;  // null: the parent has not arrived
+  };
+
   Table& tableOf(const Class& c);
   ObjectPointer makeObject(const Class& elementClass, QWDatabaseResultSet& row);
   void keep(Table& table, ObjectPointer object);
+  /// Puts the object into its parent's list. False when the parent has not arrived or takes no such children.
+  bool attachAtOnce(const ObjectPointer& object, const Link& parent);
+  static void sortByIndex(ChildList& list);
   void attachChildren(QWDatabaseObject& parent);
   void attachOwned();
   void resolveReferences();
@@ -71,6 +82,8 @@ class Loader {
   std::vector<Link> references_;
   std::vector<Link> owned_;
   std::vector<ObjectPointer> dropped_;  // links may still name them
+  OpenList open_;
+  std::vector<ChildList*> filled_;  // lists that got children while a table was read
   // Of the row being read:
   std::vector<Link> parents_;
 };

@@ -6,9 +6,9 @@
 #include "store/QWDatabaseQuery.h"
 
 QWDatabaseChange::QWDatabaseChange(std::string sql, PrepareBlock prepareBlock)
-    : ownSQL_(std::move(sql)), sql_(&ownSQL_), prepareBlock_(std::move(prepareBlock)) {}
+    : own_(new Own{std::move(sql), std::move(prepareBlock)}), sql_(&own_->sql) {}
 
-QWDatabaseChange::QWDatabaseChange(Kind kind, QWDatabaseObject& object, const std::string& sql)
+QWDatabaseChange::QWDatabaseChange(ObjectKey, Kind kind, QWDatabaseObject& object, const std::string& sql)
     : kind_(kind),
       sql_(&sql),
       object_(object.sharedAs<QWDatabaseObject>()),
@@ -68,7 +68,7 @@ void QWDatabaseChange::bind(sqlite3_stmt* statement, qw::RowBinder& binder) cons
 }
 
 void QWDatabaseChange::prepare(QWDatabaseQuery& query) const {
-  if (prepareBlock_) prepareBlock_(query);
+  if (own_ && own_->prepareBlock) own_->prepareBlock(query);
   if (!object_) return;
   if (kind_ != Kind::kInsert) query.setInt64(sqlID_, "sqlID");
   if (kind_ != Kind::kDelete) (captured_ ? captured_ : object_)->prepareBlock()(query);

@@ -24,7 +24,15 @@ class QWDatabaseChange {
  public:
   using PrepareBlock = std::function<void(QWDatabaseQuery&)>;
 
+  /// Only objects make changes of objects.
+  class ObjectKey {
+    friend class QWDatabaseObject;
+    ObjectKey() = default;
+  };
+  enum class Kind : std::uint8_t { kOther, kInsert, kUpdate, kDelete };
+
   QWDatabaseChange(std::string sql, PrepareBlock prepareBlock);
+  QWDatabaseChange(ObjectKey, Kind kind, QWDatabaseObject& object, const std::string& sql);
   ~QWDatabaseChange();
   QWDatabaseChange(const QWDatabaseChange&) = delete;
   QWDatabaseChange& operator=(const QWDatabaseChange&) = delete;
@@ -39,9 +47,12 @@ class QWDatabaseChange {
   friend class QWDatabaseManager;
   friend class QWDatabaseObject;
 
-  enum class Kind : std::uint8_t { kOther, kInsert, kUpdate, kDelete };
+  /// What a change of the store's own rows carries.
+  struct Own {
+    std::string sql;
+    PrepareBlock prepareBlock;
+  };
 
-  QWDatabaseChange(Kind kind, QWDatabaseObject& object, const std::string& sql);
   /// Gives `copy`, an object of no store, the column values of `source`.
   static void keepValues(QWDatabaseObject& copy, const QWDatabaseObject& source);
   /// Keeps the values that the object has now.
@@ -52,9 +63,8 @@ class QWDatabaseChange {
   void bind(sqlite3_stmt* statement, qw::RowBinder& binder) const;
 
   Kind kind_ = Kind::kOther;
-  std::string ownSQL_;
+  std::unique_ptr<const Own> own_;
   const std::string* sql_;
-  PrepareBlock prepareBlock_;
   std::shared_ptr<QWDatabaseObject> object_;
   std::int64_t sqlID_ = 0;                      // before the change
   std::int32_t modificationsCount_ = 0;         // before the change

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/Error.h"
+#include "platform/NotificationCenter.h"
 #include "platform/OperationQueue.h"
 #include "platform/UndoManager.h"
 #include "store/QWDatabaseChange.h"
@@ -28,7 +29,7 @@
 inline constexpr std::string_view QWDatabaseErrorDomain = "QWDatabaseErrorDomain";
 
 /// Posted, when idle, with the manager as sender, after objects of the store changed.
-inline constexpr std::string_view QWDatabaseManagerObjectsDidChangeNotification =
+inline constexpr qw::NotificationName QWDatabaseManagerObjectsDidChangeNotification =
     "QWDatabaseManagerObjectsDidChangeNotification";
 
 /// Owns one store file: the SQLite connection, the registry of live objects by ID, deletions, undo, saving.

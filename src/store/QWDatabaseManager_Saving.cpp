@@ -110,7 +110,7 @@ QWDatabaseManager::Changes QWDatabaseManager::computeChanges() {
   for (const auto& object : objects) {
     object->queued_ = false;
     if (!object->registered_) continue;
-    for (auto& change : object->computeChanges()) changes.push_back(std::move(change));
+    if (auto change = object->computeChange()) changes.push_back(std::move(change));
   }
   return changes;
 }

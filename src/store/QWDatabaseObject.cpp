@@ -341,24 +341,30 @@ std::function<void(QWDatabaseQuery&)> QWDatabaseObject::prepareBlock() const {
 }
 
 std::vector<std::shared_ptr<QWDatabaseChange>> QWDatabaseObject::computeChanges() {
-  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
   std::vector<std::shared_ptr<QWDatabaseChange>> changes;
+  if (auto change = computeChange()) changes.push_back(std::move(change));
+  return changes;
+}
+
+std::shared_ptr<QWDatabaseChange> QWDatabaseObject::computeChange() {
   using Kind = QWDatabaseChange::Kind;
-  const auto add = [&](Kind kind, const std::string& sql) {
-    changes.emplace_back(std::shared_ptr<QWDatabaseChange>(new QWDatabaseChange(kind, *this, sql)));
+  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  std::shared_ptr<QWDatabaseChange> change;
+  const auto make = [&](Kind kind, const std::string& sql) {
+    change = std::make_shared<QWDatabaseChange>(QWDatabaseChange::ObjectKey(), kind, *this, sql);
   };
   if (deleted_) {
     if (sqlID_ > 0) {
-      add(Kind::kDelete, schema.deleteStatement());
+      make(Kind::kDelete, schema.deleteStatement());
       sqlID_ = -1;
     }
   } else if (sqlID_ < 1) {
-    add(Kind::kInsert, schema.insertStatement());
+    make(Kind::kInsert, schema.insertStatement());
   } else if (modificationsCount_ != 0) {
-    add(Kind::kUpdate, schema.updateStatement());
+    make(Kind::kUpdate, schema.updateStatement());
   }
   modificationsCount_ = 0;
-  return changes;
+  return change;
 }
 
 void QWDatabaseObject::commitChangesToOriginalDatabaseManager() {

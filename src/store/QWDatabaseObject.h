@@ -148,6 +148,8 @@ class QWDatabaseObject : public qw::Object {
       addModification();
     }
   }
+  /// Null when there is nothing to write.
+  std::shared_ptr<QWDatabaseChange> computeChange();
   void willModify() {
     if (pendingChange_) capturePendingChange();
   }
