@@ -8,14 +8,14 @@
 QWDatabaseChange::QWDatabaseChange(std::string sql, PrepareBlock prepareBlock)
     : own_(new Own{std::move(sql), std::move(prepareBlock)}), sql_(&own_->sql) {}
 
-QWDatabaseChange::QWDatabaseChange(ObjectKey, Kind kind, QWDatabaseObject& object, const std::string& sql)
+QWDatabaseChange::QWDatabaseChange(ObjectKey, Kind kind, std::shared_ptr<QWDatabaseObject> object, const std::string& sql)
     : kind_(kind),
       sql_(&sql),
-      object_(object.sharedAs<QWDatabaseObject>()),
-      sqlID_(object.sqlID_),
-      modificationsCount_(object.modificationsCount_) {
-  if (object.pendingChange_) object.pendingChange_->capture();
-  object.pendingChange_ = this;
+      object_(std::move(object)),
+      sqlID_(object_->sqlID_),
+      modificationsCount_(object_->modificationsCount_) {
+  if (object_->pendingChange_) object_->pendingChange_->capture();
+  object_->pendingChange_ = this;
 }
 
 QWDatabaseChange::~QWDatabaseChange() {

@@ -32,7 +32,7 @@ class QWDatabaseChange {
   enum class Kind : std::uint8_t { kOther, kInsert, kUpdate, kDelete };
 
   QWDatabaseChange(std::string sql, PrepareBlock prepareBlock);
-  QWDatabaseChange(ObjectKey, Kind kind, QWDatabaseObject& object, const std::string& sql);
+  QWDatabaseChange(ObjectKey, Kind kind, std::shared_ptr<QWDatabaseObject> object, const std::string& sql);
   ~QWDatabaseChange();
   QWDatabaseChange(const QWDatabaseChange&) = delete;
   QWDatabaseChange& operator=(const QWDatabaseChange&) = delete;

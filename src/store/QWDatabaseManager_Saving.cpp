@@ -101,17 +101,20 @@ QWDatabaseManager::Changes QWDatabaseManager::computeChanges() {
           query.setDateTime(date, "lastSynchronizationDate");
         });
 
-  auto objects = std::exchange(unsaved_, {});
-  const auto inOrder = [](const auto& a, const auto& b) {
-    return a->deleted_ != b->deleted_ ? a->deleted_ : a->sqlID_ > b->sqlID_;
-  };
-  if (!std::is_sorted(objects.begin(), objects.end(), inOrder))
-    std::stable_sort(objects.begin(), objects.end(), inOrder);
-  for (const auto& object : objects) {
+  const std::size_t first = changes.size();
+  for (auto& object : std::exchange(unsaved_, {})) {
     object->queued_ = false;
     if (!object->registered_) continue;
-    if (auto change = object->computeChange()) changes.push_back(std::move(change));
+    if (auto change = QWDatabaseObject::computeChange(std::move(object))) changes.push_back(std::move(change));
   }
+  // Deletions first, then rows from the highest number down, then new objects as they were made.
+  const auto inOrder = [](const auto& a, const auto& b) {
+    using Kind = QWDatabaseChange::Kind;
+    const bool deletes = a->kind_ == Kind::kDelete;
+    return deletes != (b->kind_ == Kind::kDelete) ? deletes : a->sqlID_ > b->sqlID_;
+  };
+  const auto begin = changes.begin() + static_cast<std::ptrdiff_t>(first);
+  if (!std::is_sorted(begin, changes.end(), inOrder)) std::stable_sort(begin, changes.end(), inOrder);
   return changes;
 }
 

@@ -342,28 +342,29 @@ std::function<void(QWDatabaseQuery&)> QWDatabaseObject::prepareBlock() const {
 
 std::vector<std::shared_ptr<QWDatabaseChange>> QWDatabaseObject::computeChanges() {
   std::vector<std::shared_ptr<QWDatabaseChange>> changes;
-  if (auto change = computeChange()) changes.push_back(std::move(change));
+  if (auto change = computeChange(sharedAs<QWDatabaseObject>())) changes.push_back(std::move(change));
   return changes;
 }
 
-std::shared_ptr<QWDatabaseChange> QWDatabaseObject::computeChange() {
+std::shared_ptr<QWDatabaseChange> QWDatabaseObject::computeChange(std::shared_ptr<QWDatabaseObject> object) {
   using Kind = QWDatabaseChange::Kind;
-  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  QWDatabaseObject& self = *object;
+  const qw::ClassSchema& schema = qw::ClassSchema::of(self.objectClass());
   std::shared_ptr<QWDatabaseChange> change;
   const auto make = [&](Kind kind, const std::string& sql) {
-    change = std::make_shared<QWDatabaseChange>(QWDatabaseChange::ObjectKey(), kind, *this, sql);
+    change = std::make_shared<QWDatabaseChange>(QWDatabaseChange::ObjectKey(), kind, std::move(object), sql);
   };
-  if (deleted_) {
-    if (sqlID_ > 0) {
+  if (self.deleted_) {
+    if (self.sqlID_ > 0) {
       make(Kind::kDelete, schema.deleteStatement());
-      sqlID_ = -1;
+      self.sqlID_ = -1;
     }
-  } else if (sqlID_ < 1) {
+  } else if (self.sqlID_ < 1) {
     make(Kind::kInsert, schema.insertStatement());
-  } else if (modificationsCount_ != 0) {
+  } else if (self.modificationsCount_ != 0) {
     make(Kind::kUpdate, schema.updateStatement());
   }
-  modificationsCount_ = 0;
+  self.modificationsCount_ = 0;
   return change;
 }
 

@@ -149,7 +149,7 @@ class QWDatabaseObject : public qw::Object {
     }
   }
   /// Null when there is nothing to write.
-  std::shared_ptr<QWDatabaseChange> computeChange();
+  static std::shared_ptr<QWDatabaseChange> computeChange(std::shared_ptr<QWDatabaseObject> object);
   void willModify() {
     if (pendingChange_) capturePendingChange();
   }
