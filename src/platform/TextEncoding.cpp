@@ -15,6 +15,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/Localization.h"
+
 namespace qw {
 
 struct TextEncoding::Charset {
@@ -328,13 +330,13 @@ bool failInvalid(const Charset& charset, std::string_view bytes, std::size_t off
   const auto byte = offset < bytes.size() ? static_cast<std::uint8_t>(bytes[offset]) : 0;
   return Error::set(
       error, TextEncoding::kErrorDomain, TextEncoding::kInvalidBytes,
-      fmt::format("This is no text in the encoding {}: no character begins at byte {} (0x{:02X}).",
-                  charset.name, offset, byte));
+      Localization::frameworkFormat("Encoding.InvalidBytes",
+                                    {charset.name, std::to_string(offset), fmt::format("{:02X}", byte)}));
 }
 
 bool failUnavailable(const Charset& charset, Error* error) {
   return Error::set(error, TextEncoding::kErrorDomain, TextEncoding::kUnavailable,
-                    fmt::format("The encoding {} is not available on this system.", charset.name));
+                    Localization::frameworkFormat("Encoding.Unavailable", {charset.name}));
 }
 
 }  // namespace
@@ -424,8 +426,9 @@ std::optional<Data> TextEncoding::encode(std::string_view text, Error* error) co
   std::size_t end = missing;
   const auto character = static_cast<std::uint32_t>(nextCharacter(text, end));
   Error::set(error, kErrorDomain, kNotEncodable,
-             fmt::format("The encoding {} has no character \"{}\" (U+{:04X}, at byte {}).", charset.name,
-                         text.substr(missing, end - missing), character, missing));
+             Localization::frameworkFormat("Encoding.NotEncodable",
+                                           {charset.name, text.substr(missing, end - missing),
+                                            fmt::format("{:04X}", character), std::to_string(missing)}));
   return std::nullopt;
 }
 

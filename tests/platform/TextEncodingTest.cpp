@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/ApplicationContext.h"
 #include "platform/TextEncoding.h"
 
 namespace qw {
@@ -80,6 +81,7 @@ TEST(TextEncodingTest, EncodesAndDecodesTheCharactersOfEachEncoding) {
 }
 
 TEST(TextEncodingTest, BytesThatAreNoCharacterAreAnErrorThatNamesThePlace) {
+  const ApplicationContext::Override english;
   const struct {
     const char* name;
     std::string bytes;
@@ -133,6 +135,7 @@ TEST(TextEncodingTest, BytesThatAreNoCharacterAreAnErrorThatNamesThePlace) {
 }
 
 TEST(TextEncodingTest, CharactersTheEncodingLacksAreAnErrorThatNamesThePlace) {
+  const ApplicationContext::Override english;
   const struct {
     const char* name;
     std::string text;
@@ -226,6 +229,7 @@ TEST(TextEncodingTest, TheISOEncodingsAgreeWithTheSystemLibrary) {
 }
 
 TEST(TextEncodingTest, LongTextsPassTheInnerBuffersUnharmed) {
+  const ApplicationContext::Override english;
   std::string text;
   for (int i = 0; i < 700'000; ++i) text += i % 3 == 0 ? "\u4e2d" : i % 3 == 1 ? "a" : "\U0001F600";
   for (const char* name : {"UTF-8", "UTF-16BE", "UTF-16LE", "GB18030"}) {
