@@ -120,6 +120,7 @@ class LocalCollation {
     return compare(*caseInsensitive_, a, b);
   }
   std::string sortKey(std::string_view text) const { return keyOf(*standard_, text); }
+  std::string caseInsensitiveSortKey(std::string_view text) const { return keyOf(*caseInsensitive_, text); }
 
  private:
   static std::strong_ordering compare(const icu::Collator& collator, std::string_view a, std::string_view b) {
@@ -167,5 +168,9 @@ std::weak_ordering localizedCaseInsensitiveCompare(std::string_view a, std::stri
 }
 
 std::string sortKey(std::string_view text) { return LocalCollation::current().sortKey(text); }
+
+std::string caseInsensitiveSortKey(std::string_view text) {
+  return LocalCollation::current().caseInsensitiveSortKey(text);
+}
 
 }  // namespace qw::Collation

@@ -20,5 +20,7 @@ std::weak_ordering localizedCaseInsensitiveCompare(std::string_view a, std::stri
 /// Bytes whose unsigned lexicographic order is that of `localizedStandardCompare`, as long as the locale
 /// stays. Pays when a text takes part in more than a few comparisons.
 std::string sortKey(std::string_view text);
+/// The same for `localizedCaseInsensitiveCompare`.
+std::string caseInsensitiveSortKey(std::string_view text);
 
 }  // namespace qw::Collation
