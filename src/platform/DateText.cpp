@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "platform/CivilDate.h"
 #include "platform/TimeZone.h"
@@ -45,7 +46,7 @@ char* writeTwo(char* out, int value) {
   return out + 2;
 }
 
-char* writeDays(std::int64_t days, char* out) {
+char* computeDays(std::int64_t days, char* out) {
   const CivilDate date = CivilDate::fromDays(days);
   const auto year = static_cast<int>(date.year > 0 ? date.year : 1 - date.year);
   if (year >= 10'000) {
@@ -59,6 +60,24 @@ char* writeDays(std::int64_t days, char* out) {
   out = writeTwo(out, date.month);
   *out++ = '-';
   return writeTwo(out, date.day);
+}
+
+/// Rows that are written together share few days, so each thread remembers the texts of some.
+char* writeDays(std::int64_t days, char* out) {
+  struct Entry {
+    std::int32_t day = INT32_MIN;
+    char text[12];
+  };
+  thread_local std::array<Entry, 512> recent;
+  constexpr std::int64_t kFirst = CivilDate::days(1000, 1, 1), kLast = CivilDate::days(9999, 12, 31);
+  if (days < kFirst || days > kLast) return computeDays(days, out);
+  Entry& entry = recent[static_cast<std::size_t>(days) % recent.size()];
+  if (entry.day != days) {
+    computeDays(days, entry.text);
+    entry.day = static_cast<std::int32_t>(days);
+  }
+  std::memcpy(out, entry.text, 10);
+  return out + 10;
 }
 
 template <char* (*write)(Date, char*)>

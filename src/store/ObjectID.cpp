@@ -15,16 +15,10 @@ ObjectID ObjectID::interned(std::string_view text) {
   return id;
 }
 
-std::string_view ObjectID::view(char (&buffer)[36]) const {
-  if (empty()) return {};
-  if (uuid_.high == 0) return *reinterpret_cast<const std::string*>(static_cast<std::uintptr_t>(uuid_.low));
-  uuid_.write(buffer);
-  return {buffer, sizeof buffer};
-}
-
 std::string ObjectID::text() const {
-  char buffer[36];
-  return std::string(view(buffer));
+  if (empty()) return {};
+  return isUUID() ? uuid_.text()
+                  : *reinterpret_cast<const std::string*>(static_cast<std::uintptr_t>(uuid_.low));
 }
 
 }  // namespace qw

@@ -27,8 +27,10 @@ class ObjectID {
   bool empty() const { return uuid_.high == 0 && uuid_.low == 0; }
   explicit operator bool() const { return !empty(); }
   std::string text() const;
-  /// The characters, either in `buffer` or where the text is kept for the process.
-  std::string_view view(char (&buffer)[36]) const;
+  /// False for another text, and for the empty identity.
+  bool isUUID() const { return uuid_.high != 0; }
+  /// Requires: `isUUID()`.
+  const UUID& uuid() const { return uuid_; }
 
   friend bool operator==(const ObjectID&, const ObjectID&) = default;
   std::size_t hash() const { return (uuid_.high ^ (uuid_.low >> 7)) * 0x9e3779b97f4a7c15ULL ^ uuid_.low; }

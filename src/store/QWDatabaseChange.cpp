@@ -8,7 +8,8 @@
 QWDatabaseChange::QWDatabaseChange(std::string sql, PrepareBlock prepareBlock)
     : own_(new Own{std::move(sql), std::move(prepareBlock)}), sql_(&own_->sql) {}
 
-QWDatabaseChange::QWDatabaseChange(ObjectKey, Kind kind, std::shared_ptr<QWDatabaseObject> object, const std::string& sql)
+QWDatabaseChange::QWDatabaseChange(ObjectKey, Kind kind, std::shared_ptr<QWDatabaseObject> object,
+                                   const std::string& sql)
     : kind_(kind),
       sql_(&sql),
       object_(std::move(object)),

@@ -105,7 +105,8 @@ QWDatabaseManager::Changes QWDatabaseManager::computeChanges() {
   for (auto& object : std::exchange(unsaved_, {})) {
     object->queued_ = false;
     if (!object->registered_) continue;
-    if (auto change = QWDatabaseObject::computeChange(std::move(object))) changes.push_back(std::move(change));
+    if (auto change = QWDatabaseObject::computeChange(std::move(object)))
+      changes.push_back(std::move(change));
   }
   // Deletions first, then rows from the highest number down, then new objects as they were made.
   const auto inOrder = [](const auto& a, const auto& b) {
@@ -156,6 +157,8 @@ bool QWDatabaseManager::saveChanges(const Changes& changes, qw::Error* error) {
   std::size_t executed = 0;
   std::vector<const QWDatabaseChange*> failed;
   for (; open && executed < changes.size(); ++executed) {
+    // The objects of a large save lie far apart: have the one after the next on its way meanwhile.
+    if (executed + 2 < changes.size()) changes[executed + 2]->prefetch();
     if (saveChange(*changes[executed], query, binder, messages)) continue;
     failed.push_back(changes[executed].get());
     if (endsTheSave(database_, sqlite3_errcode(database_))) open = false;

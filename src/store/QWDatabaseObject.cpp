@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr std::int64_t kNoDate = std::numeric_limits<std::int64_t>::min();
-
 void deleteTarget(qw::Object& target, const qw::Property*, const qw::Value&, std::int64_t) {
   static_cast<QWDatabaseObject&>(target).deleteObject();
 }
@@ -31,15 +29,10 @@ constinit const qw::Class QWDatabaseObject::kClass =
                             qw::derived<&Object::modificationsCount>("modificationsCount"));
     });
 
-QWDatabaseObject::QWDatabaseObject() : lastModificationDate_(kNoDate) {}
+QWDatabaseObject::QWDatabaseObject() = default;
 QWDatabaseObject::~QWDatabaseObject() = default;
 
 QWDatabaseManager* QWDatabaseObject::databaseManager() const { return manager_.get(); }
-
-std::optional<qw::Date> QWDatabaseObject::lastModificationDate() const {
-  if (lastModificationDate_ == kNoDate) return std::nullopt;
-  return qw::Date::fromMicroseconds(lastModificationDate_);
-}
 
 std::int64_t QWDatabaseObject::index() const {
   if (QWDatabaseManager* manager = databaseManager()) manager->settle();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,7 +43,10 @@ class QWDatabaseObject : public qw::Object {
   std::int64_t sqlID() const { return sqlID_; }
   /// Edits since the last computed save, those undone counted back; 0 is clean.
   int modificationsCount() const { return modificationsCount_; }
-  std::optional<qw::Date> lastModificationDate() const;
+  std::optional<qw::Date> lastModificationDate() const {
+    if (lastModificationDate_ == kNoDate) return std::nullopt;
+    return qw::Date::fromMicroseconds(lastModificationDate_);
+  }
   bool isDeleted() const { return deleted_; }
   bool isBeingImported() const { return beingImported_; }
   /// Place among the parent's children, -1 without a parent.
@@ -128,6 +132,8 @@ class QWDatabaseObject : public qw::Object {
   friend class qw::ChildList;
   friend class qw::Loader;
 
+  static constexpr std::int64_t kNoDate = std::numeric_limits<std::int64_t>::min();
+
   struct Rare {
     qw::Back<QWDatabaseObject> originalObject;
     std::vector<qw::Back<qw::Object>> referringParameters;
@@ -164,7 +170,7 @@ class QWDatabaseObject : public qw::Object {
   qw::Back<QWDatabaseManager> manager_;
   qw::ObjectID id_;
   std::int64_t sqlID_ = 0;
-  std::int64_t lastModificationDate_;  // microseconds; kNoDate for none
+  std::int64_t lastModificationDate_ = kNoDate;  // microseconds
   QWDatabaseChange* pendingChange_ = nullptr;
   std::unique_ptr<Rare> rare_;
   std::int32_t modificationsCount_ = 0;

@@ -45,12 +45,10 @@ class RowBinder {
   /// The empty identity binds NULL.
   void bindID(const ObjectID& id) {
     if (id.empty()) return bindNull();
-    char characters[36];
-    const std::string_view text = id.view(characters);
-    if (text.data() != characters) return bindText(text);
-    bindWritten(text.size(), [&](char* out) {
-      std::memcpy(out, characters, sizeof characters);
-      return out + sizeof characters;
+    if (!id.isUUID()) return bindCopiedText(id.text());
+    bindWritten(36, [&](char* out) {
+      id.uuid().write(out);
+      return out + 36;
     });
   }
   /// Binds what `write(char* out)`, which answers the end, leaves in at most `size` characters.
