@@ -38,7 +38,7 @@ struct ApplicationInfo {
       plugIns;  ///< "QWPlugins": class names by the name of their type
 
   /// Answers none when the text is not such an object, naming the first key whose value is wrong.
-  static std::optional<ApplicationInfo> fromJSON(std::string_view json, Error* error = nullptr);
+  static std::optional<ApplicationInfo> fromJSON(std::string_view text, Error* error = nullptr);
   static std::optional<ApplicationInfo> fromFile(const std::filesystem::path& path, Error* error = nullptr);
 
   friend bool operator==(const ApplicationInfo&, const ApplicationInfo&) = default;
