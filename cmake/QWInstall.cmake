@@ -19,7 +19,7 @@ install(FILES cmake/QWDependencies.cmake ${PROJECT_BINARY_DIR}/QWAdditionsConfig
   ${PROJECT_BINARY_DIR}/QWAdditionsConfigVersion.cmake DESTINATION ${package})
 
 # A program that links static libraries needs what they use privately, too.
-set(QW_REQUIRES glib-2.0 icu-i18n icu-uc sqlite3 fmt nlohmann_json)
+set(QW_REQUIRES glib-2.0 icu-i18n icu-uc sqlite3 fmt)
 set(QW_PRIVATE_REQUIRES cairo pangocairo libjpeg libzip zlib)
 if(NOT BUILD_SHARED_LIBS)
   list(APPEND QW_REQUIRES ${QW_PRIVATE_REQUIRES})
