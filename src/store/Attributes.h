@@ -3,7 +3,8 @@
 #include "store/ChildList.h"
 #include "store/ClassSchema.h"
 #include "store/Column.h"
-#include "store/QWDatabaseObject.h"
+
+class QWDatabaseObject;
 
 /// The rows of a persisted class's property table. Each needs the member and a key; the setter is the public
 /// one, for a class that does more than `assign` in it.
@@ -119,14 +120,12 @@ template <auto Member>
 bool restoreMember(Object& object, const Value& value) {
   auto content = ValueTraits<TypeOf<Member>>::fromValue(value);
   if (!content) return false;
-  static_cast<QWDatabaseObject&>(object).template assign<Member>(*std::move(content));
+  static_cast<OwnerOf<Member>&>(object).template assign<Member>(*std::move(content));
   return true;
 }
 
 /// Writes the class's name; a loader reads it before there is an object.
-inline void bindClass(RowBinder& row, const QWDatabaseObject& object) {
-  row.bindText(ClassSchema::storedClassName(object.objectClass().name()));
-}
+void bindClass(RowBinder& row, const QWDatabaseObject& object);
 inline constexpr PropertyStorage kClassStorage{
     TextColumn::suffixes, TextColumn::types, &bindClass, nullptr, nullptr, nullptr};
 
@@ -134,7 +133,7 @@ template <auto Member>
 bool replaceOwned(Object& object, const Value& value) {
   auto content = ValueTraits<TypeOf<Member>>::fromValue(value);
   if (!content) return false;
-  static_cast<QWDatabaseObject&>(object).template assignOwned<Member>(*std::move(content));
+  static_cast<OwnerOf<Member>&>(object).template assignOwned<Member>(*std::move(content));
   return true;
 }
 
@@ -144,7 +143,7 @@ bool moveToParent(Object& object, const Value& value) {
   using Target = typename TargetOf<TypeOf<Member>>::Type;
   auto parent = value.objectAs<Target>();
   if (!parent && !value.isNull()) return false;
-  static_cast<QWDatabaseObject&>(object).moveToParent(propertyOf<Member>(), parent.get());
+  static_cast<OwnerOf<Member>&>(object).moveToParent(propertyOf<Member>(), parent.get());
   return true;
 }
 

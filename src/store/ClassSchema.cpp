@@ -5,6 +5,8 @@
 #include <memory>
 #include <set>
 
+#include "store/QWDatabaseObject.h"
+
 namespace qw {
 
 const ClassSchema& ClassSchema::of(const Class& c) {
@@ -104,6 +106,10 @@ std::string ClassSchema::createStatements(std::span<const Class* const> classes)
     sql += ");\n";
   }
   return sql;
+}
+
+void detail::bindClass(RowBinder& row, const QWDatabaseObject& object) {
+  row.bindText(ClassSchema::storedClassName(object.objectClass().name()));
 }
 
 }  // namespace qw
