@@ -22,12 +22,17 @@ const Property& parentProperty(const Property& children, const QWDatabaseObject&
 }  // namespace
 
 std::size_t ChildList::indexOf(const QWDatabaseObject& child) const {
-  // Its own index is right, unless it stands behind a change that is not settled.
-  const auto guess = static_cast<std::size_t>(child.index_);
-  if (child.index_ >= 0 && guess < items_.size() && items_[guess].get() == &child) return guess;
-  const auto found =
-      std::find_if(items_.begin(), items_.end(), [&](const auto& item) { return item.get() == &child; });
-  return found == items_.end() ? kNone : static_cast<std::size_t>(found - items_.begin());
+  const Property* parent = owner_ ? child.objectClass().property(property_->inverse) : nullptr;
+  if (items_.empty() || !parent || !parent->storage || !parent->storage->relation ||
+      parent->storage->relation->target(child).get() != owner_)
+    return kNone;
+  // Its own index is right, or, behind a change that is not settled, near: search from there to both sides.
+  const std::size_t guess = std::min(static_cast<std::size_t>(std::max(0, child.index_)), items_.size() - 1);
+  for (std::size_t distance = 0; distance < items_.size(); ++distance) {
+    if (distance <= guess && items_[guess - distance].get() == &child) return guess - distance;
+    if (guess + distance < items_.size() && items_[guess + distance].get() == &child) return guess + distance;
+  }
+  return kNone;
 }
 
 void ChildList::append(std::shared_ptr<QWDatabaseObject> child) {

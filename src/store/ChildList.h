@@ -24,7 +24,7 @@ class ChildList {
 
   std::size_t size() const { return items_.size(); }
   bool empty() const { return items_.empty(); }
-  /// Null when the object is not among the children.
+  /// `kNone` when the object is not among the children.
   std::size_t indexOf(const QWDatabaseObject& child) const;
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
   const std::vector<std::shared_ptr<QWDatabaseObject>>& objects() const { return items_; }

@@ -68,7 +68,7 @@ class Loader {
   ObjectPointer makeObject(const Class& elementClass, QWDatabaseResultSet& row);
   void keep(Table& table, ObjectPointer object);
   /// Puts the object into its parent's list. False when the parent has not arrived or takes no such children.
-  bool attachAtOnce(const ObjectPointer& object, const Link& parent);
+  bool attachAtOnce(const ObjectPointer& object, const Link& link);
   static void sortByIndex(ChildList& list);
   void attachChildren(QWDatabaseObject& parent);
   void attachOwned();

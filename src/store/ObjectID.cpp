@@ -1,5 +1,6 @@
 #include "store/ObjectID.h"
 
+#include <bit>
 #include <mutex>
 #include <unordered_set>
 
@@ -11,14 +12,13 @@ ObjectID ObjectID::interned(std::string_view text) {
   static std::unordered_set<std::string> texts;  // its nodes never move
   std::lock_guard lock(mutex);
   ObjectID id;
-  id.uuid_.low = reinterpret_cast<std::uintptr_t>(&*texts.emplace(text).first);
+  id.uuid_.low = std::bit_cast<std::uint64_t>(&*texts.emplace(text).first);
   return id;
 }
 
 std::string ObjectID::text() const {
   if (empty()) return {};
-  return isUUID() ? uuid_.text()
-                  : *reinterpret_cast<const std::string*>(static_cast<std::uintptr_t>(uuid_.low));
+  return isUUID() ? uuid_.text() : *std::bit_cast<const std::string*>(uuid_.low);
 }
 
 }  // namespace qw

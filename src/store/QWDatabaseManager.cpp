@@ -162,7 +162,8 @@ void QWDatabaseManager::requestObjectWithID(const qw::ObjectID& id, QWRequestsMa
   objects_.requestObjectForKey(id, std::move(block));
 }
 
-void QWDatabaseManager::requestParentPresenceForObject(QWDatabaseObject& object, std::string parentKeyPath) {
+void QWDatabaseManager::requestParentPresenceForObject(QWDatabaseObject& object,
+                                                       std::string_view parentKeyPath) {
   const qw::KeyPath path(parentKeyPath);
   parentPresenceRequests_.push_back(
       [weak = std::weak_ptr(object.sharedAs<QWDatabaseObject>()), path, recorded = path.value(object)] {

@@ -62,11 +62,15 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   /// Opens the file, or makes a new store where there is none. Null with the error set when that fails; a
   /// file that was there is then as before, one that was not is not left behind.
   template <class Manager>
-  static std::shared_ptr<Manager> open(const std::filesystem::path& URL, const OpenOptions& options = {},
+  static std::shared_ptr<Manager> open(const std::filesystem::path& URL, const OpenOptions& options,
                                        qw::Error* error = nullptr) {
     auto manager = qw::make<Manager>();
     manager->makeAnother_ = [] { return std::shared_ptr<QWDatabaseManager>(qw::make<Manager>()); };
     return manager->initWithURL(URL, options, error) ? manager : nullptr;
+  }
+  template <class Manager>
+  static std::shared_ptr<Manager> open(const std::filesystem::path& URL, qw::Error* error = nullptr) {
+    return open<Manager>(URL, OpenOptions(), error);
   }
   /// A detached copy: own objects with the same IDs, no connection; knows this manager as its original.
   std::shared_ptr<QWDatabaseManager> copy() const;
@@ -113,7 +117,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   void registerObject(QWDatabaseObject& object);
   void unregisterObject(QWDatabaseObject& object);
   void requestObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block);
-  void requestParentPresenceForObject(QWDatabaseObject& object, std::string parentKeyPath);
+  void requestParentPresenceForObject(QWDatabaseObject& object, std::string_view parentKeyPath);
   void removeAllObjectRequests();
 
   // Deletions.

@@ -289,7 +289,7 @@ void QWDatabaseObject::moveToParent(const qw::Property& relation, QWDatabaseObje
 
 void QWDatabaseObject::deleteChild(QWDatabaseObject& child, std::string_view parentKeyPath) {
   if (beingImported_ && databaseManager())
-    databaseManager()->requestParentPresenceForObject(child, std::string(parentKeyPath));
+    databaseManager()->requestParentPresenceForObject(child, parentKeyPath);
   else
     child.deleteObject();
 }
@@ -326,6 +326,7 @@ std::function<void(QWDatabaseQuery&)> QWDatabaseObject::prepareBlock() const {
     const auto& columns = qw::ClassSchema::of(copy->objectClass()).columns();
     row.beginMapped(query.statement(), [&] {
       std::vector<int> parameters;
+      parameters.reserve(columns.size());
       for (const std::string& column : columns) parameters.push_back(query.indexForParameter(column));
       return parameters;
     }());
