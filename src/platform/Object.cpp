@@ -182,11 +182,13 @@ void Object::didChange(const Change& change) {
   auto& extras = *extras_;
   const std::uint64_t last = extras.lastNumber;
   ++extras.deliveries;
+  ++deliveries_;
   for (auto entry = extras.entries.begin(); entry != extras.entries.end() && entry->number <= last; ++entry) {
     if (!entry->state || entry->key != change.keyPath) continue;
     const auto state = entry->state;
     state->deliver(entry->level, change);
   }
+  --deliveries_;
   if (--extras.deliveries == 0) extras.entries.remove_if([](const auto& entry) { return !entry.state; });
 }
 

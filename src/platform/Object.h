@@ -120,6 +120,8 @@ class Object : public std::enable_shared_from_this<Object> {
   bool isObserved(std::string_view key) const;
   /// Delivers a change that was just made. `change.keyPath` is the key.
   void didChange(const Change& change);
+  /// Whether this thread is in an observer's call.
+  static bool isDelivering() { return deliveries_ > 0; }
 
  private:
   template <class T>
@@ -133,6 +135,7 @@ class Object : public std::enable_shared_from_this<Object> {
 
   const Class* class_ = &kClass;
   mutable detail::ObjectExtras* extras_ = nullptr;
+  static inline thread_local int deliveries_ = 0;
 };
 
 /// A new object of class `T`, which has a static member `kClass`.

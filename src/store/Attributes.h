@@ -86,7 +86,7 @@ struct LinkStorage {
   }
   static void bind(RowBinder& row, const QWDatabaseObject& object) {
     const auto* target = (static_cast<const Owner&>(object).*Member).get();
-    row.bindID(target ? target->ID() : ObjectID());
+    row.bindID(target && !target->isDeleted() ? target->ID() : ObjectID());
   }
   static constexpr Relation kRelation{&targetClass, &target, &setTarget, nullptr};
   static constexpr PropertyStorage kStorage{

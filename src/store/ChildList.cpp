@@ -41,9 +41,10 @@ void ChildList::append(std::shared_ptr<QWDatabaseObject> child) {
 }
 
 void ChildList::insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_t index) {
-  assert(owner_ && index <= items_.size() && child->databaseManager() == owner_->databaseManager());
+  assert(owner_ && child->databaseManager() == owner_->databaseManager());
   const Property& parent = parentProperty(*property_, *child);
   child->detachFromParent();
+  index = std::min(index, items_.size());
   if (UndoManager* undo = owner_->recordingUndoManager())
     undo->registerAction(
         *owner_,
@@ -55,7 +56,7 @@ void ChildList::insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_
 
   const std::shared_ptr<QWDatabaseObject> owner = owner_->sharedAs<QWDatabaseObject>();
   child->edit(parent.key, [&] { parent.storage->relation->setTarget(*child, owner); });
-  setIndex(*child, static_cast<std::int64_t>(index));
+  child->setIndex(static_cast<std::int64_t>(index));
   items_.insert(items_.begin() + static_cast<std::ptrdiff_t>(index), child);
   if (staleFrom_ != kNone && index < staleFrom_) ++staleFrom_;
   if (index + 1 < items_.size()) markStale(index + 1);
@@ -89,7 +90,7 @@ void ChildList::detachAt(std::size_t index) {
   if (staleFrom_ != kNone && index < staleFrom_) --staleFrom_;
   if (index < items_.size()) markStale(index);
   child->edit(parent.key, [&] { parent.storage->relation->setTarget(*child, nullptr); });
-  setIndex(*child, -1);
+  child->setIndex(-1);
   if (owner_->isObserved(property_->key))
     owner_->didChange({Change::Kind::kRemoval,
                        property_->key,
@@ -107,7 +108,7 @@ void ChildList::move(QWDatabaseObject& child, std::size_t to) {
   if (from == kNone || from == to) return;
   const std::shared_ptr<QWDatabaseObject> kept = items_[from];
   detachAt(from);
-  insertObject(kept, std::min(to, items_.size()));
+  insertObject(kept, to);
 }
 
 void ChildList::setObjects(const std::vector<std::shared_ptr<QWDatabaseObject>>& children) {
@@ -154,14 +155,9 @@ void ChildList::markStale(std::size_t from) {
   }
 }
 
-void ChildList::setIndex(QWDatabaseObject& child, std::int64_t index) {
-  if (child.index_ == index) return;
-  child.edit("index", [&] { child.index_ = static_cast<std::int32_t>(index); });
-}
-
 void ChildList::settle() {
   const std::size_t from = std::exchange(staleFrom_, kNone);
-  for (std::size_t i = from; i < items_.size(); ++i) setIndex(*items_[i], static_cast<std::int64_t>(i));
+  for (std::size_t i = from; i < items_.size(); ++i) items_[i]->setIndex(static_cast<std::int64_t>(i));
 }
 
 Value ChildList::toValue() const {

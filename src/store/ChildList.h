@@ -29,8 +29,7 @@ class ChildList {
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
   const std::vector<std::shared_ptr<QWDatabaseObject>>& objects() const { return items_; }
 
-  /// Takes the child out of another parent first. Requires: same store, not yet in this list, index at most
-  /// `size()`.
+  /// Takes the child out of its parent first. An index beyond the end is the end. Requires: same store.
   void insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_t index);
   void addObject(std::shared_ptr<QWDatabaseObject> child) { insertObject(std::move(child), items_.size()); }
   /// Takes a child out without deleting it: it has no parent then and index -1.
@@ -60,7 +59,6 @@ class ChildList {
     property_ = &property;
   }
   void markStale(std::size_t from);
-  void setIndex(QWDatabaseObject& child, std::int64_t index);
   void detachAt(std::size_t index);
   /// As stored: appended without undo, notices and modification.
   void append(std::shared_ptr<QWDatabaseObject> child);

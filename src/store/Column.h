@@ -157,13 +157,13 @@ struct Column<std::optional<QWDuration>> {
   }
 };
 
-/// Compact JSON.
+/// Compact JSON. A value that has no JSON form fails the write of its row.
 template <>
 struct Column<Value> : TextColumn {
   static void bind(RowBinder& row, const Value& value) {
     if (value.isNull()) return row.bindNull();
     const auto text = QWJSONSerializationAdditions::JSONRepresentationFromObject(value);
-    text ? row.bindCopiedText(*text) : row.bindNull();
+    text ? row.bindCopiedText(*text) : row.fail();
   }
   static Value read(const RowReader& row, const int* columns) {
     if (row.isNull(columns[0])) return {};

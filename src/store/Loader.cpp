@@ -37,8 +37,8 @@ std::shared_ptr<QWDatabaseObject> Loader::loadRoot(const Class& root) {
   auto rows = manager_.executeQuery(manager_.prepareQuery("SELECT * FROM " + name + " LIMIT 1"));
   if (!rows || !rows->next()) return nullptr;
   rows->loader_ = this;
-  manager_.loader_ = this;
   ObjectPointer object = makeObject(root, *rows);
+  rows->next();  // tells whether the row was read whole
   rows.reset();
   if (object) arrive(object);
   while (expanded_ < arrived_.size() || !owned_.empty()) {
@@ -48,7 +48,6 @@ std::shared_ptr<QWDatabaseObject> Loader::loadRoot(const Class& root) {
     if (arrived_.size() == before) break;
   }
   resolveReferences();
-  manager_.loader_ = nullptr;
   return object;
 }
 

@@ -44,28 +44,31 @@ void QWDatabaseChange::capture() {
   keepValues(*captured_, *object_);
 }
 
-void QWDatabaseChange::revert() {
+void QWDatabaseChange::revert(bool committed) {
   if (!object_) return;
   switch (kind_) {
     case Kind::kOther:
       return;
     case Kind::kInsert:
-      object_->sqlID_ = 0;
+      if (!committed) object_->sqlID_ = 0;
       break;
     case Kind::kUpdate:
       object_->modificationsCount_ += modificationsCount_;
       break;
     case Kind::kDelete:
-      object_->sqlID_ = sqlID_;
+      if (!committed) object_->sqlID_ = sqlID_;
+      object_->modificationsCount_ += modificationsCount_;
       break;
   }
+  object_->mustWrite_ = true;
   if (QWDatabaseManager* manager = object_->databaseManager()) manager->queueForSaving(*object_);
 }
 
-void QWDatabaseChange::bind(sqlite3_stmt* statement, qw::RowBinder& binder) const {
+int QWDatabaseChange::bind(sqlite3_stmt* statement, qw::RowBinder& binder) const {
   binder.begin(statement);
   if (kind_ != Kind::kDelete) (captured_ ? captured_ : object_)->bindColumns(binder);
   if (kind_ != Kind::kInsert) binder.bindInt64(sqlID_);
+  return binder.result();
 }
 
 void QWDatabaseChange::prepare(QWDatabaseQuery& query) const {

@@ -61,10 +61,11 @@ class QWDatabaseChange {
     for (std::size_t line = 0; line < 5; ++line)
       __builtin_prefetch(reinterpret_cast<const char*>(object_.get()) + 64 * line);
   }
-  /// The write did not reach the file: the object is as unsaved as before.
-  void revert();
-  /// Binds by position. The change and its object must outlive the step.
-  void bind(sqlite3_stmt* statement, qw::RowBinder& binder) const;
+  /// The write failed: the object is as unsaved as before, and will be written whatever its count says.
+  /// `committed`: the file has it nevertheless, only not safely.
+  void revert(bool committed = false);
+  /// Binds by position. The change and its object must outlive the step. Answers an SQLite result code.
+  int bind(sqlite3_stmt* statement, qw::RowBinder& binder) const;
 
   Kind kind_ = Kind::kOther;
   std::unique_ptr<const Own> own_;

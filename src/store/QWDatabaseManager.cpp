@@ -78,6 +78,7 @@ std::shared_ptr<QWDatabaseQuery> QWDatabaseManager::prepareQuery(const std::stri
       cached != cachedQueries_.end() && !cached->second.empty()) {
     auto query = std::move(cached->second.back());
     cached->second.pop_back();
+    query->cached_ = false;
     query->reset();
     return query;
   }
@@ -87,6 +88,7 @@ std::shared_ptr<QWDatabaseQuery> QWDatabaseManager::prepareQuery(const std::stri
     const char* reason = !database_                   ? "no connection"
                          : sqlite3_errcode(database_) ? sqlite3_errmsg(database_)
                                                       : "no statement";
+    if (database_ && (sqlite3_errcode(database_) & 0xff) != SQLITE_ERROR) noteReadFailure();
     qw::Error::set(error, QWDatabaseErrorDomain, 2, fmt::format("Invalid query : {}\n{}", sql, reason));
     return nullptr;
   }
@@ -95,15 +97,38 @@ std::shared_ptr<QWDatabaseQuery> QWDatabaseManager::prepareQuery(const std::stri
 
 void QWDatabaseManager::addQueryToCache(const std::shared_ptr<QWDatabaseQuery>& query) {
   query->reset();
+  if (std::exchange(query->cached_, true)) return;
   cachedQueries_[query->sql()].push_back(query);
 }
+
+/// A statement that is run again by the one who kept it must not be handed to another meanwhile.
+void QWDatabaseManager::takeOutOfCache(const std::shared_ptr<QWDatabaseQuery>& query) {
+  if (std::exchange(query->cached_, false)) std::erase(cachedQueries_[query->sql()], query);
+}
+
+void QWDatabaseManager::noteReadFailure() {
+  if (!loaded_ && readFailure_.empty()) readFailure_ = sqlite3_errmsg(database_);
+}
+
+namespace {
+
+/// Steps unless a value is missing because it could not be bound; one that has no column format only leaves
+/// its parameter unbound.
+int stepBound(QWDatabaseQuery& query) {
+  const int bound = query.bindResult();
+  return bound == SQLITE_OK || bound == SQLITE_MISMATCH ? sqlite3_step(query.statement()) : bound;
+}
+
+}  // namespace
 
 std::shared_ptr<QWDatabaseResultSet> QWDatabaseManager::executeQuery(
     const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error) {
   if (error) *error = {};
   if (!query) return nullptr;
-  const int result = sqlite3_step(query->statement());
+  takeOutOfCache(query);
+  const int result = stepBound(*query);
   if (result != SQLITE_ROW && result != SQLITE_DONE) {
+    noteReadFailure();
     qw::Error::set(
         error, QWDatabaseErrorDomain, 3,
         fmt::format("Error while executing query : {}\n{}", lastExecutedQuery_, sqlite3_errmsg(database_)));
@@ -117,7 +142,8 @@ std::shared_ptr<QWDatabaseResultSet> QWDatabaseManager::executeQuery(
 bool QWDatabaseManager::executeUpdate(const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error) {
   if (error) *error = {};
   if (!query) return false;
-  if (sqlite3_step(query->statement()) != SQLITE_DONE) {
+  takeOutOfCache(query);
+  if (stepBound(*query) != SQLITE_DONE) {
     qw::Error::set(
         error, QWDatabaseErrorDomain, 3,
         fmt::format("Error while executing update : {}\n{}", lastExecutedQuery_, sqlite3_errmsg(database_)));
@@ -225,6 +251,7 @@ std::shared_ptr<QWDatabaseObject> QWDatabaseManager::makeFiltersBarData(QWDataba
 std::shared_ptr<QWDatabaseObject> QWDatabaseManager::filtersBarData(const std::string& name) {
   auto& data = filtersBarDatas_[name];
   if (!data) {
+    qw::UndoRegistrationDisabled scope(undoManager_.get());  // looking is no edit
     data = makeFiltersBarData(nullptr);
     data->setValueForKey(name, "name");
   }
@@ -291,13 +318,13 @@ void QWDatabaseManager::objectsChanged() {
 }
 
 void QWDatabaseManager::queueForSaving(QWDatabaseObject& object) {
-  if (object.queued_ || loader_) return;
+  if (object.queued_) return;
   object.queued_ = true;
   unsaved_.push_back(object.sharedAs<QWDatabaseObject>());
 }
 
-void QWDatabaseManager::targetDeletionChanged(QWDatabaseObject& object) {
-  retargeted_.push_back(object.sharedAs<QWDatabaseObject>());
+void QWDatabaseManager::nameChanged(QWDatabaseObject& object) {
+  renamed_.push_back(object.sharedAs<QWDatabaseObject>());
 }
 
 void QWDatabaseManager::listIsStale(QWDatabaseObject& owner, qw::ChildList& list) {

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -54,6 +55,8 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
     Access access = Access::kReadWrite;
     /// Deletes the file when the manager is destroyed.
     bool deleteOnDealloc = false;
+    /// How long to wait for another connection that has the file locked, when opening and when saving.
+    std::chrono::milliseconds busyTimeout{5000};
   };
 
   QWDatabaseManager();
@@ -214,13 +217,17 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
  private:
   friend class QWDatabaseChange;
   friend class QWDatabaseObject;
+  friend class QWDatabaseResultSet;
   friend class qw::ChildList;
   friend class qw::Loader;
 
   bool initWithURL(const std::filesystem::path& URL, const OpenOptions& options, qw::Error* error);
-  bool openConnection(bool foreign, qw::Error* error);
+  bool openConnection(const OpenOptions& options, bool checked, qw::Error* error);
   bool loadStore(qw::Error* error);
   bool createStore(qw::Error* error);
+  void makeInitialData();
+  bool failToRead(qw::Error* error) const;
+  void noteReadFailure();
   bool readMetadata(std::string& storedVersion, qw::Error* error);
   bool upgrade(const std::string& storedVersion, qw::Error* error);
   bool execute(const std::string& sql, const std::string& name, qw::Error* error);
@@ -229,16 +236,22 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   void initByCopyingDatabaseManager(const QWDatabaseManager& source);
   void loadSynchronizationHandlers();
   std::shared_ptr<QWDatabaseObject> makeFiltersBarData(QWDatabaseResultSet* row);
-  bool saveChange(const QWDatabaseChange& change, std::shared_ptr<QWDatabaseQuery>& query,
-                  qw::RowBinder& binder, std::vector<std::string>& messages);
+  /// Answers an SQLite result code.
+  int saveChange(const QWDatabaseChange& change, std::shared_ptr<QWDatabaseQuery>& query,
+                 qw::RowBinder& binder, std::vector<std::string>& messages);
+  /// Whether the row that the change inserts is in the file.
+  bool isInFile(const QWDatabaseChange& insert);
+  void putBack(const std::shared_ptr<QWDatabaseQuery>& query);
+  void takeOutOfCache(const std::shared_ptr<QWDatabaseQuery>& query);
   bool handOver(const std::vector<std::shared_ptr<QWSynchronizationHandling>>& handlers,
                 const std::string& displayName, qw::Error* error);
   void close();
 
   void objectsChanged();
   void queueForSaving(QWDatabaseObject& object);
-  void targetDeletionChanged(QWDatabaseObject& object);
-  void touchReferencesToDeletedTargets();
+  /// Rows that name the object by its ID are to be written: it has another one, or none while it is deleted.
+  void nameChanged(QWDatabaseObject& object);
+  void touchRowsThatName();
   void listIsStale(QWDatabaseObject& owner, qw::ChildList& list);
   void settle();
   void undoManagerWillPerform(qw::UndoManager&) override { settle(); }
@@ -266,9 +279,9 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   std::map<std::string, QWCountedSet> completionsSets_;
   qw::Dictionary localParameters_;
   std::unique_ptr<qw::OperationQueue> queue_;
-  qw::Loader* loader_ = nullptr;
+  std::string readFailure_;  // the first one while the store is being opened
 
   std::vector<std::shared_ptr<QWDatabaseObject>> unsaved_;
   std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> staleLists_;
-  std::vector<std::shared_ptr<QWDatabaseObject>> retargeted_;  // their deletion changed since the last save
+  std::vector<std::shared_ptr<QWDatabaseObject>> renamed_;  // since the last save
 };

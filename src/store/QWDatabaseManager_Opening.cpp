@@ -19,8 +19,6 @@
 
 namespace {
 
-constexpr int kBusyMilliseconds = 5000;
-
 std::string fileURL(const std::filesystem::path& path) { return "file://" + path.string(); }
 
 bool fail(qw::Error* error, std::string message) {
@@ -71,10 +69,11 @@ bool QWDatabaseManager::initWithURL(const std::filesystem::path& URL, const Open
   const bool isNew = !existed || (size == 0 && !readOnly_);
   const bool foreign = options.access == Access::kForeign || options.access == Access::kForeignReadOnly;
   const bool opened =
-      openConnection(foreign && !isNew, error) && (isNew ? createStore(error) : loadStore(error));
+      openConnection(options, foreign && !isNew, error) && (isNew ? createStore(error) : loadStore(error));
   if (!opened) {
     close();
-    if (!existed) std::filesystem::remove(url_, ignored);
+    if (!existed)
+      for (const char* end : {"", "-journal"}) std::filesystem::remove(url_.string() + end, ignored);
     return false;
   }
   deleteOnDealloc_ = options.deleteOnDealloc;
@@ -86,21 +85,26 @@ bool QWDatabaseManager::initWithURL(const std::filesystem::path& URL, const Open
   return true;
 }
 
-bool QWDatabaseManager::openConnection(bool foreign, qw::Error* error) {
+bool QWDatabaseManager::openConnection(const OpenOptions& options, bool checked, qw::Error* error) {
   const int flags = readOnly_ ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
   const std::string message = fmt::format("Could not open database at URL : {}", fileURL(url_));
   if (sqlite3_open_v2(url_.c_str(), &database_, flags, nullptr) != SQLITE_OK) return fail(error, message);
   sqlite3_extended_result_codes(database_, 1);
-  sqlite3_busy_timeout(database_, kBusyMilliseconds);
+  sqlite3_busy_timeout(database_, static_cast<int>(options.busyTimeout.count()));
   const bool log = qw::UserDefaults::standard().boolValue("QWDatabaseManagerSQLLog");
   sqlite3_trace_v2(database_, SQLITE_TRACE_STMT, log ? &statementStartedWithLog : &statementStarted,
                    &lastExecutedQuery_);
-  if (!foreign) return true;
+  if (!checked) return true;
   sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_db_config(database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   const auto check = executeQuery(prepareQuery("PRAGMA quick_check(1)"));
   if (check && check->next() && check->stringForColumn("quick_check") == "ok") return true;
+  if ((sqlite3_errcode(database_) & 0xff) == SQLITE_BUSY) return failToRead(error);
   return fail(error, message + "\nThe file is damaged.");
+}
+
+bool QWDatabaseManager::failToRead(qw::Error* error) const {
+  return fail(error, fmt::format("Could not open database at URL : {}\n{}", fileURL(url_), readFailure_));
 }
 
 bool QWDatabaseManager::execute(const std::string& sql, const std::string& name, qw::Error* error) {
@@ -134,25 +138,31 @@ bool QWDatabaseManager::createStore(qw::Error* error) {
   insert->setString(version(), "version");
   if (!executeUpdate(insert, error) || !execute("COMMIT", name, error)) return abandon();
 
+  makeInitialData();
+  return true;
+}
+
+void QWDatabaseManager::makeInitialData() {
   qw::UndoRegistrationDisabled scope(undoManager_.get());
   if (!rootObjectClass().table().empty()) {
     rootObject_ = std::static_pointer_cast<QWDatabaseObject>(rootObjectClass().create());
     rootObject_->initWithDatabaseManager(*this);
   }
   addInitialData();
-  return true;
 }
 
 bool QWDatabaseManager::readMetadata(std::string& storedVersion, qw::Error* error) {
   const auto row = executeQuery(prepareQuery("SELECT * FROM QWMetadata LIMIT 1"));
-  if (!row || !row->next())
-    return fail(error, fmt::format("No metadata in database at URL : {}", fileURL(url_)));
+  const bool present = row && row->next();
+  if (!readFailure_.empty()) return failToRead(error);
+  if (!present) return fail(error, fmt::format("No metadata in database at URL : {}", fileURL(url_)));
   storedVersion = row->stringForColumn("version").value_or("");
   password_ = row->stringForColumn("password");
   const qw::Value parameters = row->JSONObjectForColumn("localParameters");
   if (parameters.dictionary())
     for (const auto& [key, value] : *parameters.dictionary()) localParameters_[key] = value;
-  return true;
+  row->next();  // tells whether the row was read whole
+  return readFailure_.empty() || failToRead(error);
 }
 
 bool QWDatabaseManager::loadStore(qw::Error* error) {
@@ -166,9 +176,18 @@ bool QWDatabaseManager::loadStore(qw::Error* error) {
                     "please check for an update.",
                     storedVersion, version()));
   if (order < 0 && !readOnly_ && !upgrade(storedVersion, error)) return false;
+  readFailure_.clear();
   qw::UndoRegistrationDisabled scope(undoManager_.get());
   loadData();
   removeAllObjectRequests();
+  // What was not read must not be taken for deleted.
+  if (!readFailure_.empty()) return failToRead(error);
+  // A store that was made but never saved has no root object yet.
+  const auto& table = rootObjectClass().table();
+  if (!rootObject_ && !readOnly_ && !table.empty()) {
+    const auto rows = executeQuery(prepareQuery(fmt::format("SELECT 1 FROM {} LIMIT 1", table)));
+    if (rows && !rows->next() && !rows->failed()) makeInitialData();
+  }
   return true;
 }
 
@@ -247,16 +266,16 @@ void QWDatabaseManager::makeSynchronizationHandlers() {
 
 void QWDatabaseManager::loadSynchronizationHandlers() {
   if (synchronizationHandlers_.empty()) return;
-  const auto query = prepareQuery(
-      "SELECT active, lastSynchronizationDate FROM QWSynchronizationHandler WHERE \"description\" = "
-      ":description");
-  if (!query) return;
   for (const auto& handler : synchronizationHandlers_) {
-    query->reset();
+    const auto query = prepareQuery(
+        "SELECT active, lastSynchronizationDate FROM QWSynchronizationHandler WHERE \"description\" = "
+        ":description");
+    if (!query) return;
     query->setString(handler->objectClass().name(), "description");
-    QWDatabaseResultSet row(query);
-    if (!row.next()) continue;
-    handler->setLastSynchronizationDate(row.dateTimeForColumn("lastSynchronizationDate"));
-    handler->setActive(row.boolForColumn("active"));
+    const auto row = executeQuery(query);
+    if (!row || !row->next()) continue;
+    handler->setLastSynchronizationDate(row->dateTimeForColumn("lastSynchronizationDate"));
+    handler->setActive(row->boolForColumn("active"));
+    row->next();  // tells whether the row was read whole
   }
 }

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "platform/Clock.h"
 #include "platform/FileManager.h"
@@ -41,30 +42,40 @@ std::string joined(const std::vector<std::string>& messages) {
 
 }  // namespace
 
-void QWDatabaseManager::touchReferencesToDeletedTargets() {
-  // The rows that name them by ID change, although the links stay for an undo to find.
-  const auto targets = std::exchange(retargeted_, {});
-  const auto refersToOne = [&](const qw::Class& c) {
-    for (const auto& entry : qw::ClassSchema::of(c).references())
-      for (const auto& target : targets)
-        if (target->isKindOf(entry.storage->relation->targetClass())) return true;
-    return false;
+void QWDatabaseManager::touchRowsThatName() {
+  // The links stay as they are; an undone deletion finds them again.
+  const auto targets = std::exchange(renamed_, {});
+  if (targets.empty()) return;
+  std::unordered_set<const QWDatabaseObject*> wanted;
+  std::unordered_set<const qw::Class*> classes;
+  for (const auto& target : targets) {
+    wanted.insert(target.get());
+    classes.insert(&target->objectClass());
+  }
+  const auto mayName = [&](const qw::ClassSchema::Entry& entry) {
+    if (!entry.storage->relation) return false;
+    const qw::Class& targetClass = entry.storage->relation->targetClass();
+    return std::any_of(classes.begin(), classes.end(),
+                       [&](const qw::Class* c) { return c->isSubclassOf(targetClass); });
   };
-  std::unordered_map<const qw::Class*, bool> concerned;
-  bool any = false;
-  for (const qw::Class* c : modelClasses()) any |= concerned[c] = refersToOne(*c);
-  if (!any) return;
-  const std::unordered_map<const QWDatabaseObject*, bool> wanted = [&] {
-    std::unordered_map<const QWDatabaseObject*, bool> set;
-    for (const auto& target : targets) set[target.get()] = true;
-    return set;
-  }();
+  std::unordered_map<const qw::Class*, std::vector<const qw::Relation*>> relations;
+  const qw::Class* last = nullptr;
+  const std::vector<const qw::Relation*>* lastRelations = nullptr;
   objects_.forEach([&](const std::shared_ptr<QWDatabaseObject>& object) {
-    if (object->isDeleted() || !concerned[&object->objectClass()]) return;
-    for (const auto& entry : qw::ClassSchema::of(object->objectClass()).references())
-      if (wanted.contains(entry.storage->relation->target(*object).get())) {
+    if (object->isDeleted()) return;
+    if (last != &object->objectClass()) {
+      last = &object->objectClass();
+      const auto [found, isNew] = relations.try_emplace(last);
+      if (isNew)
+        for (const auto& entry : qw::ClassSchema::of(*last).stored())
+          if (mayName(entry)) found->second.push_back(entry.storage->relation);
+      lastRelations = &found->second;
+    }
+    for (const qw::Relation* relation : *lastRelations)
+      if (wanted.contains(relation->target(*object).get())) {
         object->willModify();
-        object->addModification();
+        object->mustWrite_ = true;
+        object->touch();
         return;
       }
   });
@@ -72,7 +83,7 @@ void QWDatabaseManager::touchReferencesToDeletedTargets() {
 
 QWDatabaseManager::Changes QWDatabaseManager::computeChanges() {
   settle();
-  touchReferencesToDeletedTargets();
+  touchRowsThatName();
   Changes changes;
   changes.reserve(unsaved_.size() + deletedIDs_.size() + 4);
   const auto add = [&](const char* sql, QWDatabaseChange::PrepareBlock block = nullptr) {
@@ -119,67 +130,102 @@ QWDatabaseManager::Changes QWDatabaseManager::computeChanges() {
   return changes;
 }
 
-bool QWDatabaseManager::saveChange(const QWDatabaseChange& change, std::shared_ptr<QWDatabaseQuery>& query,
-                                   qw::RowBinder& binder, std::vector<std::string>& messages) {
+int QWDatabaseManager::saveChange(const QWDatabaseChange& change, std::shared_ptr<QWDatabaseQuery>& query,
+                                  qw::RowBinder& binder, std::vector<std::string>& messages) {
+  using Kind = QWDatabaseChange::Kind;
   qw::Error error;
   if (!query || query->sql() != change.sql()) {
-    if (query) addQueryToCache(query);
+    putBack(query);
     query = prepareQuery(change.sql(), &error);
     if (!query) {
+      const int result = sqlite3_errcode(database_);
       if (std::find(messages.begin(), messages.end(), error.localizedDescription) == messages.end())
         messages.push_back(error.localizedDescription);
-      return false;
+      return result == SQLITE_OK ? SQLITE_ERROR : result;
     }
   }
   sqlite3_stmt* statement = query->statement();
-  if (change.kind_ == QWDatabaseChange::Kind::kOther)
-    change.prepare(*query);
-  else
-    change.bind(statement, binder);
-  const bool done = sqlite3_step(statement) == SQLITE_DONE;
-  if (!done)
-    messages.push_back(
-        fmt::format("Error while executing update : {}\n{}", lastExecutedQuery_, sqlite3_errmsg(database_)));
-  else if (change.kind_ == QWDatabaseChange::Kind::kInsert)
-    change.object_->sqlID_ = sqlite3_last_insert_rowid(database_);
+  const auto fail = [&](int result, const char* reason) {
+    messages.push_back(fmt::format("Error while executing update : {}\n{}", change.sql(), reason));
+    sqlite3_reset(statement);
+    return result;
+  };
+  if (change.kind_ == Kind::kOther) change.prepare(*query);
+  const int bound = change.kind_ == Kind::kOther ? query->bindResult() : change.bind(statement, binder);
+  query->bindResult_ = SQLITE_OK;
+  if (bound != SQLITE_OK)
+    return fail(bound, bound == SQLITE_MISMATCH ? "A value has no JSON form" : sqlite3_errstr(bound));
+  if (const int result = sqlite3_step(statement); result != SQLITE_DONE)
+    return fail(result == SQLITE_ROW ? SQLITE_ERROR : result, sqlite3_errmsg(database_));
+  if (change.kind_ == Kind::kInsert) change.object_->sqlID_ = sqlite3_last_insert_rowid(database_);
+  if (change.kind_ == Kind::kUpdate && sqlite3_changes(database_) == 0) {
+    change.object_->sqlID_ = 0;  // the next save writes a new row
+    return fail(SQLITE_NOTFOUND, "The row is not there any more");
+  }
   sqlite3_reset(statement);
-  return done;
+  return SQLITE_OK;
+}
+
+bool QWDatabaseManager::isInFile(const QWDatabaseChange& insert) {
+  const QWDatabaseObject& object = *insert.object_;
+  const auto query = prepareQuery(fmt::format("SELECT \"ID\" FROM {} WHERE \"sqlID\" = :sqlID",
+                                              qw::ClassSchema::of(object.objectClass()).table()));
+  if (!query) return false;
+  query->setInt64(object.sqlID_, "sqlID");
+  const auto rows = executeQuery(query);
+  return rows && rows->next() &&
+         rows->stringForColumn("ID") == (insert.captured_ ? *insert.captured_ : object).ID().text();
 }
 
 bool QWDatabaseManager::saveChanges(const Changes& changes, qw::Error* error) {
   std::vector<std::string> messages;
   std::shared_ptr<QWDatabaseQuery> query;
   qw::RowBinder binder;
-  const auto addMessage = [&] { messages.push_back(sqlite3_errmsg(database_)); };
+  const auto execute = [&](const char* sql) {
+    if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) == SQLITE_OK) return true;
+    messages.push_back(sqlite3_errmsg(database_));
+    return false;
+  };
 
-  bool open = sqlite3_exec(database_, "BEGIN TRANSACTION", nullptr, nullptr, nullptr) == SQLITE_OK;
-  if (!open) addMessage();
-  std::size_t executed = 0;
-  std::vector<const QWDatabaseChange*> failed;
-  for (; open && executed < changes.size(); ++executed) {
+  // Made beforehand: without memory to make it the transaction would stay open.
+  qw::Error unprepared;
+  const auto rollback = prepareQuery("ROLLBACK", &unprepared);
+  if (!rollback) messages.push_back(database_ ? unprepared.localizedDescription : "no connection");
+  const bool begun = rollback && execute("BEGIN TRANSACTION");
+  bool open = begun;
+  std::vector<QWDatabaseChange*> failed;
+  for (std::size_t i = 0; open && i < changes.size(); ++i) {
     // The objects of a large save lie far apart: have the one after the next on its way meanwhile.
-    if (executed + 2 < changes.size()) changes[executed + 2]->prefetch();
-    if (saveChange(*changes[executed], query, binder, messages)) continue;
-    failed.push_back(changes[executed].get());
-    if (endsTheSave(database_, sqlite3_errcode(database_))) open = false;
+    if (i + 2 < changes.size()) changes[i + 2]->prefetch();
+    const int result = saveChange(*changes[i], query, binder, messages);
+    if (result == SQLITE_OK) continue;
+    failed.push_back(changes[i].get());
+    open = !endsTheSave(database_, result);
   }
-  if (query) {
-    sqlite3_clear_bindings(query->statement());
-    addQueryToCache(query);
-  }
-  if (open && sqlite3_exec(database_, "END TRANSACTION", nullptr, nullptr, nullptr) != SQLITE_OK) {
-    addMessage();
-    open = false;
-  }
-  if (open) {
-    for (const QWDatabaseChange* change : failed) const_cast<QWDatabaseChange*>(change)->revert();
+  putBack(query);
+  const bool ended = open && execute("END TRANSACTION");
+  if (ended) {
+    for (QWDatabaseChange* change : failed) change->revert();
   } else {
-    // Nothing reached the file: every object is as unsaved as before.
-    if (!sqlite3_get_autocommit(database_)) sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);
-    for (const auto& change : changes) change->revert();
+    if (begun && !sqlite3_get_autocommit(database_)) sqlite3_step(rollback->statement());
+    // Every object is as unsaved as before. A disk that fails after the moment of the commit leaves the rows
+    // in the file all the same; inserting them once more would double them.
+    const auto insert = std::find_if(changes.begin(), changes.end(), [](const auto& change) {
+      return change->kind_ == QWDatabaseChange::Kind::kInsert;
+    });
+    const bool committed = open && insert != changes.end() && isInFile(**insert);
+    for (const auto& change : changes) change->revert(committed);
   }
+  if (rollback) addQueryToCache(rollback);
   if (messages.empty()) return true;
   return qw::Error::set(error, QWDatabaseErrorDomain, 4, joined(messages));
+}
+
+/// Nothing that was bound for a row outlives its save.
+void QWDatabaseManager::putBack(const std::shared_ptr<QWDatabaseQuery>& query) {
+  if (!query) return;
+  addQueryToCache(query);
+  sqlite3_clear_bindings(query->statement());
 }
 
 std::optional<qw::Data> QWDatabaseManager::saveChanges(const Changes& changes,

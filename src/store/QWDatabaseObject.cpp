@@ -89,6 +89,7 @@ void QWDatabaseObject::initWithRow(QWDatabaseManager& manager, QWDatabaseResultS
     const std::int64_t index = reader.int64(columns[schema.indexColumn()]);
     index_ = index >= 0 && index < std::numeric_limits<std::int32_t>::max() ? static_cast<std::int32_t>(index)
                                                                             : -1;
+    writtenIndex_ = index_;
   }
   if (row.loader_)
     row.loader_->readRelations(*this, schema, reader, columns);
@@ -153,8 +154,15 @@ void QWDatabaseObject::initByImportingObject(QWDatabaseManager& manager, const Q
     });
   }
   for (const auto& entry : schema.owned())
-    if (const auto target = entry.storage->relation->target(source))
-      entry.storage->relation->setTarget(*this, target->importInDatabaseManager(manager));
+    if (const auto target = entry.storage->relation->target(source); target && !target->isDeleted()) {
+      // It may have come before its owner.
+      auto imported = manager.objectWithID(target->ID());
+      if (!imported) imported = target->importInDatabaseManager(manager);
+      entry.storage->relation->setTarget(*this, imported);
+      const QWDatabaseManager* from = target->databaseManager();
+      if (from && from->originalDatabaseManager().get() == &manager)
+        target->rare().originalObject = qw::Back<QWDatabaseObject>(imported);
+    }
   for (const auto& entry : schema.parents()) {
     const auto parent = entry.storage->relation->target(source);
     if (!parent) continue;
@@ -165,7 +173,7 @@ void QWDatabaseObject::initByImportingObject(QWDatabaseManager& manager, const Q
     manager.requestObjectWithID(parent->ID(), [weak, children, siblings](const auto& found) {
       const auto self = weak.lock();
       if (!self || self->isDeleted()) return;
-      if (!found) return self->deleteObject();
+      if (!found || found->isDeleted()) return self->deleteObject();
       qw::ChildList& list = children->storage->relation->list(*found);
       list.insertObject(self, list.indexToInsertObject(self->ID(), siblings));
     });
@@ -206,7 +214,10 @@ void QWDatabaseObject::setID(const qw::ObjectID& id) {
   const auto keep = shared_from_this();
   if (manager && id_) manager->unregisterObject(*this);
   edit("ID", [&] { id_ = id; });
-  if (manager && id_) manager->registerObject(*this);
+  if (!manager) return;
+  if (id_) manager->registerObject(*this);
+  manager->queueForSaving(*this);
+  manager->nameChanged(*this);
 }
 
 void QWDatabaseObject::setLastModificationDate(std::optional<qw::Date> date) {
@@ -223,12 +234,32 @@ void QWDatabaseObject::addModification() {
   QWDatabaseManager* manager = databaseManager();
   qw::UndoManager* undo = manager ? manager->undoManager() : nullptr;
   const bool undoing = undo && undo->isUndoing();
+  const bool goingBack = undoing || (undo && undo->isRedoing());
+  // The count is the way to the saved state along the edits that undo and redo walk. It says nothing any more
+  // once that state lies on a branch that was left, or after an edit that they do not know.
+  if (!undo || !undo->isUndoRegistrationEnabled() || (goingBack ? isDelivering() : modificationsCount_ < 0))
+    mustWrite_ = true;
   modificationsCount_ += undoing ? -1 : 1;
+  touch();
+}
+
+void QWDatabaseObject::touch() {
+  QWDatabaseManager* manager = databaseManager();
   if (!manager) return;
-  if (sqlID_ != 0 && !undoing && !(undo && undo->isRedoing()) && manager->shouldModifyLastModificationDates())
+  const qw::UndoManager* undo = manager->undoManager();
+  if (sqlID_ != 0 && !(undo && (undo->isUndoing() || undo->isRedoing())) &&
+      manager->shouldModifyLastModificationDates())
     lastModificationDate_ = qw::Clock::now().microseconds();
   manager->queueForSaving(*this);
   manager->objectsChanged();
+}
+
+void QWDatabaseObject::setIndex(std::int64_t index) {
+  if (index_ == index) return;
+  willModify();
+  qw::ChangeScope scope(*this, "index");
+  index_ = static_cast<std::int32_t>(index);
+  touch();
 }
 
 void QWDatabaseObject::setDeleted(bool deleted) {
@@ -240,7 +271,7 @@ void QWDatabaseObject::setDeleted(bool deleted) {
   deleted_ = deleted;
   if (QWDatabaseManager* manager = databaseManager()) {
     manager->queueForSaving(*this);
-    manager->targetDeletionChanged(*this);
+    manager->nameChanged(*this);
     manager->objectsChanged();
   }
 }
@@ -331,6 +362,7 @@ std::function<void(QWDatabaseQuery&)> QWDatabaseObject::prepareBlock() const {
       return parameters;
     }());
     copy->bindColumns(row);
+    query.noteBindResult(row.result());
   };
 }
 
@@ -355,10 +387,12 @@ std::shared_ptr<QWDatabaseChange> QWDatabaseObject::computeChange(std::shared_pt
     }
   } else if (self.sqlID_ < 1) {
     make(Kind::kInsert, schema.insertStatement());
-  } else if (self.modificationsCount_ != 0) {
+  } else if (self.modificationsCount_ != 0 || self.mustWrite_ || self.index_ != self.writtenIndex_) {
     make(Kind::kUpdate, schema.updateStatement());
   }
   self.modificationsCount_ = 0;
+  self.mustWrite_ = false;
+  self.writtenIndex_ = self.index_;
   return change;
 }
 

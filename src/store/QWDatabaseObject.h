@@ -41,7 +41,8 @@ class QWDatabaseObject : public qw::Object {
   const qw::ObjectID& ID() const { return id_; }
   /// Row number: 0 never saved, -1 its deletion is on the way to the file.
   std::int64_t sqlID() const { return sqlID_; }
-  /// Edits since the last computed save, those undone counted back; 0 is clean.
+  /// Edits since the last computed save, those undone counted back. A new place among the siblings does not
+  /// count, but is saved, too.
   int modificationsCount() const { return modificationsCount_; }
   std::optional<qw::Date> lastModificationDate() const {
     if (lastModificationDate_ == kNoDate) return std::nullopt;
@@ -160,6 +161,9 @@ class QWDatabaseObject : public qw::Object {
     if (pendingChange_) capturePendingChange();
   }
   void capturePendingChange();
+  /// The row is to be written: stamps a saved object, queues it and has it told.
+  void touch();
+  void setIndex(std::int64_t index);
   void attach(QWDatabaseManager& manager);
   void copyAttributes(const QWDatabaseObject& source);
   void registerCreation();
@@ -175,10 +179,12 @@ class QWDatabaseObject : public qw::Object {
   std::unique_ptr<Rare> rare_;
   std::int32_t modificationsCount_ = 0;
   std::int32_t index_ = -1;
+  std::int32_t writtenIndex_ = -1;  // in the row of the file
   bool deleted_ = false;
   bool beingImported_ = false;
   bool registered_ = false;
-  bool queued_ = false;  // in the manager's list of objects to save
+  bool queued_ = false;     // in the manager's list of objects to save
+  bool mustWrite_ = false;  // the count cannot tell whether the row is right
 };
 
 #include "store/Attributes.h"  // IWYU pragma: export

@@ -63,6 +63,7 @@ std::vector<std::shared_ptr<QWSynchronizationChange>> QWDatabaseObject::compareW
     changes.push_back(std::move(change));
   };
   for (const auto& entry : schema.references()) compareLink(entry);
+  for (const auto& entry : schema.owned()) compareLink(entry);
   for (const auto& entry : schema.parents()) compareLink(entry);
   return changes;
 }

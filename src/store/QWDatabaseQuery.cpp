@@ -13,7 +13,10 @@ QWDatabaseManager* QWDatabaseQuery::databaseManager() const {
   return static_cast<QWDatabaseManager*>(manager_.get());
 }
 
-void QWDatabaseQuery::reset() { sqlite3_reset(statement_); }
+void QWDatabaseQuery::reset() {
+  sqlite3_reset(statement_);
+  bindResult_ = SQLITE_OK;
+}
 
 int QWDatabaseQuery::indexForParameter(std::string_view name) const {
   return sqlite3_bind_parameter_index(statement_, (":" + std::string(name)).c_str());
@@ -29,14 +32,14 @@ void QWDatabaseQuery::setText(std::optional<std::string_view> text, std::string_
   const int i = index(parameter);
   if (i < 1) return;
   if (text)
-    sqlite3_bind_text64(statement_, i, text->empty() ? "" : text->data(), text->size(), SQLITE_TRANSIENT,
-                        SQLITE_UTF8);
+    noteBindResult(sqlite3_bind_text64(statement_, i, text->empty() ? "" : text->data(), text->size(),
+                                       SQLITE_TRANSIENT, SQLITE_UTF8));
   else
-    sqlite3_bind_null(statement_, i);
+    noteBindResult(sqlite3_bind_null(statement_, i));
 }
 
 void QWDatabaseQuery::setNull(std::string_view parameter) {
-  if (const int i = index(parameter); i > 0) sqlite3_bind_null(statement_, i);
+  if (const int i = index(parameter); i > 0) noteBindResult(sqlite3_bind_null(statement_, i));
 }
 
 void QWDatabaseQuery::setBool(bool value, std::string_view parameter) { setInt64(value ? 1 : 0, parameter); }
@@ -44,11 +47,11 @@ void QWDatabaseQuery::setBool(bool value, std::string_view parameter) { setInt64
 void QWDatabaseQuery::setInt(std::int32_t value, std::string_view parameter) { setInt64(value, parameter); }
 
 void QWDatabaseQuery::setInt64(std::int64_t value, std::string_view parameter) {
-  if (const int i = index(parameter); i > 0) sqlite3_bind_int64(statement_, i, value);
+  if (const int i = index(parameter); i > 0) noteBindResult(sqlite3_bind_int64(statement_, i, value));
 }
 
 void QWDatabaseQuery::setDouble(double value, std::string_view parameter) {
-  if (const int i = index(parameter); i > 0) sqlite3_bind_double(statement_, i, value);
+  if (const int i = index(parameter); i > 0) noteBindResult(sqlite3_bind_double(statement_, i, value));
 }
 
 void QWDatabaseQuery::setString(std::optional<std::string_view> value, std::string_view parameter) {
@@ -59,11 +62,11 @@ void QWDatabaseQuery::setData(const std::optional<qw::Data>& value, std::string_
   const int i = index(parameter);
   if (i < 1) return;
   if (!value)
-    sqlite3_bind_null(statement_, i);
+    noteBindResult(sqlite3_bind_null(statement_, i));
   else if (value->empty())
-    sqlite3_bind_zeroblob(statement_, i, 0);
+    noteBindResult(sqlite3_bind_zeroblob(statement_, i, 0));
   else
-    sqlite3_bind_blob64(statement_, i, value->data(), value->size(), SQLITE_TRANSIENT);
+    noteBindResult(sqlite3_bind_blob64(statement_, i, value->data(), value->size(), SQLITE_TRANSIENT));
 }
 
 void QWDatabaseQuery::setDate(std::optional<qw::Date> value, std::string_view parameter) {
@@ -112,11 +115,13 @@ void QWDatabaseQuery::setJSONObject(const qw::Value& value, std::string_view par
   if (value.isNull()) return setNull(parameter);
   qw::Error error;
   const auto text = QWJSONSerializationAdditions::JSONRepresentationFromObject(value, {}, &error);
-  if (text)
+  if (text) {
     setText(*text, parameter);
-  else
+  } else {
+    noteBindResult(SQLITE_MISMATCH);
     qw::Log::error("Exception while getting JSON representation from object : {}\n{}", value.description(),
                    error.localizedDescription);
+  }
 }
 
 void QWDatabaseQuery::setConstant(const std::shared_ptr<QWConstant>& value, std::string_view parameter) {

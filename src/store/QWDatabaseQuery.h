@@ -29,6 +29,12 @@ class QWDatabaseQuery {
 
   /// Makes the statement ready to run again; bindings stay.
   void reset();
+  /// SQLITE_OK, or what the first value since the last `reset` that could not be bound failed with:
+  /// SQLITE_MISMATCH for one without a JSON form, which the log tells, too.
+  int bindResult() const { return bindResult_; }
+  void noteBindResult(int result) {
+    if (bindResult_ == SQLITE_OK) bindResult_ = result;
+  }
   /// The 1-based index of ":" + name, 0 when there is none.
   int indexForParameter(std::string_view name) const;
 
@@ -53,10 +59,14 @@ class QWDatabaseQuery {
   void setClass(const qw::Class* value, std::string_view parameter);
 
  private:
+  friend class QWDatabaseManager;
+
   int index(std::string_view parameter) const;
   void setText(std::optional<std::string_view> text, std::string_view parameter);
 
   qw::Back<qw::Object> manager_;
   std::string sql_;
   sqlite3_stmt* statement_;
+  int bindResult_ = SQLITE_OK;
+  bool cached_ = false;  // waits in the manager's cache
 };

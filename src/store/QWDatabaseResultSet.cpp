@@ -24,8 +24,12 @@ bool QWDatabaseResultSet::next() {
   const int result = sqlite3_step(query_->statement());
   if (result == SQLITE_ROW) return true;
   failed_ = result != SQLITE_DONE;
-  if (!failed_)
-    if (QWDatabaseManager* manager = query_->databaseManager()) manager->addQueryToCache(query_);
+  if (QWDatabaseManager* manager = query_->databaseManager()) {
+    if (failed_)
+      manager->noteReadFailure();
+    else
+      manager->addQueryToCache(query_);
+  }
   query_.reset();
   return false;
 }

@@ -22,11 +22,14 @@ constinit const qw::Class QWLibraryObject::kClass =
 void QWLibraryObject::setIcon(const std::optional<qw::Image>& icon) {
   if (icon && icon_ && icon->isIdentical(*icon_)) return;
   auto fitted = icon ? icon->resizedToFit(kIconSize) : std::nullopt;
-  if (assign<&QWLibraryObject::icon_>(std::move(fitted))) roundedIcon_.reset();
+  assign<&QWLibraryObject::icon_>(std::move(fitted));
 }
 
 std::optional<qw::Image> QWLibraryObject::roundedIcon() const {
   if (!icon_) return defaultIcon();
-  if (!roundedIcon_) roundedIcon_ = icon_->rounded({24, 24}, 2);
+  if (!roundedFrom_ || !roundedFrom_->isIdentical(*icon_)) {
+    roundedIcon_ = icon_->rounded({24, 24}, 2);
+    roundedFrom_ = icon_;
+  }
   return roundedIcon_;
 }

@@ -38,4 +38,5 @@ class QWLibraryObject : public QWDatabaseObject {
   std::optional<qw::Image> icon_;
   bool hidden_ = false;
   mutable std::optional<qw::Image> roundedIcon_;
+  mutable std::optional<qw::Image> roundedFrom_;
 };

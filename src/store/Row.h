@@ -23,6 +23,7 @@ class RowBinder {
     statement_ = statement;
     next_ = firstParameter;
     used_ = 0;
+    result_ = SQLITE_OK;
   }
   /// Binds copies in the same order, but to these parameters; those below 1 are skipped. For statements of
   /// foreign make.
@@ -31,16 +32,21 @@ class RowBinder {
     mapped_ = std::move(parameters);
   }
 
-  void bindNull() { sqlite3_bind_null(statement_, parameter()); }
-  void bindInt64(std::int64_t value) { sqlite3_bind_int64(statement_, parameter(), value); }
-  void bindDouble(double value) { sqlite3_bind_double(statement_, parameter(), value); }
+  /// What the first value that could not be bound failed with. Such a row must not be written.
+  int result() const { return result_; }
+  /// Gives the row up: a value of it has no column format.
+  void fail() { note(SQLITE_MISMATCH); }
+
+  void bindNull() { note(sqlite3_bind_null(statement_, parameter())); }
+  void bindInt64(std::int64_t value) { note(sqlite3_bind_int64(statement_, parameter(), value)); }
+  void bindDouble(double value) { note(sqlite3_bind_double(statement_, parameter(), value)); }
   void bindText(std::string_view text) { bindText(text, lifetime()); }
   void bindCopiedText(std::string_view text) { bindText(text, SQLITE_TRANSIENT); }
   void bindBlob(const Data& data) {
     if (data.empty())
-      sqlite3_bind_zeroblob(statement_, parameter(), 0);
+      note(sqlite3_bind_zeroblob(statement_, parameter(), 0));
     else
-      sqlite3_bind_blob64(statement_, parameter(), data.data(), data.size(), lifetime());
+      note(sqlite3_bind_blob64(statement_, parameter(), data.data(), data.size(), lifetime()));
   }
   /// The empty identity binds NULL.
   void bindID(const ObjectID& id) {
@@ -66,6 +72,10 @@ class RowBinder {
   }
 
  private:
+  void note(int result) {
+    if (result != SQLITE_OK && result_ == SQLITE_OK && !(result == SQLITE_RANGE && !mapped_.empty()))
+      result_ = result;
+  }
   /// 0, which SQLite refuses, for a value that is skipped.
   int parameter() {
     const int n = next_++;
@@ -73,11 +83,12 @@ class RowBinder {
   }
   sqlite3_destructor_type lifetime() const { return mapped_.empty() ? SQLITE_STATIC : SQLITE_TRANSIENT; }
   void bindText(std::string_view text, sqlite3_destructor_type lifetime) {
-    sqlite3_bind_text64(statement_, parameter(), text.empty() ? "" : text.data(), text.size(), lifetime,
-                        SQLITE_UTF8);
+    note(sqlite3_bind_text64(statement_, parameter(), text.empty() ? "" : text.data(), text.size(), lifetime,
+                             SQLITE_UTF8));
   }
 
   sqlite3_stmt* statement_ = nullptr;
+  int result_ = SQLITE_OK;
   int next_ = 1;
   std::vector<int> mapped_;
   std::size_t used_ = 0;

@@ -130,7 +130,14 @@ class LedgerTest : public testing::Test {
     return store = open();
   }
   /// One text from the file, through a connection of its own.
-  std::string ask(const std::string& sql) const;
+  std::string ask(const std::string& sql) const { return ask(path(), sql); }
+  static std::string ask(const std::filesystem::path& path, const std::string& sql);
+  /// Every row of every table; the outcome of quick_check before it.
+  static std::string dump(const std::filesystem::path& path);
+  /// Runs statements of somebody else's on a file.
+  static void alter(const std::filesystem::path& path, const std::string& sql);
+  /// "QW_LONG_TESTS=1" in the environment asks for the whole of the long tests.
+  static bool isLongRun();
 
   static std::shared_ptr<Account> addAccount(LedgerManager& store, const std::string& name);
   static std::shared_ptr<Entry> addEntry(Account& account, const std::string& payee, std::int64_t amount = 0);

@@ -187,3 +187,124 @@ TEST_F(SaveAndLoad, ManyEditsPostOneNotice) {
   qw::RunLoop::current().drain();
   EXPECT_EQ(notices, 1);
 }
+
+TEST_F(SaveAndLoad, AValueThatHasNoColumnFormIsAnErrorAndStays) {
+  auto store = open();
+  auto a = addAccount(*store, "A");
+  auto good = addEntry(*a, "good"), bad = addEntry(*a, "bad");
+  good->setDetails(qw::Array{1});
+  bad->setDetails(qw::Array{qw::Value(qw::Data::fromText("x"))});
+  EXPECT_FALSE(store->save(&error));
+  EXPECT_EQ(error.code, 4);
+  EXPECT_NE(error.localizedDescription.find("A value has no JSON form"), std::string::npos);
+  EXPECT_EQ(bad->sqlID(), 0);
+  EXPECT_EQ(ask("SELECT payee, detailsJSON FROM Entry"), "good|[1]") << "the others are written";
+  bad->setDetails(qw::Array{2});
+  ASSERT_TRUE(store->save());
+  bad->setDetails(qw::Array{qw::Value(qw::Data::fromText("x"))});
+  EXPECT_FALSE(store->save());
+  EXPECT_EQ(ask("SELECT detailsJSON FROM Entry WHERE payee = 'bad'"), "[2]") << "not nulled";
+  bad->setDetails({});
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT detailsJSON FROM Entry WHERE payee = 'bad'"), "NULL");
+  store->setValueForLocalParameter(qw::Array{3}, "list");
+  ASSERT_TRUE(store->save());
+  store->setValueForLocalParameter(qw::Data::fromText("x"), "data");
+  EXPECT_FALSE(store->save());
+  EXPECT_EQ(ask("SELECT localParameters FROM QWMetadata"), "{\"list\":[3]}");
+}
+
+TEST_F(SaveAndLoad, AFailingRowKeepsTheOthersFromNothing) {
+  auto store = open();
+  store->executeUpdate(store->prepareQuery("CREATE UNIQUE INDEX once ON Account (name)"));
+  auto a = addAccount(*store, "A"), b = addAccount(*store, "B");
+  ASSERT_TRUE(store->save());
+  auto twin = addAccount(*store, "A"), other = addAccount(*store, "C");
+  b->setName("A");
+  a->entries().add(store->create<Entry>());
+  EXPECT_FALSE(store->save(&error));
+  const std::string reason = "\nUNIQUE constraint failed: Account.name";
+  EXPECT_NE(error.localizedDescription.find(reason), error.localizedDescription.rfind(reason))
+      << "each failure is told";
+  EXPECT_EQ(twin->sqlID(), 0);
+  EXPECT_GT(other->sqlID(), 0);
+  EXPECT_EQ(b->modificationsCount(), 1);
+  EXPECT_EQ(ask("SELECT name FROM Account ORDER BY name"), "A|B|C");
+  EXPECT_EQ(ask("SELECT count(*) FROM Entry"), "1");
+  twin->setName("D");
+  b->setName("E");
+  ASSERT_TRUE(store->save(&error)) << error.localizedDescription;
+  EXPECT_EQ(ask("SELECT name FROM Account ORDER BY name"), "A|C|D|E");
+}
+
+TEST_F(SaveAndLoad, ARowThatVanishedIsToldAndWrittenAnew) {
+  auto store = open();
+  auto a = addAccount(*store, "A");
+  ASSERT_TRUE(store->save());
+  alter(path(), "DELETE FROM Account");
+  a->setName("kept");
+  EXPECT_FALSE(store->save(&error));
+  EXPECT_NE(error.localizedDescription.find("The row is not there any more"), std::string::npos);
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT name FROM Account"), "kept");
+}
+
+TEST_F(SaveAndLoad, ATransactionOfTheApplicationIsNotRolledBack) {
+  auto store = open();
+  ASSERT_TRUE(store->save());
+  for (const char* sql : {"CREATE TABLE Own (x)", "BEGIN", "INSERT INTO Own VALUES (1)"})
+    ASSERT_TRUE(store->executeUpdate(store->prepareQuery(sql)));
+  store->ledger().setTitle("later");
+  EXPECT_FALSE(store->save(&error));
+  EXPECT_EQ(error.code, 4);
+  ASSERT_TRUE(store->executeUpdate(store->prepareQuery("COMMIT")));
+  EXPECT_EQ(ask("SELECT x FROM Own"), "1");
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT title FROM Ledger"), "later");
+}
+
+TEST_F(SaveAndLoad, IDsThatOccurTwiceInAFileAreToldApartForGood) {
+  auto store = open();
+  auto a = addAccount(*store, "A"), b = addAccount(*store, "B");
+  addEntry(*b, "x");
+  ASSERT_TRUE(store->save());
+  store.reset();
+  alter(path(), "UPDATE Account SET ID = (SELECT ID FROM Account WHERE name = 'B')");
+  store = open();
+  ASSERT_TRUE(store) << error.localizedDescription;
+  ASSERT_EQ(store->ledger().accounts().size(), 2u);
+  addEntry(store->ledger().accounts()[0], "y");
+  addEntry(store->ledger().accounts()[1], "z");
+  ASSERT_TRUE(reopen(store));
+  std::string found;
+  for (Account& account : store->ledger().accounts())
+    for (Entry& entry : account.entries()) found += account.name() + entry.payee();
+  EXPECT_EQ(found, "AyBxBz");
+  EXPECT_EQ(ask("SELECT count(DISTINCT ID) FROM Account"), "2");
+}
+
+TEST_F(SaveAndLoad, SavingFromAnObserverOfTheIDLosesNothing) {
+  auto store = open();
+  auto a = addAccount(*store, "A");
+  ASSERT_TRUE(store->save());
+  auto token = a->observe("ID", [&](const qw::Change&) { store->save(); });
+  a->setID("other");
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT ID FROM Account"), "other");
+}
+
+TEST_F(SaveAndLoad, RoundedIconsFollowTheIconThroughUndo) {
+  auto store = open();
+  store->undoManager()->setGroupsByEvent(false);
+  std::shared_ptr<Tag> tag;
+  step(*store, [&] {
+    tag = store->create<Tag>();
+    tag->setIcon(qw::Image::colorIcon({1, 0, 0, 1}, {64, 64}));
+  });
+  EXPECT_EQ(tag->icon()->size(), (qw::Size{32, 32}));
+  const auto red = tag->roundedIcon();
+  step(*store, [&] { tag->setIcon(qw::Image::colorIcon({0, 0, 1, 1}, {64, 64})); });
+  EXPECT_NE(tag->roundedIcon(), red);
+  store->undoManager()->undo();
+  EXPECT_EQ(tag->roundedIcon(), red);
+}

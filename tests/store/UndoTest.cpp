@@ -171,3 +171,154 @@ TEST_F(StoreUndo, RegisteringATakenIDRenamesTheFirst) {
   undo->undo();
   EXPECT_EQ(store->objectWithID(id), entries[0]);
 }
+
+// The file is right after every walk through edits, undos, redos and saves, whatever the counts say.
+
+TEST_F(StoreUndo, AnEditAfterUndoingASavedEditIsSaved) {
+  step(*store, [&] { entries[0]->setPayee("saved"); });
+  ASSERT_TRUE(store->save());
+  undo->undo();
+  step(*store, [&] { entries[0]->setPayee("other"); });
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT payee FROM Entry ORDER BY \"index\" LIMIT 1"), "other");
+}
+
+TEST_F(StoreUndo, EditsThatUndoDoesNotKnowAreSaved) {
+  step(*store, [&] { entries[0]->setPayee("saved"); });
+  ASSERT_TRUE(store->save());
+  {
+    qw::UndoRegistrationDisabled scope(undo);
+    entries[0]->setAmount(5);
+  }
+  undo->undo();
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT payee, amount FROM Entry ORDER BY \"index\" LIMIT 1"), "a|5");
+}
+
+TEST_F(StoreUndo, EditsOfObserversDuringAnUndoAreSaved) {
+  step(*store, [&] { entries[0]->setPayee("1"); });
+  step(*store, [&] { entries[0]->setPayee("2"); });
+  {
+    auto token = entries[0]->observe("payee", [&](const qw::Change&) { entries[0]->setAmount(7); });
+    undo->undo();
+  }
+  EXPECT_EQ(entries[0]->payee(), "1");
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT payee, amount FROM Entry ORDER BY \"index\" LIMIT 1"), "1|7");
+}
+
+TEST_F(StoreUndo, PlacesAreSavedHoweverManyStepsTheySettleTogether) {
+  const auto insertFirst = [&](const char* name) {
+    step(*store, [&] {
+      auto entry = store->create<Entry>();
+      entry->setPayee(name);
+      account->entries().insert(entry, 0);
+    });
+  };
+  step(*store, [&] { entries[0]->setPayee("A"); });
+  insertFirst("x");
+  insertFirst("y");
+  undo->undo();
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT payee, \"index\" FROM Entry ORDER BY \"index\""), "x|0|A|1|b|2|c|3");
+  insertFirst("y");
+  undo->undo();
+  undo->undo();
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT payee, \"index\" FROM Entry ORDER BY \"index\""), "A|0|b|1|c|2");
+  EXPECT_EQ(store->computeChanges().size(), 3 + store->deletedIDs().size()) << "only the store's own rows";
+}
+
+TEST_F(StoreUndo, RandomWalksOfEditsUndosAndSavesKeepTheFile) {
+  std::uint32_t seed = 7;
+  const auto random = [&](std::uint32_t bound) {
+    return (seed = seed * 1664525 + 1013904223) / 65536 % bound;
+  };
+  std::shared_ptr<Account> other;
+  step(*store, [&] { other = addAccount(*store, "B"); });
+  const auto live = [&](Account& parent) { return static_cast<std::uint32_t>(parent.entries().size()); };
+  for (int i = 0; i < 1500 && !HasFailure(); ++i) {
+    Account& parent = random(3) ? *account : *other;
+    auto& list = parent.entries();
+    switch (random(12)) {
+      case 0:
+      case 1:
+        undo->undo();
+        break;
+      case 2:
+        undo->redo();
+        break;
+      case 3: {
+        ASSERT_TRUE(store->save(&error)) << error.localizedDescription;
+        std::string expected;
+        for (Account& a : store->ledger().accounts())
+          for (Entry& entry : a.entries())
+            expected += (expected.empty() ? "" : "|") + a.name() + "|" + entry.payee() + "|" +
+                        (entry.tag() ? entry.tag()->ID().text() : "NULL");
+        ASSERT_EQ(
+            ask("SELECT a.name, e.payee, e.tag FROM Entry e JOIN Account a ON e.account = a.ID ORDER BY "
+                "a.\"index\", e.\"index\""),
+            expected)
+            << "walk " << i;
+        ASSERT_EQ(ask("SELECT count(*) FROM Tag"), std::to_string(store->ledger().tags().size()));
+        break;
+      }
+      case 4:
+      case 5:
+        step(*store, [&] {
+          auto entry = store->create<Entry>();
+          entry->setPayee("n" + std::to_string(i));
+          list.insert(entry, random(live(parent) + 1));
+        });
+        break;
+      case 6:
+        if (live(parent)) step(*store, [&] { list.remove(list[random(live(parent))]); });
+        break;
+      case 7:
+        if (live(parent)) step(*store, [&] { list.move(list[random(live(parent))], random(live(parent))); });
+        break;
+      case 8:
+        if (live(parent))
+          step(*store, [&] {
+            auto entry = list.at(random(live(parent)));
+            (random(2) ? *account : *other).entries().add(entry);
+          });
+        break;
+      case 9:
+        step(*store, [&] {
+          auto tag = store->create<Tag>();
+          store->ledger().tags().add(tag);
+          if (live(parent)) list[random(live(parent))].setTag(tag.get());
+        });
+        break;
+      case 10:
+        if (auto& all = store->ledger().tags(); !all.empty())
+          step(*store, [&] { all.remove(all[random(static_cast<std::uint32_t>(all.size()))]); });
+        break;
+      default:
+        if (live(parent)) step(*store, [&] { list[random(live(parent))].setPayee("e" + std::to_string(i)); });
+    }
+  }
+}
+
+TEST_F(StoreUndo, RowsThatNameAnObjectFollowItsNewID) {
+  std::shared_ptr<Tag> tag;
+  step(*store, [&] {
+    tag = store->create<Tag>();
+    store->ledger().tags().add(tag);
+    entries[1]->setTag(tag.get());
+    entries[1]->setReceipt(store->create<Receipt>());
+  });
+  ASSERT_TRUE(store->save());
+  step(*store, [&] {
+    account->setID("another account");
+    tag->setID("another tag");
+    entries[1]->receipt()->setID("another receipt");
+  });
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT count(*) FROM Entry WHERE account = 'another account'"), "3");
+  EXPECT_EQ(ask("SELECT tag, receipt FROM Entry WHERE payee = 'b'"), "another tag|another receipt");
+  undo->undo();
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT count(*) FROM Entry JOIN Account ON Entry.account = Account.ID"), "3");
+}
