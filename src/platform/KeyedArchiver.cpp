@@ -27,13 +27,13 @@ void KeyedArchiver::encodeBytes(std::span<const std::uint8_t> bytes, std::string
 }
 
 void KeyedArchiver::encodeObject(const Value& value, std::string_view key) {
-  encode(list_.addUID(uidOf(value)), key);
+  encode(reference(uidOf(value)), key);
 }
 
 void KeyedArchiver::encodeConditionalObject(const std::shared_ptr<const Object>& object,
                                             std::string_view key) {
   if (object) conditionals_.push_back({entries_.size(), object});
-  encode(list_.addUID(0), key);
+  encode(reference(0), key);
 }
 
 void KeyedArchiver::encode(Index value, std::string_view key) {
@@ -45,7 +45,7 @@ void KeyedArchiver::encodeElements(const Array& elements, std::string_view key) 
   std::vector<Index> nodes;
   nodes.reserve(elements.size());
   for (const Value& element : elements) {
-    nodes.push_back(list_.addUID(element.isNull() ? uidOfNullElement() : uidOf(element)));
+    nodes.push_back(reference(element.isNull() ? uidOfNullElement() : uidOf(element)));
   }
   encode(list_.addArray(nodes), key);
 }
@@ -79,10 +79,19 @@ KeyedArchiver::UID KeyedArchiver::uidOf(const Value& value) {
   }
 }
 
+KeyedArchiver::Index KeyedArchiver::reference(UID uid) {
+  if (uid >= references_.size()) references_.resize(objects_.size(), 0);
+  if (references_[uid] == 0) references_[uid] = list_.addUID(uid);
+  return references_[uid];
+}
+
 KeyedArchiver::UID KeyedArchiver::uidOfScalar(Index node) {
-  const auto [entry, isNew] = scalars_.try_emplace(node, static_cast<UID>(objects_.size()));
-  if (isNew) objects_.push_back({.node = node});
-  return entry->second;
+  if (node >= scalars_.size()) scalars_.resize(list_.size(), 0);
+  if (scalars_[node] == 0) {
+    scalars_[node] = static_cast<UID>(objects_.size());
+    objects_.push_back({.node = node});
+  }
+  return scalars_[node];
 }
 
 /// A record is only noted here and encoded when its turn comes in `finish`.
@@ -187,7 +196,7 @@ std::optional<Data> KeyedArchiver::finish(Error* error) {
   }
   for (const Conditional& conditional : conditionals_) {
     const auto found = records_.find(conditional.object.get());
-    if (found != records_.end()) entries_[conditional.entry].value = list_.addUID(found->second);
+    if (found != records_.end()) entries_[conditional.entry].value = reference(found->second);
   }
   if (isTooDeep()) {
     Error::set(error, keyed::kErrorDomain, keyed::kTooLarge,
@@ -255,7 +264,7 @@ std::optional<Data> KeyedArchiver::write(Error* error) {
       continue;
     }
     addEntries(object.firstEntry, object.lastEntry);
-    add(classKey, list_.addUID(object.classUID));
+    add(classKey, reference(object.classUID));
     nodes.push_back(list_.addDictionary(keys, values));
   }
   addEntries(0, topEnd_);

@@ -45,10 +45,10 @@ class KeyedArchiver : public Coder {
   /// The object when something else in the archive encodes it by `encodeObject`, before or after; otherwise
   /// null. For back links and references that must not draw their target into the archive.
   void encodeConditionalObject(const std::shared_ptr<const Object>& object, std::string_view key);
-  /// Objects in order, as an array.
+  /// Objects in order, as an array; nothing for none.
   template <class T>
   void encodeObjects(const std::vector<std::shared_ptr<T>>& objects, std::string_view key) {
-    encodeObject(Array(objects.begin(), objects.end()), key);
+    if (!objects.empty()) encodeObject(Array(objects.begin(), objects.end()), key);
   }
 
   /// Encodes everything that the top leads to and answers the archive. Fails when a value has no archived
@@ -81,6 +81,7 @@ class KeyedArchiver : public Coder {
 
   void encode(Index value, std::string_view key);
   void encodeElements(const Array& elements, std::string_view key);
+  Index reference(UID uid);
   UID uidOf(const Value& value);
   UID uidOfScalar(Index node);
   UID uidOfRecord(const void* address, const Value& value);
@@ -95,7 +96,8 @@ class KeyedArchiver : public Coder {
   std::vector<Entry> entries_;    // the top's first, then those of one record after the other
   std::vector<Conditional> conditionals_;
   std::unordered_map<const void*, UID> records_;  // by the address of an object or container
-  std::unordered_map<Index, UID> scalars_;        // by the node of a text, number or data
+  std::vector<UID> scalars_;                      // by the node of a text, number or data; 0 for none yet
+  std::vector<Index> references_;                 // by UID: the node that refers to it; 0 for none yet
   std::unordered_map<std::string_view, UID> classes_;
   UID nullElement_ = 0;
   std::size_t topEnd_ = 0;  // of the top's entries

@@ -14,11 +14,11 @@ bool hasContent(PropertyList::Type type) {
   return type == PropertyList::Type::kText || type == PropertyList::Type::kData;
 }
 
-std::size_t hash(PropertyList::Type type, std::uint64_t payload, std::string_view content) {
+std::uint32_t hash(PropertyList::Type type, std::uint64_t payload, std::string_view content) {
   const std::uint64_t base = hasContent(type) ? std::hash<std::string_view>()(content) : payload;
-  std::uint64_t mixed = (base ^ (std::uint64_t{static_cast<std::uint8_t>(type)} << 56)) * 0x9E3779B97F4A7C15U;
-  mixed ^= mixed >> 32;
-  return static_cast<std::size_t>(mixed);
+  const std::uint64_t mixed =
+      (base ^ (std::uint64_t{static_cast<std::uint8_t>(type)} << 56)) * 0x9E3779B97F4A7C15U;
+  return static_cast<std::uint32_t>(mixed >> 32);
 }
 
 constexpr std::int64_t kReferenceDate = 978'307'200;  // 2001-01-01 00:00:00 UTC in seconds since 1970
@@ -95,7 +95,7 @@ PropertyList::Index PropertyList::addReal(double value) {
 PropertyList::Index PropertyList::addDate(Date value) {
   return addUnique(Type::kDate, static_cast<std::uint64_t>(value.microseconds()));
 }
-PropertyList::Index PropertyList::addUID(std::uint64_t value) { return addUnique(Type::kUID, value); }
+PropertyList::Index PropertyList::addUID(std::uint64_t value) { return add({Type::kUID, 0, value}); }
 PropertyList::Index PropertyList::addData(std::span<const std::uint8_t> bytes) {
   return addUnique(Type::kData, 0, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
@@ -136,12 +136,14 @@ PropertyList::Index PropertyList::addContainer(Type type, std::span<const Index>
 
 PropertyList::Index PropertyList::addUnique(Type type, std::uint64_t payload, std::string_view content) {
   if (uniqueCount_ * 4 >= table_.size() * 3) growTable();
-  std::size_t place = hash(type, payload, content) & (table_.size() - 1);
-  for (; table_[place] != 0; place = (place + 1) & (table_.size() - 1)) {
-    const Node& other = nodes_[table_[place] - 1];
+  const std::uint32_t hash = qw::hash(type, payload, content);
+  std::size_t place = hash & (table_.size() - 1);
+  for (; table_[place].entry != 0; place = (place + 1) & (table_.size() - 1)) {
+    if (table_[place].hash != hash) continue;
+    const Index index = table_[place].entry - 1;
+    const Node& other = nodes_[index];
     if (other.type != type) continue;
-    if (hasContent(type) ? this->content(other) == content : other.payload == payload)
-      return table_[place] - 1;
+    if (hasContent(type) ? this->content(other) == content : other.payload == payload) return index;
   }
   Node node{type, 0, payload};
   if (hasContent(type)) {
@@ -151,7 +153,7 @@ PropertyList::Index PropertyList::addUnique(Type type, std::uint64_t payload, st
     bytes_.append(content);
   }
   const Index index = add(node);
-  table_[place] = index + 1;
+  table_[place] = {index + 1, hash};
   ++uniqueCount_;
   return index;
 }
@@ -161,15 +163,13 @@ std::string_view PropertyList::content(const Node& node) const {
 }
 
 void PropertyList::growTable() {
-  std::vector<Index> old(std::max<std::size_t>(64, table_.size() * 2));
+  std::vector<Place> old(std::max<std::size_t>(64, table_.size() * 2));
   old.swap(table_);
-  for (const Index entry : old) {
-    if (entry == 0) continue;
-    const Node& node = nodes_[entry - 1];
-    const std::string_view content = hasContent(node.type) ? this->content(node) : std::string_view();
-    std::size_t place = hash(node.type, node.payload, content) & (table_.size() - 1);
-    while (table_[place] != 0) place = (place + 1) & (table_.size() - 1);
-    table_[place] = entry;
+  for (const Place& moved : old) {
+    if (moved.entry == 0) continue;
+    std::size_t place = moved.hash & (table_.size() - 1);
+    while (table_[place].entry != 0) place = (place + 1) & (table_.size() - 1);
+    table_[place] = moved;
   }
 }
 

@@ -94,7 +94,8 @@ class PropertyList {
   /// the entry after the found one, so that keys asked for in their order are each found at once.
   std::optional<Index> find(Index dictionary, std::string_view key, std::size_t* hint = nullptr) const;
 
-  /// Commands that add a node. Equal numbers, dates, texts and data that are added share one node.
+  /// Commands that add a node. Equal numbers, dates, texts and data that are added share one node; UIDs do
+  /// not.
   Index addNull();
   Index addBoolean(bool value);
   Index addInteger(std::int64_t value);
@@ -119,6 +120,12 @@ class PropertyList {
     std::uint64_t payload = 0;  // a number's bits, or the position in `bytes_` or `references_`
   };
 
+  /// A place of the table: index + 1 of a node, 0 when free, and bits of its hash.
+  struct Place {
+    Index entry = 0;
+    std::uint32_t hash = 0;
+  };
+
   Index add(const Node& node);
   Index addUnique(Type type, std::uint64_t payload, std::string_view content = {});
   Index addContainer(Type type, std::span<const Index> first, std::span<const Index> second);
@@ -128,7 +135,7 @@ class PropertyList {
   std::vector<Node> nodes_;
   std::string bytes_;
   std::vector<Index> references_;
-  std::vector<Index> table_;  // open addressing over the shared nodes: index + 1, 0 for a free place
+  std::vector<Place> table_;  // open addressing over the shared nodes
   std::size_t uniqueCount_ = 0;
   bool overflowed_ = false;
   Index root_ = UINT32_MAX;

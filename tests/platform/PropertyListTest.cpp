@@ -108,7 +108,7 @@ TEST(PropertyListTest, SharesEqualTextsAndNumbersButNotNumbersOfDifferentTypes) 
   EXPECT_EQ(list.addInteger(7), list.addInteger(7));
   EXPECT_NE(list.addInteger(0), list.addReal(0.0));
   EXPECT_NE(list.addReal(0.0), list.addReal(-0.0));
-  EXPECT_NE(list.addInteger(1), list.addUID(1));
+  EXPECT_NE(list.addInteger(1), list.addReal(1));
   EXPECT_NE(list.addText("a"), list.addData(bytesOf("a")));
   std::vector<Index> added;
   for (int round = 0; round < 2; ++round) {
