@@ -1,6 +1,7 @@
 #include "store/Loader.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "platform/Log.h"
 #include "store/QWDatabaseManager.h"
@@ -8,8 +9,6 @@
 namespace qw {
 
 namespace {
-
-ObjectID idAt(const RowReader& row, int column) { return ObjectID(row.text(column)); }
 
 /// The class of a row: its column "class" where the element's class has one; null when that names no such
 /// class.
@@ -63,16 +62,25 @@ Loader::ObjectPointer Loader::makeObject(const Class& elementClass, QWDatabaseRe
   return object;
 }
 
+const ObjectID& Loader::idAt(const RowReader& row, int column) {
+  RecentID& recent = recentIDs_[static_cast<std::size_t>(std::max(0, column)) % recentIDs_.size()];
+  if (const std::string_view text = row.text(column); text != recent.text) {
+    recent.text = text;
+    recent.id = ObjectID(text);
+  }
+  return recent.id;
+}
+
 void Loader::readRelations(QWDatabaseObject& object, const ClassSchema& schema, const RowReader& row,
                            const int* columns) {
   for (const auto& entry : schema.parents())
-    if (ObjectID parent = idAt(row, columns[entry.column]))
+    if (const ObjectID& parent = idAt(row, columns[entry.column]))
       parents_.push_back({&object, entry.property, parent});
   for (const auto& entry : schema.references())
-    if (ObjectID target = idAt(row, columns[entry.column]))
+    if (const ObjectID& target = idAt(row, columns[entry.column]))
       references_.push_back({&object, entry.property, target});
   for (const auto& entry : schema.owned())
-    if (ObjectID target = idAt(row, columns[entry.column]))
+    if (const ObjectID& target = idAt(row, columns[entry.column]))
       owned_.push_back({&object, entry.property, target});
 }
 
@@ -115,6 +123,20 @@ void Loader::sortByIndex(ChildList& list) {
     if (items[i]->index_ != static_cast<std::int64_t>(i)) return list.markStale(i);
 }
 
+/// Room for as many objects as the table may have rows: its highest row number, or what fits the file if that
+/// is less.
+void Loader::reserveFor(const std::string& table) {
+  constexpr std::uintmax_t kSmallestRow = 32;
+  const auto rows = manager_.executeQuery(manager_.prepareQuery("SELECT max(rowid) FROM " + table));
+  std::error_code ignored;
+  const std::uintmax_t size = std::filesystem::file_size(manager_.URL(), ignored);
+  if (!rows || !rows->next() || ignored) return;
+  const auto highest = static_cast<std::uintmax_t>(std::max<std::int64_t>(0, rows->reader().int64(0)));
+  const auto count = static_cast<std::size_t>(std::min(highest, size / kSmallestRow));
+  manager_.objects_.reserve(manager_.objects_.count() + count);
+  arrived_.reserve(arrived_.size() + count);
+}
+
 Loader::Table& Loader::tableOf(const Class& c) {
   const std::string& name = ClassSchema::of(c).table();
   Table& table = tables_[name];
@@ -123,6 +145,7 @@ Loader::Table& Loader::tableOf(const Class& c) {
   // Rows of a table that classes share may be of any of them, not only of the one that is asked for.
   const Class* base = &c;
   while (base->superclass() && base->superclass()->table() == name) base = base->superclass();
+  reserveFor(name);
   auto rows = manager_.executeQuery(manager_.prepareQuery("SELECT * FROM " + name));
   if (!rows) return table;
   rows->loader_ = this;
@@ -205,7 +228,7 @@ void Loader::resolveSingleRow(QWDatabaseManager& manager, QWDatabaseObject& obje
   const ObjectPointer self = object.sharedAs<QWDatabaseObject>();
   manager.registerObject(object);
   for (const auto& entry : schema.parents()) {
-    const ObjectPointer parent = manager.objectWithID(idAt(row, columns[entry.column]));
+    const ObjectPointer parent = manager.objectWithID(ObjectID(row.text(columns[entry.column])));
     if (!parent) continue;
     entry.storage->relation->setTarget(object, parent);
     const Property* children = parent->objectClass().property(entry.property->inverse);
@@ -213,7 +236,7 @@ void Loader::resolveSingleRow(QWDatabaseManager& manager, QWDatabaseObject& obje
   }
   for (const auto& entry : schema.references())
     manager.requestObjectWithID(
-        idAt(row, columns[entry.column]),
+        ObjectID(row.text(columns[entry.column])),
         [weak = std::weak_ptr(self), relation = entry.storage->relation](const ObjectPointer& target) {
           const ObjectPointer object = weak.lock();
           if (object && target && target->isKindOf(relation->targetClass()))
@@ -237,7 +260,7 @@ void Loader::resolveSingleRow(QWDatabaseManager& manager, QWDatabaseObject& obje
     return objects;
   };
   for (const auto& entry : schema.owned()) {
-    const ObjectID target = idAt(row, columns[entry.column]);
+    const ObjectID target = ObjectID(row.text(columns[entry.column]));
     if (!target) continue;
     const auto found = readAll(entry.storage->relation->targetClass(), "ID", target, "LIMIT 1");
     if (!found.empty()) entry.storage->relation->setTarget(object, found.front());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -64,6 +65,7 @@ class Loader {
     ChildList* list = nullptr;  // null: the parent has not arrived
   };
 
+  void reserveFor(const std::string& table);
   Table& tableOf(const Class& c);
   ObjectPointer makeObject(const Class& elementClass, QWDatabaseResultSet& row);
   void keep(Table& table, ObjectPointer object);
@@ -82,6 +84,14 @@ class Loader {
   std::vector<Link> references_;
   std::vector<Link> owned_;
   std::vector<ObjectPointer> dropped_;  // links may still name them
+  /// The ID last read from a column: neighbouring rows mostly belong and refer to the same objects.
+  struct RecentID {
+    std::string text;
+    ObjectID id;
+  };
+  const ObjectID& idAt(const RowReader& row, int column);
+  std::array<RecentID, 16> recentIDs_;  // by column
+
   OpenList open_;
   std::vector<ChildList*> filled_;  // lists that got children while a table was read
   // Of the row being read:

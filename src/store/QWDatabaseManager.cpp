@@ -169,7 +169,8 @@ std::vector<std::shared_ptr<QWDatabaseObject>> QWDatabaseManager::objectsWithIDs
 
 void QWDatabaseManager::registerObject(QWDatabaseObject& object) {
   auto shared = object.sharedAs<QWDatabaseObject>();
-  if (const auto former = objects_.objectForKey(object.ID()); former && former != shared) {
+  if (QWDatabaseObject* present = objects_.find(object.ID()); present && present != &object) {
+    const auto former = present->sharedAs<QWDatabaseObject>();
     const bool suspended = undoManager_ && (undoManager_->isUndoing() || undoManager_->isRedoing());
     qw::UndoRegistrationDisabled scope(suspended ? undoManager_.get() : nullptr);
     former->setID(QWStringAdditions::uniqueID());

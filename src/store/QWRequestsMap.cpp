@@ -4,6 +4,13 @@
 
 #include "store/QWDatabaseObject.h"
 
+namespace {
+
+/// Bits of the hash that do not choose the slot.
+std::uint32_t tagOf(std::size_t hash) { return static_cast<std::uint32_t>(hash ^ (hash >> 45)); }
+
+}  // namespace
+
 std::vector<qw::ObjectID> QWRequestsMap::allKeys() const {
   std::vector<qw::ObjectID> keys;
   keys.reserve(count_);
@@ -22,29 +29,32 @@ std::vector<QWRequestsMap::Object> QWRequestsMap::allValues() const {
 /// The slot that holds the key, or the free one where it would go. Requires slots.
 std::size_t QWRequestsMap::slotOf(const qw::ObjectID& key) const {
   const std::size_t mask = slots_.size() - 1;
-  std::size_t slot = (key.hash() >> 16) & mask;
-  while (slots_[slot] != kFree && !(entries_[slots_[slot]].key == key)) slot = (slot + 1) & mask;
+  const std::size_t hash = key.hash();
+  const std::uint32_t tag = tagOf(hash);
+  std::size_t slot = (hash >> 16) & mask;
+  while (slots_[slot].place != kFree && !(slots_[slot].tag == tag && entries_[slots_[slot].place].key == key))
+    slot = (slot + 1) & mask;
   return slot;
 }
 
 QWDatabaseObject* QWRequestsMap::find(const qw::ObjectID& key) const {
   if (slots_.empty()) return nullptr;
-  const std::uint32_t place = slots_[slotOf(key)];
+  const std::uint32_t place = slots_[slotOf(key)].place;
   return place == kFree ? nullptr : entries_[place].object.get();
 }
 
 QWRequestsMap::Object QWRequestsMap::objectForKey(const qw::ObjectID& key) const {
   if (slots_.empty()) return nullptr;
-  const std::uint32_t place = slots_[slotOf(key)];
+  const std::uint32_t place = slots_[slotOf(key)].place;
   return place == kFree ? nullptr : entries_[place].object;
 }
 
 void QWRequestsMap::rebuild(std::size_t capacity) {
   std::erase_if(entries_, [](const Entry& entry) { return !entry.object; });
   entries_.reserve(capacity);
-  slots_.assign(std::bit_ceil(capacity * 2), kFree);
+  slots_.assign(std::bit_ceil(capacity * 2), Slot());
   for (std::size_t i = 0; i < entries_.size(); ++i)
-    slots_[slotOf(entries_[i].key)] = static_cast<std::uint32_t>(i);
+    slots_[slotOf(entries_[i].key)] = {static_cast<std::uint32_t>(i), tagOf(entries_[i].key.hash())};
 }
 
 void QWRequestsMap::reserve(std::size_t count) {
@@ -63,13 +73,13 @@ void QWRequestsMap::requestObjectForKey(const qw::ObjectID& key, Request block) 
 void QWRequestsMap::setObjectForKey(Object object, const qw::ObjectID& key) {
   // Removed entries keep their place until a rebuild, so that probing stays right.
   if ((entries_.size() + 1) * 2 > slots_.size()) rebuild(std::max<std::size_t>(8, (count_ + 1) * 2));
-  std::uint32_t& slot = slots_[slotOf(key)];
-  if (slot == kFree) {
-    slot = static_cast<std::uint32_t>(entries_.size());
+  Slot& slot = slots_[slotOf(key)];
+  if (slot.place == kFree) {
+    slot = {static_cast<std::uint32_t>(entries_.size()), tagOf(key.hash())};
     entries_.push_back({key, std::move(object)});
     ++count_;
   } else {
-    Entry& entry = entries_[slot];
+    Entry& entry = entries_[slot.place];
     if (!entry.object) ++count_;
     entry.object = std::move(object);
   }
@@ -84,7 +94,7 @@ void QWRequestsMap::setObjectForKey(Object object, const qw::ObjectID& key) {
 
 void QWRequestsMap::removeObjectForKey(const qw::ObjectID& key) {
   if (slots_.empty()) return;
-  const std::uint32_t place = slots_[slotOf(key)];
+  const std::uint32_t place = slots_[slotOf(key)].place;
   if (place == kFree || !entries_[place].object) return;
   const Object removed =
       std::exchange(entries_[place].object, nullptr);  // dies after the map is consistent again

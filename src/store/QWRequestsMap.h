@@ -52,12 +52,16 @@ class QWRequestsMap {
     Object object;  // null: removed
   };
   static constexpr std::uint32_t kFree = 0xffffffff;
+  struct Slot {
+    std::uint32_t place = kFree;  // in entries_
+    std::uint32_t tag = 0;        // of the key's hash, so that a collision rarely has to look at the entry
+  };
 
   std::size_t slotOf(const qw::ObjectID& key) const;
   void rebuild(std::size_t capacity);
 
   std::vector<Entry> entries_;
-  std::vector<std::uint32_t> slots_;  // a power of two, at most half full; the place in entries_
+  std::vector<Slot> slots_;  // a power of two, at most half full
   std::size_t count_ = 0;
   std::unordered_map<qw::ObjectID, std::vector<Request>> requests_;
 };

@@ -113,9 +113,10 @@ class RowReader {
   /// Valid until the next step. NULL reads as an empty text.
   std::string_view text(int column) const {
     if (column < 0) return {};
-    const auto* characters = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
-    return characters ? std::string_view(characters,
-                                         static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)))
+    // The value itself is read without the connection's mutex: a connection belongs to one thread.
+    sqlite3_value* value = sqlite3_column_value(statement_, column);
+    const auto* characters = reinterpret_cast<const char*>(sqlite3_value_text(value));
+    return characters ? std::string_view(characters, static_cast<std::size_t>(sqlite3_value_bytes(value)))
                       : std::string_view();
   }
   Data blob(int column) const {
