@@ -86,6 +86,30 @@ TEST_F(SaveAndLoad, WritesOnlyWhatChangedInTheStatedOrder) {
   EXPECT_EQ(ask("SELECT ID FROM QWDeletedID"), b->ID().text());
 }
 
+TEST_F(SaveAndLoad, NeighbouringRowsKeepTheirOwnValues) {
+  // Equal, different, empty and missing texts in every order, with rows of other classes between them.
+  auto store = open();
+  auto account = addAccount(*store, "A"), other = addAccount(*store, "B");
+  std::string expected;
+  for (const char* payee : {"x", "x", "", "y", "a payee that is longer than any short text", "x", "x", ""}) {
+    auto entry = addEntry(expected.size() % 3 ? *account : *other, payee,
+                          static_cast<std::int64_t>(expected.size() % 2));
+    if (expected.size() % 2) entry->setDate(*qw::DateText::readDate("2024-01-31"));
+    expected += std::string(expected.empty() ? "" : "|") + payee + "|" + entry->account()->name() + "|" +
+                entry->amount().text() + "|" + (entry->date() ? "2024-01-31" : "NULL");
+  }
+  ASSERT_TRUE(store->save());
+  const std::string sql =
+      "SELECT payee, name, amount, date FROM Entry JOIN Account ON Account.ID = account ORDER BY Entry.sqlID";
+  EXPECT_EQ(ask(sql), expected);
+  for (const auto& object : store->objects().allValues())
+    if (auto entry = std::dynamic_pointer_cast<Entry>(object)) {
+      entry->setDetails(qw::Array{1});
+    }
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask(sql), expected);
+}
+
 TEST_F(SaveAndLoad, AChangeKeepsTheValuesOfItsMoment) {
   auto store = open();
   auto account = addAccount(*store, "then");
