@@ -155,7 +155,7 @@ constexpr Property persisted(std::string_view key, PropertyKind kind, const Prop
   row.column = options.column;
   row.storage = &storage;
   row.restore = &restoreMember<Member>;
-  if (!row.set) row.set = row.restore;
+  if constexpr (std::is_same_v<decltype(Setter), std::nullptr_t>) row.set = row.restore;
   return row;
 }
 

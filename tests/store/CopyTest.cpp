@@ -8,7 +8,6 @@ class Copies : public LedgerTest {
  protected:
   void SetUp() override {
     store = open();
-    store->undoManager()->setGroupsByEvent(false);
     step(*store, [&] {
       account = addAccount(*store, "A");
       for (const char* name : {"a", "b", "c"}) addEntry(*account, name);
