@@ -11,16 +11,21 @@ class Date {
  public:
   constexpr Date() = default;
   static constexpr Date fromMicroseconds(std::int64_t microseconds) { return Date(microseconds); }
-  static constexpr Date fromSeconds(std::int64_t seconds) { return Date(seconds * 1'000'000); }
+  /// Beyond the range the nearest end of it.
+  static constexpr Date fromSeconds(std::int64_t seconds) { return Date().addingSeconds(seconds); }
 
   constexpr std::int64_t microseconds() const { return microseconds_; }
   /// Whole seconds since 1970, towards minus infinity.
   constexpr std::int64_t seconds() const {
     return microseconds_ / 1'000'000 - (microseconds_ % 1'000'000 < 0 ? 1 : 0);
   }
-  /// The date moved by a number of elapsed seconds.
+  /// The date moved by a number of elapsed seconds, at most to the end of the range.
   constexpr Date addingSeconds(std::int64_t seconds) const {
-    return Date(microseconds_ + seconds * 1'000'000);
+    std::int64_t moved = 0;
+    if (__builtin_mul_overflow(seconds, 1'000'000, &moved) ||
+        __builtin_add_overflow(microseconds_, moved, &moved))
+      moved = seconds < 0 ? INT64_MIN : INT64_MAX;
+    return Date(moved);
   }
   /// The date cut down to its whole second.
   constexpr Date truncatedToSecond() const { return fromSeconds(seconds()); }
