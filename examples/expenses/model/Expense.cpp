@@ -1,0 +1,47 @@
+#include "model/Expense.h"
+
+#include "model/Book.h"
+#include "platform/DateText.h"
+
+constinit const qw::Class Expense::kClass = qw::define<Expense, QWDatabaseObject>(
+    "Expense", {.table = "Expense", .synchronizationPriority = 30}, [] {
+      return qw::properties(
+          qw::parent<&Expense::wallet_>("wallet", "expenses"),
+          qw::dateAttribute<&Expense::date_>("date", {.localizationKey = "Expense.date"}),
+          qw::attribute<&Expense::payee_>("payee", {.localizationKey = "Expense.payee"}),
+          qw::attribute<&Expense::amount_>("amount", {.localizationKey = "Expense.amount"}),
+          qw::reference<&Expense::currency_>("currency", {.localizationKey = "Expense.currency"}),
+          qw::attribute<&Expense::memo_>("memo", {.localizationKey = "Expense.memo"}),
+          qw::reference<&Expense::category_>("category", {.localizationKey = "Expense.category"}),
+          qw::attribute<&Expense::cleared_>("cleared", {.localizationKey = "Expense.cleared"}),
+          qw::attribute<&Expense::warranty_>("warranty", {.localizationKey = "Expense.warranty"}),
+          qw::attribute<&Expense::receipt_>("receipt", {.localizationKey = "Expense.receipt"}),
+          qw::derived<&Expense::homeAmount>(
+              "homeAmount", {"amount", "currency.rate", "wallet.book.homeCurrency.rate"}),
+          qw::derived<&Expense::month>("month", {"date"}),
+          qw::derived<&Expense::warrantyEnd>("warrantyEnd", {"date", "warranty"}));
+    });
+
+Wallet* Expense::wallet() const { return wallet_.get(); }
+void Expense::setWallet(Wallet* wallet) { moveToParent(qw::propertyOf<&Expense::wallet_>(), wallet); }
+
+Currency* Expense::currency() const { return currency_.get(); }
+void Expense::setCurrency(Currency* currency) {
+  assign<&Expense::currency_>(qw::Reference<Currency>(currency));
+}
+
+Category* Expense::category() const { return category_.get(); }
+void Expense::setCategory(Category* category) {
+  assign<&Expense::category_>(qw::Reference<Category>(category));
+}
+
+qw::Decimal Expense::homeAmount() const {
+  const Book* book = wallet() ? wallet()->book() : nullptr;
+  return book && currency() ? book->homeAmount(amount_, *currency()) : amount_;
+}
+
+std::string Expense::month() const { return qw::DateText::dateText(date_).substr(0, 7); }
+
+std::optional<qw::Date> Expense::warrantyEnd() const {
+  return warranty_ ? std::optional(warranty_->addToDate(date_, 1)) : std::nullopt;
+}

@@ -1,0 +1,10 @@
+#include "model/ExpenseBook.h"
+
+constinit const qw::Class ExpenseBook::kClass =
+    qw::define<ExpenseBook, QWDatabaseManager>("ExpenseBook", {}, [] { return qw::properties(); });
+
+std::vector<const qw::Class*> ExpenseBook::modelClasses() const {
+  return {&Book::kClass, &Currency::kClass, &Category::kClass, &Wallet::kClass, &Expense::kClass};
+}
+
+void ExpenseBook::addInitialData() { book().assignOwned<&Book::rootCategory_>(create<Category>()); }

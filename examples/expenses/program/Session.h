@@ -1,0 +1,55 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "model/ExpenseBook.h"
+
+struct Command;
+
+/// A book that commands work on: its file, held against other programs while it may be changed, and the store. One thread.
+class Session {
+ public:
+  enum class Access : std::uint8_t { kNew, kRead, kChange, kCheck };
+
+  /// Null when the file is no book, is held by another program, or asks for another password.
+  static std::unique_ptr<Session> open(const std::filesystem::path& path, Access access,
+                                       const std::optional<std::string>& password, qw::Error* error);
+  ~Session();
+
+  ExpenseBook& store() const { return *store_; }
+  Book& book() const { return store_->book(); }
+  const std::filesystem::path& path() const { return path_; }
+
+  /// Runs something that changes the book as one undo step; when it fails, the book is as before.
+  template <class Work>
+  bool change(const std::string& name, Work work) {
+    qw::UndoManager& undo = *store_->undoManager();
+    undo.beginUndoGrouping();
+    const bool done = work();
+    if (!done) undo.undoNestedGroup();
+    undo.setActionName(name);
+    undo.endUndoGrouping();
+    return done;
+  }
+  /// Writes what has changed, in one transaction.
+  bool save(qw::Error* error) { return store_->save(error); }
+
+  /// The records whose IDs begin with a text. With the IDs of deleted ones it is as if they were not there.
+  std::shared_ptr<QWDatabaseObject> recordWithPrefix(std::string_view prefix, qw::Error* error) const;
+  /// How many characters of an ID tell it from all others of the book, at least 8.
+  std::size_t prefixLength() const;
+
+ private:
+  Session() = default;
+  bool hold(qw::Error* error);
+  bool isComplete() const;
+
+  std::filesystem::path path_;
+  int file_ = -1;  // closed last: closing any descriptor of a file ends SQLite's own locks on it
+  std::shared_ptr<ExpenseBook> store_;
+  bool isNew_ = false;
+};
