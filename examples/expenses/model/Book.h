@@ -18,7 +18,9 @@ class Book : public QWDatabaseObject {
   Category& rootCategory() const { return *rootCategory_; }
   /// What sums are counted in: one of the currencies.
   Currency* homeCurrency() const { return homeCurrency_.get(); }
-  void setHomeCurrency(Currency* currency) { assign<&Book::homeCurrency_>(qw::Reference<Currency>(currency)); }
+  void setHomeCurrency(Currency* currency) {
+    assign<&Book::homeCurrency_>(qw::Reference<Currency>(currency));
+  }
 
   /// An amount in the home currency, unrounded.
   qw::Decimal homeAmount(const qw::Decimal& amount, const Currency& currency) const;

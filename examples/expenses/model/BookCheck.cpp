@@ -15,7 +15,8 @@ namespace {
 constexpr std::size_t kMaximumFaults = 10;
 
 std::string columnOf(const qw::ClassSchema::Entry& entry) {
-  return qw::ClassSchema::quoted(entry.property->column.empty() ? entry.property->key : entry.property->column);
+  return qw::ClassSchema::quoted(entry.property->column.empty() ? entry.property->key
+                                                                : entry.property->column);
 }
 
 class Checker {
@@ -92,17 +93,18 @@ class Checker {
     begin("the children of every record are numbered from 0 on");
     for (const auto* schema : schemas_)
       for (const auto& parent : schema->parents())
-        query(fmt::format("SELECT {0} AS parent, count(*) AS n, min(\"index\") AS low, max(\"index\") AS high, "
-                          "count(DISTINCT \"index\") AS places FROM {1} WHERE {0} <> '' GROUP BY {0} "
-                          "HAVING low <> 0 OR high <> n - 1 OR places <> n LIMIT {2}",
-                          columnOf(parent), schema->table(), kMaximumFaults),
-              [&](const QWDatabaseResultSet& row) {
-                fault(fmt::format("{} of {} {}: {} rows on {} places from {} to {}", schema->table(),
-                                  parent.property->key, row.stringForColumn("parent").value_or(""),
-                                  row.int64ForColumn("n"), row.int64ForColumn("places"),
-                                  row.stringForColumn("low").value_or("none"),
-                                  row.stringForColumn("high").value_or("none")));
-              });
+        query(
+            fmt::format("SELECT {0} AS parent, count(*) AS n, min(\"index\") AS low, max(\"index\") AS high, "
+                        "count(DISTINCT \"index\") AS places FROM {1} WHERE {0} <> '' GROUP BY {0} "
+                        "HAVING low <> 0 OR high <> n - 1 OR places <> n LIMIT {2}",
+                        columnOf(parent), schema->table(), kMaximumFaults),
+            [&](const QWDatabaseResultSet& row) {
+              fault(fmt::format("{} of {} {}: {} rows on {} places from {} to {}", schema->table(),
+                                parent.property->key, row.stringForColumn("parent").value_or(""),
+                                row.int64ForColumn("n"), row.int64ForColumn("places"),
+                                row.stringForColumn("low").value_or("none"),
+                                row.stringForColumn("high").value_or("none")));
+            });
   }
 
   /// What reads as 0 or as today although the file says something else.
@@ -113,8 +115,8 @@ class Checker {
       const std::string date = row.stringForColumn("date").value_or("");
       const std::string amount = row.stringForColumn("amount").value_or("");
       if (!forms.readDate(date) || !forms.readAmount(amount))
-        fault(fmt::format("Expense {}: amount \"{}\" on \"{}\"", row.stringForColumn("ID").value_or(""), amount,
-                          date));
+        fault(fmt::format("Expense {}: amount \"{}\" on \"{}\"", row.stringForColumn("ID").value_or(""),
+                          amount, date));
     });
   }
 

@@ -14,8 +14,8 @@ struct Finding {
   std::vector<std::string> faults;
 };
 
-/// The rows in the file, by SQL alone, then the loaded records against the rows and against the rules of the model. At most
-/// ten faults are told for each. The store must be unchanged since it was opened.
+/// The rows in the file, by SQL alone, then the loaded records against the rows and against the rules of the
+/// model. At most ten faults are told for each. The store must be unchanged since it was opened.
 std::vector<Finding> check(ExpenseBook& store);
 
 }  // namespace BookCheck

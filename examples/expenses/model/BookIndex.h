@@ -7,8 +7,8 @@
 
 #include "model/ExpenseBook.h"
 
-/// Finds what people name in a book: currencies by code, wallets by name, categories by path. Reads the book once; is told
-/// of nothing later, so it is made anew for each command.
+/// Finds what people name in a book: currencies by code, wallets by name, categories by path. Reads the book
+/// once; is told of nothing later, so it is made anew for each command.
 class BookIndex {
  public:
   explicit BookIndex(ExpenseBook& store);

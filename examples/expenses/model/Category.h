@@ -7,8 +7,8 @@
 #include "platform/Decimal.h"
 #include "store/QWDatabaseObject.h"
 
-/// What an expense is for. Categories are a tree: each is a child of another, except the root, which belongs to the book
-/// and has no name.
+/// What an expense is for. Categories are a tree: each is a child of another, except the root, which belongs
+/// to the book and has no name.
 class Category : public QWDatabaseObject {
  public:
   static const qw::Class kClass;

@@ -3,8 +3,8 @@
 #include "model/Book.h"
 #include "platform/DateText.h"
 
-constinit const qw::Class Expense::kClass = qw::define<Expense, QWDatabaseObject>(
-    "Expense", {.table = "Expense", .synchronizationPriority = 30}, [] {
+constinit const qw::Class Expense::kClass =
+    qw::define<Expense, QWDatabaseObject>("Expense", {.table = "Expense", .synchronizationPriority = 30}, [] {
       return qw::properties(
           qw::parent<&Expense::wallet_>("wallet", "expenses"),
           qw::dateAttribute<&Expense::date_>("date", {.localizationKey = "Expense.date"}),
@@ -16,9 +16,9 @@ constinit const qw::Class Expense::kClass = qw::define<Expense, QWDatabaseObject
           qw::attribute<&Expense::cleared_>("cleared", {.localizationKey = "Expense.cleared"}),
           qw::attribute<&Expense::warranty_>("warranty", {.localizationKey = "Expense.warranty"}),
           qw::attribute<&Expense::receipt_>("receipt", {.localizationKey = "Expense.receipt"}),
-          qw::derived<&Expense::homeAmount>(
-              "homeAmount", {"amount", "currency.rate", "wallet.book.homeCurrency.rate"}),
-          qw::derived<&Expense::month>("month", {"date"}),
+          qw::derived<&Expense::homeAmount>("homeAmount",
+                                            {"amount", "currency.rate", "wallet.book.homeCurrency.rate"}),
+          qw::derived<&Expense::month>("month", {"date"}), qw::derived<&Expense::year>("year", {"date"}),
           qw::derived<&Expense::warrantyEnd>("warrantyEnd", {"date", "warranty"}));
     });
 
@@ -40,6 +40,7 @@ qw::Decimal Expense::homeAmount() const {
   return book && currency() ? book->homeAmount(amount_, *currency()) : amount_;
 }
 
+std::string Expense::year() const { return qw::DateText::dateText(date_).substr(0, 4); }
 std::string Expense::month() const { return qw::DateText::dateText(date_).substr(0, 7); }
 
 std::optional<qw::Date> Expense::warrantyEnd() const {

@@ -44,8 +44,9 @@ class Expense : public QWDatabaseObject {
 
   /// The amount in the book's home currency, unrounded.
   qw::Decimal homeAmount() const;
-  /// "yyyy-MM".
+  /// "yyyy-MM" and "yyyy".
   std::string month() const;
+  std::string year() const;
   /// The first day without warranty.
   std::optional<qw::Date> warrantyEnd() const;
 

@@ -18,10 +18,11 @@ constexpr Field kExpenseFields[] = {{"date", kDate, true},        {"payee", kTex
                                     {"category", kCategory},      {"wallet", kWallet, true},
                                     {"cleared", kFlag},           {"memo", kText},
                                     {"warranty", kDuration},      {"receipt", kImage},
-                                    {"month", kText, false, true}};
+                                    {"month", kText, false, true}, {"year", kText, false, true}};
 constexpr Field kWalletFields[] = {{"name", kText, true}, {"currency", kCurrency, true}, {"color", kColor}};
-constexpr Field kCategoryFields[] = {{"name", kText, true}, {"parent", kCategory},        {"color", kColor},
-                                     {"budget", kAmount},   {"share", kPercentage, true}, {"path", kText, false, true}};
+constexpr Field kCategoryFields[] = {
+    {"name", kText, true}, {"parent", kCategory},        {"color", kColor},
+    {"budget", kAmount},   {"share", kPercentage, true}, {"path", kText, false, true}};
 constexpr Field kCurrencyFields[] = {
     {"code", kText, true}, {"symbol", kText}, {"fractionDigits", kCount, true}, {"rate", kAmount, true}};
 constexpr Field kBookFields[] = {{"homeCurrency", kCurrency, true}};
@@ -58,18 +59,30 @@ qw::Value readImage(std::string_view path) {
 /// What the text should have been.
 std::string_view expectation(FieldType type) {
   switch (type) {
-    case kDate: return "a date";
-    case kAmount: return "a number";
-    case kCount: return "a whole number";
-    case kPercentage: return "a percentage";
-    case kFlag: return "\"yes\" or \"no\"";
-    case kColor: return "a colour like #1e90ff";
-    case kDuration: return "a duration like \"2 years\"";
-    case kImage: return "a PNG file of at most 16 MiB";
-    case kCurrency: return "a currency of the book";
-    case kWallet: return "a wallet of the book";
-    case kCategory: return "a category of the book";
-    case kText: break;
+    case kDate:
+      return "a date";
+    case kAmount:
+      return "a number";
+    case kCount:
+      return "a whole number";
+    case kPercentage:
+      return "a percentage";
+    case kFlag:
+      return "\"yes\" or \"no\"";
+    case kColor:
+      return "a colour like #1e90ff";
+    case kDuration:
+      return "a duration like \"2 years\"";
+    case kImage:
+      return "a PNG file of at most 16 MiB";
+    case kCurrency:
+      return "a currency of the book";
+    case kWallet:
+      return "a wallet of the book";
+    case kCategory:
+      return "a category of the book";
+    case kText:
+      break;
   }
   return "a text";
 }
@@ -154,17 +167,39 @@ std::optional<qw::Value> read(const Field& field, std::string_view text, const T
   text = Texts::trimmed(text);
   qw::Value value;
   switch (text.empty() ? kText : field.type) {
-    case kText: value = text.empty() ? qw::Value() : qw::Value(text); break;
-    case kDate: value = valueOf(forms.readDate(text)); break;
-    case kAmount: value = valueOf(forms.readAmount(text)); break;
-    case kCount: value = valueOf(readCount(text)); break;
-    case kPercentage: value = valueOf(Texts::readPercentage(text)); break;
-    case kFlag: value = valueOf(Texts::readFlag(text)); break;
-    case kColor: value = valueOf(Texts::readColor(text)); break;
-    case kDuration: value = valueOf(Texts::readDuration(text)); break;
-    case kImage: value = readImage(text); break;
-    case kCurrency: value = valueOf(index.currency(text)); break;
-    case kWallet: value = valueOf(index.wallet(text)); break;
+    case kText:
+      value = text.empty() ? qw::Value() : qw::Value(text);
+      break;
+    case kDate:
+      value = valueOf(forms.readDate(text));
+      break;
+    case kAmount:
+      value = valueOf(forms.readAmount(text));
+      break;
+    case kCount:
+      value = valueOf(readCount(text));
+      break;
+    case kPercentage:
+      value = valueOf(Texts::readPercentage(text));
+      break;
+    case kFlag:
+      value = valueOf(Texts::readFlag(text));
+      break;
+    case kColor:
+      value = valueOf(Texts::readColor(text));
+      break;
+    case kDuration:
+      value = valueOf(Texts::readDuration(text));
+      break;
+    case kImage:
+      value = readImage(text);
+      break;
+    case kCurrency:
+      value = valueOf(index.currency(text));
+      break;
+    case kWallet:
+      value = valueOf(index.wallet(text));
+      break;
     case kCategory:
       value = valueOf(unknown == Unknown::kMakeCategories ? index.makeCategory(text) : index.category(text));
       break;
@@ -184,18 +219,29 @@ std::string text(const Field& field, const QWDatabaseObject& record) {
   const qw::Value value = record.valueForKey(field.key);
   if (value.isNull()) return {};
   switch (field.type) {
-    case kDate: return qw::DateText::dateText(*value.date());
-    case kAmount: return value.decimalValue()->text();
-    case kPercentage: return Texts::percentage(*value.decimalValue());
-    case kFlag: return value.boolValue() ? "yes" : "no";
-    case kColor: return Texts::color(*value.color());
-    case kDuration: return Texts::duration(*qw::ValueTraits<QWDuration>::fromValue(value));
-    case kImage: return fmt::format("{}x{}", value.image()->pixelWidth(), value.image()->pixelHeight());
-    case kCurrency: return value.objectAs<Currency>()->code();
-    case kWallet: return value.objectAs<Wallet>()->name();
-    case kCategory: return value.objectAs<Category>()->path();
+    case kDate:
+      return qw::DateText::dateText(*value.date());
+    case kAmount:
+      return value.decimalValue()->text();
+    case kPercentage:
+      return Texts::percentage(*value.decimalValue());
+    case kFlag:
+      return value.boolValue() ? "yes" : "no";
+    case kColor:
+      return Texts::color(*value.color());
+    case kDuration:
+      return Texts::duration(*qw::ValueTraits<QWDuration>::fromValue(value));
+    case kImage:
+      return fmt::format("{}x{}", value.image()->pixelWidth(), value.image()->pixelHeight());
+    case kCurrency:
+      return value.objectAs<Currency>()->code();
+    case kWallet:
+      return value.objectAs<Wallet>()->name();
+    case kCategory:
+      return value.objectAs<Category>()->path();
     case kText:
-    case kCount: break;
+    case kCount:
+      break;
   }
   return value.description();
 }
@@ -224,7 +270,8 @@ bool set(QWDatabaseObject& record, const std::vector<FieldValue>& values, qw::Er
 std::shared_ptr<QWDatabaseObject> make(const RecordKind& kind, const std::vector<FieldValue>& values,
                                        BookIndex& index, qw::Error* error) {
   const auto given = [&](std::string_view key) {
-    const auto found = std::find_if(values.begin(), values.end(), [&](const auto& v) { return v.field->key == key; });
+    const auto found =
+        std::find_if(values.begin(), values.end(), [&](const auto& v) { return v.field->key == key; });
     return found == values.end() ? qw::Value() : found->value;
   };
   ExpenseBook& store = index.store();

@@ -74,8 +74,8 @@ std::optional<qw::Value> read(const Field& field, std::string_view text, const T
 /// The value of a field as `read` reads it with the default forms; an image as its size.
 std::string text(const Field& field, const QWDatabaseObject& record);
 
-/// A new record with the values and, where they name none, with the book's usual ones: today, the only wallet, the wallet's
-/// currency. Null, with nothing made, when that fails.
+/// A new record with the values and, where they name none, with the book's usual ones: today, the only
+/// wallet, the wallet's currency. Null, with nothing made, when that fails.
 std::shared_ptr<QWDatabaseObject> make(const RecordKind& kind, const std::vector<FieldValue>& values,
                                        BookIndex& index, qw::Error* error);
 bool set(QWDatabaseObject& record, const std::vector<FieldValue>& values, qw::Error* error);

@@ -42,7 +42,8 @@ std::optional<std::size_t> indexOfColumn(const std::string& name, const QWCSVRow
   if (rows.hasHeader()) {
     const auto& header = rows.header();
     const auto found = std::find(header.begin(), header.end(), name);
-    return found == header.end() ? std::nullopt : std::optional(static_cast<std::size_t>(found - header.begin()));
+    return found == header.end() ? std::nullopt
+                                 : std::optional(static_cast<std::size_t>(found - header.begin()));
   }
   for (std::size_t i = 0; i < width; ++i)
     if (std::to_string(i + 1) == name) return i;
@@ -90,7 +91,8 @@ std::optional<std::vector<Column>> chooseColumns(const StatementImport& options,
 }  // namespace
 
 std::optional<StatementImport::Result> StatementImport::run(const qw::Data& bytes, ExpenseBook& store,
-                                                            const Progress& progress, qw::Error* error) const {
+                                                            const Progress& progress,
+                                                            qw::Error* error) const {
   auto text = encoding.decode(bytes.text(), error);
   if (!text) return std::nullopt;
   text = fromLine(*std::move(text), firstLine);
@@ -103,14 +105,16 @@ std::optional<StatementImport::Result> StatementImport::run(const qw::Data& byte
   std::vector<FieldValue> constantValues;
   for (const auto& [key, constant] : constants) {
     const Field* field = settableField(key, error);
-    auto value = field ? Records::read(*field, constant, forms, index, Unknown::kMakeCategories, error) : std::nullopt;
+    auto value = field
+                     ? Records::read(*field, constant, forms, index, Records::Unknown::kMakeCategories, error)
+                     : std::nullopt;
     if (!value) return std::nullopt;
     constantValues.push_back({field, *std::move(value)});
   }
 
   TextForms rowForms = forms;
   const auto wallet = constants.find("wallet");
-  const Wallet* usual = wallet != constants.end() ? index.wallet(wallet->second)
+  const Wallet* usual = wallet != constants.end()            ? index.wallet(wallet->second)
                         : index.book().wallets().size() == 1 ? &index.book().wallets()[0]
                                                              : nullptr;
   if (const Currency* currency = usual ? usual->currency() : nullptr) {
@@ -131,7 +135,8 @@ std::optional<StatementImport::Result> StatementImport::run(const qw::Data& byte
       const std::string_view content = column.index < row.size() ? row[column.index] : std::string_view();
       // Without a text the usual value holds.
       if (Texts::trimmed(content).empty() && !isNeeded(column.field->key)) continue;
-      auto value = Records::read(*column.field, content, rowForms, index, Unknown::kMakeCategories, &rowError);
+      auto value = Records::read(*column.field, content, rowForms, index, Records::Unknown::kMakeCategories,
+                                 &rowError);
       good = value.has_value();
       if (!good) break;
       if (invert && column.field->key == "amount") value = -*value->decimalValue();
@@ -145,7 +150,8 @@ std::optional<StatementImport::Result> StatementImport::run(const qw::Data& byte
       fail(error, fmt::format("row {}: {}", i + 1, rowError.localizedDescription));
       return std::nullopt;
     }
-    if (++result.skipped == 1) result.reason = fmt::format("row {}: {}", i + 1, rowError.localizedDescription);
+    if (++result.skipped == 1)
+      result.reason = fmt::format("row {}: {}", i + 1, rowError.localizedDescription);
   }
   if (progress) progress(rows.size(), rows.size());
   return result;

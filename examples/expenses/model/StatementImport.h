@@ -10,8 +10,8 @@
 #include "platform/Data.h"
 #include "platform/TextEncoding.h"
 
-/// Reads a bank's CSV file into a book. What a field of an expense is called in the file is told by `columns`, or else by
-/// the field's own key.
+/// Reads a bank's CSV file into a book. What a field of an expense is called in the file is told by
+/// `columns`, or else by the field's own key.
 struct StatementImport {
   qw::TextEncoding encoding = qw::TextEncoding::utf8();
   std::string separator = ",";
@@ -38,8 +38,8 @@ struct StatementImport {
   /// Rows done and rows in all; called about a hundred times.
   using Progress = std::function<void(std::size_t, std::size_t)>;
 
-  /// Adds an expense for each row; makes the categories that are new. A failure leaves the records that were made so far to
-  /// the caller's undo group.
+  /// Adds an expense for each row; makes the categories that are new. A failure leaves the records that were
+  /// made so far to the caller's undo group.
   std::optional<Result> run(const qw::Data& bytes, ExpenseBook& store, const Progress& progress,
                             qw::Error* error) const;
 };

@@ -6,13 +6,12 @@
 
 Summary Summary::of(const std::vector<const Expense*>& expenses, By by) {
   Summary summary;
-  std::unordered_map<std::string, std::size_t> byMonth;
-  std::unordered_map<const QWDatabaseObject*, std::size_t> byRecord;
+  std::unordered_map<std::string, std::size_t> places;
   const auto lineFor = [&](const Expense& expense, const std::string& month) -> Line& {
     const QWDatabaseObject* record = expense.wallet();
     if (by == By::kCategory) record = expense.category();
-    const auto [place, isNew] = by == By::kMonth ? byMonth.try_emplace(month, summary.lines.size())
-                                                 : byRecord.try_emplace(record, summary.lines.size());
+    const std::string key = by == By::kMonth ? month : record ? record->ID().text() : "";
+    const auto [place, isNew] = places.try_emplace(key, summary.lines.size());
     if (!isNew) return summary.lines[place->second];
     Line& line = summary.lines.emplace_back();
     if (by == By::kMonth) {

@@ -101,7 +101,9 @@ std::optional<qw::Decimal> readPercentage(std::string_view text) {
   return number ? std::optional(number->multipliedByPowerOf10(-2)) : std::nullopt;
 }
 
-std::string percentage(const qw::Decimal& fraction) { return fraction.multipliedByPowerOf10(2).text() + " %"; }
+std::string percentage(const qw::Decimal& fraction) {
+  return fraction.multipliedByPowerOf10(2).text() + " %";
+}
 
 std::optional<bool> readFlag(std::string_view text) {
   text = trimmed(text);

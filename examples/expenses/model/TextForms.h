@@ -9,7 +9,8 @@
 #include "platform/Decimal.h"
 #include "values/QWDuration.h"
 
-/// How dates and numbers are written in a text. Reading is strict: a text that is not exactly of the form is none.
+/// How dates and numbers are written in a text. Reading is strict: a text that is not exactly of the form is
+/// none.
 struct TextForms {
   /// "yyyy", "MM" and "dd" with the signs between them, in any order.
   std::string date = "yyyy-MM-dd";

@@ -2,8 +2,8 @@
 
 #include "model/Book.h"
 
-constinit const qw::Class Wallet::kClass = qw::define<Wallet, QWDatabaseObject>(
-    "Wallet", {.table = "Wallet", .synchronizationPriority = 20}, [] {
+constinit const qw::Class Wallet::kClass =
+    qw::define<Wallet, QWDatabaseObject>("Wallet", {.table = "Wallet", .synchronizationPriority = 20}, [] {
       return qw::properties(
           qw::parent<&Wallet::book_>("book", "wallets"),
           qw::children<&Wallet::expenses_>("expenses", "wallet"),

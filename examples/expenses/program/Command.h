@@ -46,4 +46,5 @@ Action declareCheck(CLI::App& app);
 Action declarePassword(CLI::App& app);
 
 /// Where the command line and a batch meet. `line` names the undo step.
-bool perform(const Command& command, const Action& action, std::string_view line, Session& session, qw::Error* error);
+bool perform(const Command& command, const Action& action, std::string_view line, Session& session,
+             qw::Error* error);

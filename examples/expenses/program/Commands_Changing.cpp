@@ -1,7 +1,8 @@
 // Commands that add, change and delete records.
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <glib.h>
 
+#include <CLI/CLI.hpp>
 #include <chrono>
 
 #include "model/StatementImport.h"
@@ -70,7 +71,8 @@ Action declareNew(CLI::App& app) {
     if (!currency) return false;
     session.book().setHomeCurrency(static_cast<Currency*>(currency.get()));
     if (!make("wallet", {"name=" + options->wallet})) return false;
-    fmt::print("Made {} in {} with the wallet \"{}\".\n", session.path().string(), options->currency, options->wallet);
+    fmt::print("Made {} in {} with the wallet \"{}\".\n", session.path().string(), options->currency,
+               options->wallet);
     return true;
   };
 }
@@ -102,7 +104,8 @@ Action declareEdit(CLI::App& app) {
   const auto options = std::make_shared<Options>();
   options->selection.declareKind(app);
   options->selection.declareConditions(app);
-  app.add_option("arguments", options->arguments, "IDs (unique beginnings will do) and values, as payee=Bakery")
+  app.add_option("arguments", options->arguments,
+                 "IDs (unique beginnings will do) and values, as payee=Bakery")
       ->type_name("ID|KEY=TEXT")
       ->required();
   return [options](Session& session, qw::Error* error) {
@@ -153,7 +156,8 @@ Action declareDelete(CLI::App& app) {
 Action declareImport(CLI::App& app) {
   struct Options {
     StatementImport statement;
-    std::string file, encoding = "UTF-8", separator = ",", dateForm = "yyyy-MM-dd", numberForm = "1234.56", wallet;
+    std::string file, encoding = "UTF-8", separator = ",", dateForm = "yyyy-MM-dd", numberForm = "1234.56",
+                      wallet;
     std::vector<std::string> columns, constants;
     bool noHeader = false;
   };
@@ -191,13 +195,14 @@ Action declareImport(CLI::App& app) {
     if (!encoding) return fail(error, fmt::format("the encoding \"{}\" is not known", options->encoding));
     statement.encoding = *encoding;
     statement.separator = options->separator == "tab" ? "\t" : options->separator;
-    if (g_utf8_strlen(statement.separator.c_str(), -1) != 1) return fail(error, "the separator is one character");
+    if (g_utf8_strlen(statement.separator.c_str(), -1) != 1)
+      return fail(error, "the separator is one character");
     statement.hasHeader = !options->noHeader;
     statement.forms.date = options->dateForm;
     statement.forms.setNumberForm(options->numberForm);
     if (!options->wallet.empty()) options->constants.push_back("wallet=" + options->wallet);
-    for (const auto& [texts, target] :
-         {std::pair(&options->columns, &statement.columns), std::pair(&options->constants, &statement.constants)}) {
+    for (const auto& [texts, target] : {std::pair(&options->columns, &statement.columns),
+                                        std::pair(&options->constants, &statement.constants)}) {
       const auto pairs = parsePairs(*texts, Records::expenses(), true, error);
       if (!pairs) return false;
       for (const auto& [field, text] : *pairs) (*target)[std::string(field->key)] = text;
@@ -208,12 +213,14 @@ Action declareImport(CLI::App& app) {
     std::optional<StatementImport::Result> result;
     {
       Terminal::ProgressBar bar("Importing");
-      result = statement.run(*bytes, session.store(),
-                             [&](std::size_t done, std::size_t total) { bar.show(done, total); }, error);
+      result = statement.run(
+          *bytes, session.store(), [&](std::size_t done, std::size_t total) { bar.show(done, total); },
+          error);
     }
     if (!result) return false;
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-    fmt::print("Imported {} in {:.2f} s.\n", Records::counted(result->imported, Records::expenses()), taken.count());
+    fmt::print("Imported {} in {:.2f} s.\n", Records::counted(result->imported, Records::expenses()),
+               taken.count());
     if (result->skipped)
       fmt::print("Left out {} rows; the first, {}.\n", Texts::grouped(result->skipped), result->reason);
     return true;

@@ -1,9 +1,9 @@
 // Commands about the book as a whole: batches, undo, saving, the password.
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <glib.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "model/Records.h"
@@ -56,7 +56,8 @@ bool runLine(const std::string& line, Session& session, qw::Error* error) {
 
 }  // namespace
 
-bool perform(const Command& command, const Action& action, std::string_view line, Session& session, qw::Error* error) {
+bool perform(const Command& command, const Action& action, std::string_view line, Session& session,
+             qw::Error* error) {
   if (!command.isUndoStep) return action(session, error);
   return session.change(std::string(line), [&] { return action(session, error); });
 }
@@ -64,9 +65,11 @@ bool perform(const Command& command, const Action& action, std::string_view line
 Action declareBatch(CLI::App& app) {
   std::string names;
   for (const Command& command : commands())
-    if (command.where != Command::Where::kCommandLine) names += (names.empty() ? "" : ", ") + std::string(command.name);
+    if (command.where != Command::Where::kCommandLine)
+      names += (names.empty() ? "" : ", ") + std::string(command.name);
   app.footer("A line is a command, without the book: " + names +
-             ".\nThe first line that fails ends the batch, and nothing since the last save is kept. On a terminal it only "
+             ".\nThe first line that fails ends the batch, and nothing since the last save is kept. On a "
+             "terminal it only "
              "says why.");
   return [](Session& session, qw::Error* error) {
     const bool isTerminal = isatty(STDIN_FILENO) == 1;
@@ -120,7 +123,8 @@ Action declarePassword(CLI::App& app) {
     bool remove = false;
   };
   const auto options = std::make_shared<Options>();
-  auto* given = app.add_option("--new", options->password, "the new password; asked for when it is not given");
+  auto* given =
+      app.add_option("--new", options->password, "the new password; asked for when it is not given");
   app.add_flag("--remove", options->remove, "remove the protection")->excludes(given);
   app.footer("The password keeps honest people out. The file itself is not encrypted.");
   return [options](Session& session, qw::Error* error) {
@@ -132,7 +136,8 @@ Action declarePassword(CLI::App& app) {
     if (!options->remove && (!options->password || options->password->empty()))
       return fail(error, "give a password with --new, or --remove");
     session.store().protectWithPassword(options->remove ? "" : *options->password);
-    fmt::print("{}\n", options->remove ? "The book has no password any more." : "The book has a new password.");
+    fmt::print("{}\n",
+               options->remove ? "The book has no password any more." : "The book has a new password.");
     return true;
   };
 }

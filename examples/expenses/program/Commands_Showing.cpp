@@ -1,7 +1,7 @@
 // Commands that show what is in a book.
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <numeric>
@@ -19,9 +19,12 @@ bool fail(qw::Error* error, std::string message) {
   return qw::Error::set(error, Records::kErrorDomain, 6, std::move(message));
 }
 
+constexpr qw::Color kRed{0.8, 0.2, 0.2};
+
 /// A field of a CSV record (RFC 4180).
 std::string quoted(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == text.npos && !text.starts_with(' ') && !text.starts_with('\t')) return text;
+  if (text.find_first_of(",\"\r\n") == text.npos && !text.starts_with(' ') && !text.starts_with('\t'))
+    return text;
   std::string result = "\"";
   for (const char c : text) result += c == '"' ? std::string("\"\"") : std::string(1, c);
   return result + "\"";
@@ -35,6 +38,7 @@ bool sortRecords(std::vector<QWDatabaseObject*>& records, const std::string& key
     bool descends;
   };
   std::vector<Key> chosen;
+  if (keys.empty()) return true;
   for (std::string text : CLI::detail::split(keys, ',')) {
     const bool descends = text.starts_with('-');
     const Field* field = kind.field(text.substr(descends ? 1 : 0));
@@ -54,7 +58,8 @@ bool sortRecords(std::vector<QWDatabaseObject*>& records, const std::string& key
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
     for (std::size_t k = 0; k < chosen.size(); ++k)
-      if (const int c = qw::Value::compare(values[a][k], values[b][k]); c != 0) return chosen[k].descends ? c > 0 : c < 0;
+      if (const int c = qw::Value::compare(values[a][k], values[b][k]); c != 0)
+        return chosen[k].descends ? c > 0 : c < 0;
     return false;
   });
   std::vector<QWDatabaseObject*> sorted;
@@ -70,7 +75,8 @@ void printTable(const std::vector<QWDatabaseObject*>& records, std::size_t all, 
   for (const Field& field : kind.fields) {
     if (field.derived) continue;
     const bool isNumber = field.type == FieldType::kAmount || field.type == FieldType::kCount;
-    columns.push_back({std::string(field.key), isNumber ? Terminal::Table::Align::kRight : Terminal::Table::Align::kLeft});
+    columns.push_back(
+        {std::string(field.key), isNumber ? Terminal::Table::Align::kRight : Terminal::Table::Align::kLeft});
     fields.push_back(&field);
   }
   Terminal::Table table(columns);
@@ -80,7 +86,8 @@ void printTable(const std::vector<QWDatabaseObject*>& records, std::size_t all, 
     for (const Field* field : fields) {
       if (field->key == "amount") {
         const auto& expense = static_cast<const Expense&>(*record);
-        cells.push_back(Texts::grouped(expense.amount(), expense.currency() ? expense.currency()->fractionDigits() : 0));
+        cells.push_back(
+            Texts::grouped(expense.amount(), expense.currency() ? expense.currency()->fractionDigits() : 0));
       } else {
         cells.push_back(Records::text(*field, *record));
       }
@@ -89,7 +96,8 @@ void printTable(const std::vector<QWDatabaseObject*>& records, std::size_t all, 
   }
   fmt::print("{}", table.text());
   const std::string count = Records::counted(all, kind);
-  fmt::print("{}\n", records.size() == all ? count : fmt::format("{} of {}", Texts::grouped(records.size()), count));
+  fmt::print("{}\n",
+             records.size() == all ? count : fmt::format("{} of {}", Texts::grouped(records.size()), count));
 }
 
 qw::Color barColor(std::size_t line) {
@@ -107,6 +115,7 @@ void printSummary(const Summary& summary, Summary::By by, const Currency& home) 
   static constexpr const char* kTitles[] = {"month", "category", "wallet"};
   const bool isShared = summary.total.share != summary.total.total;
   const bool isCategory = by == Summary::By::kCategory;
+  const qw::Decimal months = std::max<std::size_t>(summary.months, 1);
   Terminal::Table table({{kTitles[static_cast<std::size_t>(by)]},
                          {"expenses", Align::kRight},
                          {"total " + home.code(), Align::kRight},
@@ -114,7 +123,6 @@ void printSummary(const Summary& summary, Summary::By by, const Currency& home) 
                          {"a month", Align::kRight},
                          {"budget", Align::kRight}});
   const auto cells = [&](const Summary::Line& line, std::string title) {
-    const qw::Decimal months = std::max<std::size_t>(summary.months, 1);
     return std::vector<std::string>{std::move(title),
                                     Texts::grouped(line.count),
                                     money(line.total),
@@ -124,8 +132,9 @@ void printSummary(const Summary& summary, Summary::By by, const Currency& home) 
   };
   for (std::size_t i = 0; i < summary.lines.size(); ++i) {
     const Summary::Line& line = summary.lines[i];
+    const bool isOverBudget = line.budget && line.total > *line.budget * months;
     table.addRow(cells(line, line.title.empty() ? "(none)" : line.title), line.total.toDouble(),
-                 line.color.value_or(barColor(by == Summary::By::kMonth ? 0 : i)));
+                 isOverBudget ? kRed : line.color.value_or(barColor(by == Summary::By::kMonth ? 0 : i)));
   }
   table.addTotal(cells(summary.total, "all"));
   fmt::print("{}", table.text());
@@ -142,7 +151,8 @@ Action declareList(CLI::App& app) {
   const auto options = std::make_shared<Options>();
   options->selection.declareKind(app);
   options->selection.declareConditions(app);
-  app.add_option("--sort", options->sort, "fields to sort by, joined by \",\"; -amount begins with the largest")
+  app.add_option("--sort", options->sort,
+                 "fields to sort by, joined by \",\"; -amount begins with the largest")
       ->type_name("KEYS");
   app.add_option("--limit", options->limit, "how many at most")->type_name("N");
   app.add_option("--format", options->format, "table, json or csv")
@@ -213,7 +223,7 @@ Action declareCheck(CLI::App&) {
   return [](Session& session, qw::Error* error) {
     std::size_t faults = 0;
     for (const auto& [title, found] : BookCheck::check(session.store())) {
-      fmt::print("{}  {}\n", found.empty() ? "ok    " : Terminal::colored("FAULT ", {0.8, 0.2, 0.2}), title);
+      fmt::print("{}  {}\n", found.empty() ? "ok    " : Terminal::colored("FAULT ", kRed), title);
       for (const std::string& text : found) fmt::print("        {}\n", Terminal::fitted(text, 1000));
       faults += found.size();
     }

@@ -13,7 +13,8 @@ bool fail(qw::Error* error, std::string message) {
 /// Equal, or for a category: in it.
 bool fits(const QWDatabaseObject& record, const FieldValue& condition) {
   const qw::Value value = record.valueForKey(condition.field->key);
-  if (condition.field->type == FieldType::kText && condition.value.isNull()) return value.description().empty();
+  if (condition.field->type == FieldType::kText && condition.value.isNull())
+    return value.description().empty();
   if (value == condition.value) return true;
   const auto category = value.objectAs<Category>();
   const auto wanted = condition.value.objectAs<Category>();
@@ -27,7 +28,8 @@ std::optional<std::vector<std::pair<const Field*, std::string>>> parsePairs(
   std::vector<std::pair<const Field*, std::string>> parsed;
   for (const std::string& pair : pairs) {
     const std::size_t equals = pair.find('=');
-    if (equals == pair.npos) return fail(error, fmt::format("\"{}\" is not of the form key=text", pair)), std::nullopt;
+    if (equals == pair.npos)
+      return fail(error, fmt::format("\"{}\" is not of the form key=text", pair)), std::nullopt;
     const Field* field = kind.field(pair.substr(0, equals));
     if (!field || (settable && field->derived)) {
       std::vector<std::string_view> keys;
@@ -41,13 +43,14 @@ std::optional<std::vector<std::pair<const Field*, std::string>>> parsePairs(
   return parsed;
 }
 
-std::optional<std::vector<FieldValue>> readValues(const std::vector<std::string>& pairs, const RecordKind& kind,
-                                                  BookIndex& index, qw::Error* error) {
+std::optional<std::vector<FieldValue>> readValues(const std::vector<std::string>& pairs,
+                                                  const RecordKind& kind, BookIndex& index,
+                                                  qw::Error* error) {
   const auto parsed = parsePairs(pairs, kind, true, error);
   if (!parsed) return std::nullopt;
   std::vector<FieldValue> values;
   for (const auto& [field, text] : *parsed) {
-    auto value = Records::read(*field, text, {}, index, Unknown::kFail, error);
+    auto value = Records::read(*field, text, {}, index, Records::Unknown::kFail, error);
     if (!value) return std::nullopt;
     values.push_back({field, *std::move(value)});
   }
@@ -78,13 +81,14 @@ std::optional<std::vector<QWDatabaseObject*>> Selection::records(ExpenseBook& st
   for (const auto& [field, text] : *parsed) {
     Field condition = *field;
     condition.required = false;
-    auto value = Records::read(condition, text, {}, index, Unknown::kFail, error);
+    auto value = Records::read(condition, text, {}, index, Records::Unknown::kFail, error);
     if (!value) return std::nullopt;
     wanted.push_back({field, *std::move(value)});
   }
   auto records = Records::all(known, store.book());
   std::erase_if(records, [&](const QWDatabaseObject* record) {
-    return !std::all_of(wanted.begin(), wanted.end(), [&](const auto& condition) { return fits(*record, condition); });
+    return !std::all_of(wanted.begin(), wanted.end(),
+                        [&](const auto& condition) { return fits(*record, condition); });
   });
   return records;
 }

@@ -7,13 +7,13 @@
 
 #include "model/Records.h"
 
-/// "key=text" pairs taken apart. None with the error set when one has no "=" or no such field of the kind; `settable`
-/// refuses computed fields.
+/// "key=text" pairs taken apart. None with the error set when one has no "=" or no such field of the kind;
+/// `settable` refuses computed fields.
 std::optional<std::vector<std::pair<const Field*, std::string>>> parsePairs(
     const std::vector<std::string>& pairs, const RecordKind& kind, bool settable, qw::Error* error);
 /// The pairs as values.
-std::optional<std::vector<FieldValue>> readValues(const std::vector<std::string>& pairs, const RecordKind& kind,
-                                                  BookIndex& index, qw::Error* error);
+std::optional<std::vector<FieldValue>> readValues(const std::vector<std::string>& pairs,
+                                                  const RecordKind& kind, BookIndex& index, qw::Error* error);
 
 /// Which records a command is about: a kind and conditions that all have to hold.
 struct Selection {

@@ -72,9 +72,11 @@ std::unique_ptr<Session> Session::open(const std::filesystem::path& path, Access
   if (!session->isComplete())
     return fail(error, fmt::format("{} is no expense book, or a damaged one", path.string())), nullptr;
   if (!session->store_->password()) return session;
-  const auto answer = password ? password : Terminal::askSecretly(fmt::format("Password of {}: ", path.string()));
+  const auto answer =
+      password ? password : Terminal::askSecretly(fmt::format("Password of {}: ", path.string()));
   if (!answer) return fail(error, "the book is protected: give --password"), nullptr;
-  if (!session->store_->checkPassword(*answer)) return fail(error, "this is not the book's password"), nullptr;
+  if (!session->store_->checkPassword(*answer))
+    return fail(error, "this is not the book's password"), nullptr;
   return session;
 }
 

@@ -10,7 +10,8 @@
 
 struct Command;
 
-/// A book that commands work on: its file, held against other programs while it may be changed, and the store. One thread.
+/// A book that commands work on: its file, held against other programs while it may be changed, and the
+/// store. One thread.
 class Session {
  public:
   enum class Access : std::uint8_t { kNew, kRead, kChange, kCheck };
@@ -36,7 +37,7 @@ class Session {
     return done;
   }
   /// Writes what has changed, in one transaction.
-  bool save(qw::Error* error) { return store_->save(error); }
+  bool save(qw::Error* error);
 
   /// The records whose IDs begin with a text. With the IDs of deleted ones it is as if they were not there.
   std::shared_ptr<QWDatabaseObject> recordWithPrefix(std::string_view prefix, qw::Error* error) const;

@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-
 namespace Terminal {
 
 namespace {
@@ -51,7 +50,8 @@ bool hasColors() {
 std::string colored(std::string_view text, const qw::Color& color) {
   // The 6 × 6 × 6 cube of the 256 colours that nearly every terminal has.
   const auto level = [](double part) { return std::lround(std::clamp(part, 0.0, 1.0) * 5); };
-  return styled(text, fmt::format("38;5;{}", 16 + 36 * level(color.red) + 6 * level(color.green) + level(color.blue)));
+  return styled(
+      text, fmt::format("38;5;{}", 16 + 36 * level(color.red) + 6 * level(color.green) + level(color.blue)));
 }
 std::string bold(std::string_view text) { return styled(text, "1"); }
 std::string faint(std::string_view text) { return styled(text, "2"); }
@@ -75,7 +75,8 @@ std::string fitted(std::string_view text, std::size_t maximumWidth) {
     const gunichar character = g_utf8_get_char(at);
     const bool isControl = g_unichar_iscntrl(character) || g_unichar_type(character) == G_UNICODE_FORMAT;
     const std::string_view written =
-        isControl ? std::string_view(" ") : std::string_view(at, static_cast<std::size_t>(g_utf8_next_char(at) - at));
+        isControl ? std::string_view(" ")
+                  : std::string_view(at, static_cast<std::size_t>(g_utf8_next_char(at) - at));
     columns += width(written);
     if (columns > maximumWidth) {
       result.resize(roomForDots);
@@ -89,7 +90,8 @@ std::string fitted(std::string_view text, std::size_t maximumWidth) {
   return result;
 }
 
-ProgressBar::ProgressBar(std::string title) : title_(std::move(title)), isShown_(isatty(STDERR_FILENO) == 1) {}
+ProgressBar::ProgressBar(std::string title)
+    : title_(std::move(title)), isShown_(isatty(STDERR_FILENO) == 1) {}
 
 ProgressBar::~ProgressBar() {
   if (isShown_) fmt::print(stderr, "\r\033[K");

@@ -59,7 +59,9 @@ class Table {
     rows_.push_back({std::move(cells), color, value, false});
   }
   /// Set off by a line.
-  void addTotal(std::vector<std::string> cells) { rows_.push_back({std::move(cells), std::nullopt, 0, true}); }
+  void addTotal(std::vector<std::string> cells) {
+    rows_.push_back({std::move(cells), std::nullopt, 0, true});
+  }
 
   /// Columns without any text are left out.
   std::string text() const;

@@ -1,7 +1,7 @@
 // expenses: keeps an expense book.
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 
@@ -19,13 +19,17 @@ constexpr Command kCommands[] = {
     {"summary", "Add up expenses by month, category or wallet.", kRead, kEverywhere, false, &declareSummary},
     {"add", "Add an expense or another record.", kChange, kEverywhere, true, &declareAdd},
     {"edit", "Change records.", kChange, kEverywhere, true, &declareEdit},
-    {"delete", "Delete records; what belongs to them goes with them.", kChange, kEverywhere, true, &declareDelete},
-    {"batch", "Run commands read from the standard input on one open book.", kChange, kCommandLine, false, &declareBatch},
+    {"delete", "Delete records; what belongs to them goes with them.", kChange, kEverywhere, true,
+     &declareDelete},
+    {"batch", "Run commands read from the standard input on one open book.", kChange, kCommandLine, false,
+     &declareBatch},
     {"undo", "Take back the last change.", kChange, kBatch, false, &declareUndo},
     {"redo", "Make the change again that was taken back last.", kChange, kBatch, false, &declareRedo},
     {"save", "Write all changes to the file.", kChange, kBatch, false, &declareSave},
-    {"check", "Look for damage in the file and for faults in the book.", kCheck, kCommandLine, false, &declareCheck},
-    {"password", "Protect the book with a password, or change or remove it.", kChange, kCommandLine, true, &declarePassword},
+    {"check", "Look for damage in the file and for faults in the book.", kCheck, kCommandLine, false,
+     &declareCheck},
+    {"password", "Protect the book with a password, or change or remove it.", kChange, kCommandLine, true,
+     &declarePassword},
 };
 
 struct Run {
