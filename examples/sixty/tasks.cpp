@@ -28,12 +28,12 @@ class Project : public QWDatabaseObject {
 };
 
 constinit const qw::Class Task::kClass = qw::define<Task, QWDatabaseObject>("Task", {.table = "Task"}, [] {
-  return qw::properties(qw::parent<&Task::project_>("project", "tasks"), qw::attribute<&Task::title_>("title"),
-                        qw::attribute<&Task::done_>("done"));
+  return qw::properties(qw::parent<&Task::project_>("project", "tasks"),
+                        qw::attribute<&Task::title_>("title"), qw::attribute<&Task::done_>("done"));
 });
-constinit const qw::Class Project::kClass =
-    qw::define<Project, QWDatabaseObject>("Project", {.table = "Project"},
-                                          [] { return qw::properties(qw::children<&Project::tasks_>("tasks", "project")); });
+constinit const qw::Class Project::kClass = qw::define<Project, QWDatabaseObject>(
+    "Project", {.table = "Project"},
+    [] { return qw::properties(qw::children<&Project::tasks_>("tasks", "project")); });
 
 class ProjectFile : public QWDatabaseManager {
   const qw::Class& rootObjectClass() const override { return Project::kClass; }
@@ -46,7 +46,7 @@ int main(int, char** arguments) {
   if (!file) return std::fprintf(stderr, "%s\n", error.localizedDescription.c_str()), 1;
   auto project = file->rootObjectAs<Project>();
   auto observation = project->observe("tasks.@count", [](const qw::Change& change) {
-    std::printf("%s tasks\n", change.newValue.description().c_str());
+    std::printf("tasks: %s\n", change.newValue.description().c_str());
   });
   auto task = file->create<Task>();
   task->setTitle("Write a model class");

@@ -13,12 +13,18 @@ namespace {
 constexpr std::size_t kMaximumReceipt = std::size_t{16} << 20;
 
 using enum FieldType;
-constexpr Field kExpenseFields[] = {{"date", kDate, true},        {"payee", kText},
-                                    {"amount", kAmount, true},    {"currency", kCurrency, true},
-                                    {"category", kCategory},      {"wallet", kWallet, true},
-                                    {"cleared", kFlag},           {"memo", kText},
-                                    {"warranty", kDuration},      {"receipt", kImage},
-                                    {"month", kText, false, true}, {"year", kText, false, true}};
+constexpr Field kExpenseFields[] = {{"date", kDate, true},
+                                    {"payee", kText},
+                                    {"amount", kAmount, true},
+                                    {"currency", kCurrency, true},
+                                    {"category", kCategory},
+                                    {"wallet", kWallet, true},
+                                    {"cleared", kFlag},
+                                    {"memo", kText},
+                                    {"warranty", kDuration},
+                                    {"receipt", kImage},
+                                    {"month", kText, false, true},
+                                    {"year", kText, false, true}};
 constexpr Field kWalletFields[] = {{"name", kText, true}, {"currency", kCurrency, true}, {"color", kColor}};
 constexpr Field kCategoryFields[] = {
     {"name", kText, true}, {"parent", kCategory},        {"color", kColor},

@@ -4,11 +4,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <numeric>
 
 #include "model/BookCheck.h"
 #include "model/Summary.h"
-#include "platform/Collation.h"
+#include "platform/SortDescriptor.h"
 #include "program/Command.h"
 #include "program/Selection.h"
 #include "program/Terminal.h"
@@ -30,40 +29,27 @@ std::string quoted(const std::string& text) {
   return result + "\"";
 }
 
-/// Sorts by keys joined by ","; one that begins with "-" descends. Texts are ordered as people order them.
+/// Sorts as `SortDescriptor::fromText` says; texts and what has a name are ordered as people order them.
 bool sortRecords(std::vector<QWDatabaseObject*>& records, const std::string& keys, const RecordKind& kind,
                  qw::Error* error) {
-  struct Key {
-    const Field* field;
-    bool descends;
-  };
-  std::vector<Key> chosen;
+  using qw::SortDescriptor;
   if (keys.empty()) return true;
-  for (std::string text : CLI::detail::split(keys, ',')) {
-    const bool descends = text.starts_with('-');
-    const Field* field = kind.field(text.substr(descends ? 1 : 0));
-    if (!field) return fail(error, fmt::format("cannot sort by \"{}\"", text));
-    chosen.push_back({field, descends});
+  auto descriptors = SortDescriptor::fromText(keys, kind.recordClass, error);
+  if (!descriptors) return false;
+  for (SortDescriptor& descriptor : *descriptors) {
+    const Field* field = kind.field(descriptor.keyPath());
+    if (!field || descriptor.comparison() != SortDescriptor::Comparison::kNatural) continue;
+    std::string path = descriptor.keyPath();
+    if (field->type == FieldType::kCategory) path += ".path";
+    if (field->type == FieldType::kWallet) path += ".name";
+    if (field->type == FieldType::kCurrency) path += ".code";
+    descriptor = SortDescriptor(path, descriptor.order(), SortDescriptor::Comparison::kLocalizedStandard);
   }
-  // What is compared is worked out once for each record.
-  std::vector<std::vector<qw::Value>> values(records.size());
-  for (std::size_t i = 0; i < records.size(); ++i)
-    for (const Key& key : chosen) {
-      qw::Value value = records[i]->valueForKey(key.field->key);
-      const bool isText = value.text() || value.object();
-      values[i].push_back(isText ? qw::Value(qw::Collation::sortKey(Records::text(*key.field, *records[i])))
-                                 : std::move(value));
-    }
-  std::vector<std::size_t> order(records.size());
-  std::iota(order.begin(), order.end(), std::size_t{0});
-  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-    for (std::size_t k = 0; k < chosen.size(); ++k)
-      if (const int c = qw::Value::compare(values[a][k], values[b][k]); c != 0)
-        return chosen[k].descends ? c > 0 : c < 0;
-    return false;
-  });
   std::vector<QWDatabaseObject*> sorted;
-  for (const std::size_t i : order) sorted.push_back(records[i]);
+  sorted.reserve(records.size());
+  for (const std::size_t place : SortDescriptor::sortedPlaces(
+           std::vector<const qw::Object*>(records.begin(), records.end()), *descriptors))
+    sorted.push_back(records[place]);
   records = std::move(sorted);
   return true;
 }
@@ -152,7 +138,7 @@ Action declareList(CLI::App& app) {
   options->selection.declareKind(app);
   options->selection.declareConditions(app);
   app.add_option("--sort", options->sort,
-                 "fields to sort by, joined by \",\"; -amount begins with the largest")
+                 "fields or key paths to sort by, as -amount,category.name; \"-\" begins with the largest")
       ->type_name("KEYS");
   app.add_option("--limit", options->limit, "how many at most")->type_name("N");
   app.add_option("--format", options->format, "table, json or csv")

@@ -95,8 +95,7 @@ std::shared_ptr<QWDatabaseObject> Session::recordWithPrefix(std::string_view pre
   std::size_t count = 0;
   if (!wanted.empty())
     store_->objects().forEach([&](const std::shared_ptr<QWDatabaseObject>& object) {
-      char buffer[36];
-      if (!object->ID().view(buffer).starts_with(wanted) || !isRecord(*object)) return;
+      if (!object->ID().text().starts_with(wanted) || !isRecord(*object)) return;
       found = object;
       ++count;
     });

@@ -127,6 +127,7 @@ std::optional<std::string> askSecretly(std::string_view question) {
 }
 
 std::string Table::text() const {
+  if (rows_.empty()) return {};
   std::vector<std::size_t> widths(columns_.size());
   std::vector<std::vector<std::string>> cells;
   double longest = 0;

@@ -91,6 +91,9 @@ int main(int argc, char** argv) {
   } catch (const CLI::CallForAllHelp& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& failure) {
+    const auto words = app.remaining();
+    if (app.get_subcommands().empty() && !words.empty())
+      return fail(fmt::format("there is no command \"{}\"; expenses --help shows them", words.front()));
     return fail(failure.what());
   }
   qw::Error error;

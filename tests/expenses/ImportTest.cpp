@@ -1,0 +1,172 @@
+#include <gmock/gmock.h>
+
+#include "Program.h"
+#include "platform/Decimal.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class ImportTest : public ProgramTest {
+ protected:
+  ImportTest() { succeed({"new", "b", "--wallet", "Account"}); }
+
+  std::string import(const std::string& file, const std::vector<std::string>& options) const {
+    std::vector<std::string> words{"import", "b", file};
+    words.insert(words.end(), options.begin(), options.end());
+    return succeed(words);
+  }
+  qw::Decimal total() const {
+    qw::Decimal sum;
+    for (const std::string& amount : listed("amount")) sum += *qw::Decimal::fromText(amount);
+    return sum;
+  }
+  /// What Python's csv module makes of a file: runs `code` with the records in `rows`, for "count total".
+  std::string python(const std::string& file, const std::string& encoding, const std::string& separator,
+                     const std::string& code) const {
+    write(path("read.py"),
+          "import csv, sys\nfrom decimal import Decimal\n"
+          "rows = list(csv.reader(open(sys.argv[1], encoding=sys.argv[2], newline=''), "
+          "delimiter=sys.argv[3]))\n"
+          "amounts = " +
+              code +
+              "\n"
+              "print(len(amounts), sum(amounts, Decimal(0)).normalize().__format__('f'))\n");
+    const Output output = shell("python3 read.py " + quoted(file) + " " + encoding + " " + quoted(separator));
+    EXPECT_EQ(output.error, "");
+    return output.out;
+  }
+};
+
+TEST_F(ImportTest, ReadsWhatBanksWrite) {
+  write(path("bank.csv"),
+        "Konto;DE00\r\n\r\n\"Tag\";Wer;Betrag;Was;Art\r\n"
+        "01.02.2024;B\xe4"
+        "cker \x80;-1.234,50;\"a;b\r\n\"\"c\"\"\";Essen/Brot\r\n"
+        "02.02.2024;Zoo;7,00 CHF;;\r\n");
+  succeed({"add", "b", "--kind", "currency", "code=CHF", "rate=1"});
+  const std::string out = import(
+      "bank.csv",
+      {"--encoding",    "windows-1252", "--separator",     ";",        "--first-line",  "3",
+       "--date-format", "dd.MM.yyyy",   "--number-format", "1.234,56", "--invert",      "--map",
+       "date=Tag",      "--map",        "payee=Wer",       "--map",    "amount=Betrag", "--map",
+       "memo=Was",      "--map",        "category=Art",    "--set",    "cleared=yes",   "--skip-bad-rows"});
+  EXPECT_THAT(out, HasSubstr("Imported 1 expense "));
+  EXPECT_THAT(out, HasSubstr("row 2: amount: \"7,00 CHF\" is not a number"))
+      << "another currency than the wallet's";
+  EXPECT_THAT(listed("payee"), ElementsAre("Bäcker €"));
+  EXPECT_THAT(listed("memo"), ElementsAre("a;b\r\n\"c\""));
+  EXPECT_THAT(listed("amount"), ElementsAre("1234.5"));
+  EXPECT_THAT(listed("category", {"--where", "category=Essen", "--where", "cleared=yes"}),
+              ElementsAre("Essen/Brot"));
+  EXPECT_THAT(listed("path", {"--kind", "category"}), ElementsAre("Essen", "Essen/Brot"));
+}
+
+TEST_F(ImportTest, ColumnsAreNumberedWithoutAHeaderAndNamedLikeFieldsByDefault) {
+  write(path("plain.csv"), "2024-01-01|Kiosk|1\n2024-01-02|Zoo|2\n");
+  import("plain.csv",
+         {"--no-header", "--separator", "|", "--map", "date=1", "--map", "payee=2", "--map", "amount=3"});
+  succeed({"add", "b", "--kind", "category", "name=Fun"});
+  succeed({"edit", "b", "--where", "payee=Zoo", "category=Fun", "warranty=1 year"});
+  // What list writes is what import reads.
+  write(path("again.csv"), succeed({"list", "b", "--format", "csv"}));
+  succeed({"delete", "b", "--where", "wallet=Account"});
+  import("again.csv", {});
+  EXPECT_THAT(listed("payee"), ElementsAre("Kiosk", "Zoo"));
+  EXPECT_THAT(listed("category"), ElementsAre("", "Fun"));
+  EXPECT_THAT(listed("warranty"), ElementsAre("", "1 year"));
+}
+
+TEST_F(ImportTest, AFailureOrAnUndoLeavesTheBookAsItWas) {
+  write(path("bank.csv"), "date,amount,category\n2024-01-01,1,New\n2024-01-02,2,Newer\n");
+  succeed({"batch", "b"}, "import bank.csv\nundo\n");
+  EXPECT_THAT(listed("ID"), ElementsAre());
+  EXPECT_THAT(listed("ID", {"--kind", "category"}), ElementsAre());
+  write(path("bank.csv"), "date,amount,category\n2024-01-01,1,New\n2024-01-02,2,\xff\n");
+  const std::string before = contents(path("b"));
+  EXPECT_EQ(run({"import", "b", "bank.csv"}).status, 1);
+  EXPECT_EQ(contents(path("b")), before);
+}
+
+/// The files of the demo and of real publishers, held against Python's csv module.
+TEST_F(ImportTest, CountsAndTotalsOfRealFilesAreThoseOfAnotherReader) {
+  if (std::system("python3 -c 'import csv' >/dev/null 2>&1") != 0) GTEST_SKIP() << "needs python3";
+  const char* directory = std::getenv("QW_SHARED_DATA");
+  const std::filesystem::path data = std::filesystem::absolute(directory ? directory : "../shared/data");
+  const std::filesystem::path statement = path("statement.csv");
+  ASSERT_EQ(
+      shell("python3 " + quoted(std::filesystem::absolute("examples/expenses/make_statement.py").string()) +
+            " " + quoted(statement.string()))
+          .status,
+      0);
+  struct Case {
+    std::filesystem::path file;
+    std::string encoding, separator;
+    /// The amounts that the rows hold.
+    std::string code;
+    std::vector<std::string> options;
+  };
+  for (const auto& [file, encoding, separator, code, options] : std::vector<Case>{
+           {statement,
+            "windows-1252",
+            ";",
+            "[-Decimal(r[4].replace('.', '').replace(',', '.')) for r in rows[4:]]",
+            {"--first-line", "4", "--date-format", "dd.MM.yyyy", "--number-format", "1.234,56", "--invert",
+             "--map", "date=Booked", "--map", "payee=Payee", "--map", "memo=Purpose", "--map",
+             "category=Category", "--map", "amount=Amount"}},
+           {data / "dsit-spend-over-25k-2024-07.csv",
+            "windows-1252",
+            ",",
+            "[Decimal(r[5].replace('£', '').replace(',', '')) for r in rows[1:]]",
+            {"--date-format", "dd/MM/yyyy", "--number-format", "1,234.56", "--map", "date=Date of Payment",
+             "--map", "payee=Supplier", "--map", "amount=Amount", "--map", "memo=Description", "--map",
+             "category=Expense Type", "--wallet", "Ministry"}},
+           {data / "bank-ocbc-transaction-history.csv",
+            "ascii",
+            ",",
+            "[Decimal(r[3]) for r in rows[6:] if len(r) == 5 and r[3]]",
+            {"--first-line", "6", "--date-format", "dd/MM/yyyy", "--map", "date=Transaction date", "--map",
+             "payee=Description", "--map", "amount=Withdrawals (SGD)", "--skip-bad-rows"}},
+           {data / "ecb-eurofxref-hist.csv",
+            "ascii",
+            ",",
+            "[Decimal(r[1]) for r in rows[1:]]",
+            {"--map", "date=Date", "--map", "amount=USD"}},
+           {data / "ecb-eurofxref-hist.csv",
+            "ascii",
+            ",",
+            "[Decimal(r[20]) for r in rows[1:] if r[20] != 'N/A']",
+            {"--map", "date=Date", "--map", "amount=ISK", "--skip-bad-rows"}},
+           {data / "bundeswahlleiter-strukturdaten-2017.csv",
+            "windows-1252",
+            ";",
+            "[Decimal(r[4].replace(',', '.')) for r in rows[9:]]",
+            {"--first-line", "9", "--number-format", "1234,56", "--set", "date=2017-09-24", "--map",
+             "payee=Land", "--map", "amount=Fläche am 31.12.2015 (km²)"}},
+           {data / "rki-grippeweb.tsv",
+            "ascii",
+            "\t",
+            "[Decimal(r[6]) for r in rows[1:]]",
+            {"--set", "date=2011-06-01", "--map", "amount=Inzidenz", "--map", "payee=Region", "--map",
+             "category=Saison"}},
+       }) {
+    if (!std::filesystem::exists(file)) continue;
+    SCOPED_TRACE(file.filename().string());
+    std::filesystem::remove(path("b"));
+    succeed({"new", "b", "--wallet", "Account"});
+    succeed({"add", "b", "--kind", "currency", "code=GBP", "symbol=£", "rate=1.2"});
+    succeed({"add", "b", "--kind", "wallet", "name=Ministry", "currency=GBP"});
+    std::vector<std::string> words = options;
+    if (std::find(words.begin(), words.end(), "--wallet") == words.end())
+      words.insert(words.end(), {"--wallet", "Account"});
+    words.insert(words.end(), {"--encoding", encoding == "ascii" ? "us-ascii" : encoding, "--separator",
+                               separator == "\t" ? "tab" : separator});
+    import(file.string(), words);
+    EXPECT_EQ(std::to_string(listed("ID").size()) + " " + total().text() + "\n",
+              python(file.string(), encoding, separator, code));
+    succeed({"check", "b"});
+  }
+}
+
+}  // namespace
