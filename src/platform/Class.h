@@ -45,7 +45,8 @@ struct Property {
   bool (*set)(Object&, const Value&) = nullptr;
   /// Puts back a value exactly as `storedValue` gave it, as undo does. Null for a read-only property.
   bool (*restore)(Object&, const Value&) = nullptr;
-  /// What `restore` takes, where `get` answers something else (a default in the place of nothing). Null: `get`.
+  /// What `restore` takes, where `get` answers something else (a default in the place of nothing). Null:
+  /// `get`.
   Value (*stored)(const Object&) = nullptr;
   /// Keys or key paths of the same object whose changes change this property; the first empty one ends the
   /// list.

@@ -1,10 +1,10 @@
-#include "platform/Resources.h"
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include "platform/Resources.h"
 
 namespace {
 
