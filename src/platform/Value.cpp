@@ -242,7 +242,7 @@ std::size_t Value::hash() const {
     case Kind::kColor:
       return std::hash<std::string>{}(color()->components());
     case Kind::kImage:
-      return 1;
+      return std::hash<std::string_view>{}(image()->png().text());
     case Kind::kObject:
       return object()->hash();
     case Kind::kArray: {
