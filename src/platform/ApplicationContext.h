@@ -34,7 +34,7 @@ struct ApplicationContext {
   /// Draws a new identifier; called from any thread. Without one, identifiers are random.
   IdentifierSource identifierSource;
 
-  /// Follows the XDG Base Directory Specification and the POSIX locale variables; identifier and names are
+  /// Follows the XDG base directories and the POSIX locale variables; identifier and names are
   /// the name of the program's file.
   static ApplicationContext fromEnvironment();
   /// Identifiers in counting order from ...0001, of the form of version 4.
