@@ -101,6 +101,14 @@ TEST_F(CommandsTest, BadInputIsOneLineAndChangesNothing) {
   EXPECT_EQ(contents(path("empty")), "");
 }
 
+TEST_F(CommandsTest, OutputThatIsLostIsAnError) {
+  for (const char* command : {"list b", "list b --format csv", "summary b --by wallet"}) {
+    const Output output = shell("\"$EXPENSES_PROGRAM\" " + std::string(command) + " >/dev/full");
+    EXPECT_EQ(output.status, 1) << command;
+    EXPECT_EQ(output.error, "expenses: cannot write the output\n") << command;
+  }
+}
+
 TEST_F(CommandsTest, EveryCommandHasHelp) {
   EXPECT_THAT(succeed({"--help"}), HasSubstr("summary"));
   for (const char* command :

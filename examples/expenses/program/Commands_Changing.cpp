@@ -35,6 +35,18 @@ std::optional<std::vector<QWDatabaseObject*>> chosenRecords(const std::vector<st
   return records;
 }
 
+/// What to call the records together.
+const RecordKind& commonKind(const std::vector<QWDatabaseObject*>& records) {
+  static constexpr RecordKind kMixed{"record", "records", nullptr, {}};
+  const RecordKind* common = nullptr;
+  for (const QWDatabaseObject* record : records) {
+    const RecordKind* kind = Records::kindOf(*record);
+    if (common && kind != common) return kMixed;
+    common = kind;
+  }
+  return common ? *common : Records::expenses();
+}
+
 /// Why a record may not be deleted; empty when it may.
 std::string whatNeeds(const QWDatabaseObject& record, Book& book) {
   if (&record == &book) return "a file needs its book";
@@ -125,7 +137,7 @@ Action declareEdit(CLI::App& app) {
       }
       if (!values || !Records::set(*record, *values, error)) return false;
     }
-    fmt::print("Changed {}.\n", Records::counted(records->size(), kind ? *kind : Records::expenses()));
+    fmt::print("Changed {}.\n", Records::counted(records->size(), commonKind(*records)));
     return true;
   };
 }
@@ -147,8 +159,7 @@ Action declareDelete(CLI::App& app) {
         return fail(error, fmt::format("{} cannot be deleted: {}", record->ID().text(), need));
     // From the end, so that nothing moves up behind each; what went with its parent is not deleted again.
     for (std::size_t i = records->size(); i-- > 0;) (*records)[i]->deleteObject();
-    const RecordKind* kind = records->empty() ? &Records::expenses() : Records::kindOf(*records->front());
-    fmt::print("Deleted {}.\n", Records::counted(records->size(), *kind));
+    fmt::print("Deleted {}.\n", Records::counted(records->size(), commonKind(*records)));
     return true;
   };
 }

@@ -93,9 +93,15 @@ std::shared_ptr<QWDatabaseObject> Session::recordWithPrefix(std::string_view pre
   if (auto record = store_->objectWithID(wanted); record && isRecord(*record)) return record;
   std::shared_ptr<QWDatabaseObject> found;
   std::size_t count = 0;
+  const auto isMeant = [&](const qw::ObjectID& id) {
+    if (!id.isUUID()) return id.text().starts_with(wanted);
+    char characters[36];  // a text for each of many records would be slow
+    id.uuid().write(characters);
+    return std::string_view(characters, sizeof characters).starts_with(wanted);
+  };
   if (!wanted.empty())
     store_->objects().forEach([&](const std::shared_ptr<QWDatabaseObject>& object) {
-      if (!object->ID().text().starts_with(wanted) || !isRecord(*object)) return;
+      if (!isMeant(object->ID()) || !isRecord(*object)) return;
       found = object;
       ++count;
     });

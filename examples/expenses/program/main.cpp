@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <system_error>
 
 #include "program/Command.h"
 #include "program/Terminal.h"
@@ -97,7 +98,10 @@ int main(int argc, char** argv) {
     return fail(failure.what());
   }
   qw::Error error;
-  if (!execute(run, &error)) return fail(error.localizedDescription);
-  if (std::fflush(stdout) != 0) return fail("cannot write the output");
-  return 0;
+  try {
+    if (!execute(run, &error)) return fail(error.localizedDescription);
+    if (std::fflush(stdout) == 0) return 0;
+  } catch (const std::system_error&) {  // from the output of {fmt}
+  }
+  return fail("cannot write the output");
 }
