@@ -178,8 +178,11 @@ bool QWDatabaseManager::loadStore(qw::Error* error) {
   if (order < 0 && !readOnly_ && !upgrade(storedVersion, error)) return false;
   readFailure_.clear();
   qw::UndoRegistrationDisabled scope(undoManager_.get());
+  // One transaction, so that every table is read in the same state, whoever writes meanwhile.
+  if (!execute("BEGIN", "the load", error)) return false;
   loadData();
   removeAllObjectRequests();
+  sqlite3_exec(database_, "COMMIT", nullptr, nullptr, nullptr);
   // What was not read must not be taken for deleted.
   if (!readFailure_.empty()) return failToRead(error);
   // A store that was made but never saved has no root object yet.
