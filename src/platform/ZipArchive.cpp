@@ -207,7 +207,8 @@ std::optional<std::vector<Entry>> checkedEntries(zip_t* archive, const fs::path&
   std::uint64_t expandedSize = 0;
   for (zip_uint64_t index = 0; index < static_cast<zip_uint64_t>(count); ++index) {
     zip_stat_t status;
-    constexpr zip_uint64_t kNeeded = ZIP_STAT_NAME | ZIP_STAT_SIZE | ZIP_STAT_ENCRYPTION_METHOD;
+    constexpr zip_uint64_t kNeeded =
+        ZIP_STAT_NAME | ZIP_STAT_SIZE | ZIP_STAT_COMP_METHOD | ZIP_STAT_ENCRYPTION_METHOD;
     if (zip_stat_index(archive, index, 0, &status) != 0 || (status.valid & kNeeded) != kNeeded) {
       return bad("Archive.Damaged", zip_strerror(archive));
     }
@@ -217,6 +218,12 @@ std::optional<std::vector<Entry>> checkedEntries(zip_t* archive, const fs::path&
     const bool isDirectory = name.back() == '/';
     if (isDirectory) name.pop_back();
     if (!names.add(name, isDirectory)) return bad("Archive.DuplicateName", name);
+    // Not left to the opening of the entry: libzip 1.7 leaks the archive when it cannot decrypt.
+    if (zip_compression_method_supported(status.comp_method, 0) == 0 ||
+        (status.encryption_method != ZIP_EM_NONE &&
+         zip_encryption_method_supported(status.encryption_method, 0) == 0)) {
+      return bad("Archive.Unreadable", name);
+    }
     if (status.size > bound - expandedSize) return bad(kTooLarge);
     expandedSize += status.size;
     entries.push_back(

@@ -87,9 +87,12 @@ std::optional<qw::Data> dataFromBase64String(std::string_view text) {
     }
   }
   const std::uint32_t unusedBits = bits & ((1u << count) - 1);
-  // Groups of four, of which the padding replaces exactly the characters that carry no bits.
-  if (characters % 4 != 0 || unusedBits != 0 || padding != static_cast<std::size_t>(count) / 2)
+  // Groups of four, of which the padding replaces exactly the characters that carry no bits; one character
+  // alone carries no byte.
+  if (characters % 4 != 0 || unusedBits != 0 || count == 6 ||
+      padding != static_cast<std::size_t>(count) / 2) {
     return std::nullopt;
+  }
   return qw::Data(std::move(bytes));
 }
 
