@@ -10,8 +10,6 @@ namespace QWDateAdditions {
 
 namespace {
 
-constexpr std::int64_t kLastSecond = UserCalendar::kSecondsPerDay - 1;
-
 UserCalendar::Fields fields(qw::Date date) {
   UserCalendar& calendar = UserCalendar::current();
   return calendar.fields(calendar.localTime(date).day);
@@ -21,11 +19,18 @@ int secondOfDay(qw::Date date) {
   return static_cast<int>(UserCalendar::current().localTime(date).secondOfDay);
 }
 
-// The given second of the day that `choose` makes of the date's day.
+// The first moment of the day that `choose` makes of the date's day.
 template <class Choose>
-qw::Date moved(qw::Date date, std::int64_t second, Choose choose) {
+qw::Date startOf(qw::Date date, Choose choose) {
   UserCalendar& calendar = UserCalendar::current();
-  return calendar.date(choose(calendar, calendar.localTime(date).day), second);
+  return calendar.date(choose(calendar, calendar.localTime(date).day), 0);
+}
+
+// The last second of that day: where a clock change repeats an hour before midnight, that of the repetition.
+template <class Choose>
+qw::Date endOf(qw::Date date, Choose choose) {
+  return startOf(date, [&](UserCalendar& calendar, std::int64_t day) { return choose(calendar, day) + 1; })
+      .addingSeconds(-1);
 }
 
 }  // namespace
@@ -81,38 +86,35 @@ qw::Date dateByAddingYears(qw::Date date, std::int64_t years, std::int64_t month
 }
 
 qw::Date startOfDay(qw::Date date) {
-  return moved(date, 0, [](UserCalendar&, std::int64_t day) { return day; });
+  return startOf(date, [](UserCalendar&, std::int64_t day) { return day; });
 }
 
 qw::Date endOfDay(qw::Date date) {
-  return moved(date, kLastSecond, [](UserCalendar&, std::int64_t day) { return day; });
+  return endOf(date, [](UserCalendar&, std::int64_t day) { return day; });
 }
 
 qw::Date startOfWeek(qw::Date date) {
-  return moved(date, 0, [](UserCalendar& calendar, std::int64_t day) { return calendar.firstOfWeek(day); });
+  return startOf(date, [](UserCalendar& calendar, std::int64_t day) { return calendar.firstOfWeek(day); });
 }
 
 qw::Date endOfWeek(qw::Date date) {
-  return moved(date, kLastSecond,
-               [](UserCalendar& calendar, std::int64_t day) { return calendar.firstOfWeek(day) + 6; });
+  return endOf(date, [](UserCalendar& calendar, std::int64_t day) { return calendar.firstOfWeek(day) + 6; });
 }
 
 qw::Date startOfMonth(qw::Date date) {
-  return moved(date, 0, [](UserCalendar& calendar, std::int64_t day) { return calendar.firstOfMonth(day); });
+  return startOf(date, [](UserCalendar& calendar, std::int64_t day) { return calendar.firstOfMonth(day); });
 }
 
 qw::Date endOfMonth(qw::Date date) {
-  return moved(date, kLastSecond,
-               [](UserCalendar& calendar, std::int64_t day) { return calendar.lastOfMonth(day); });
+  return endOf(date, [](UserCalendar& calendar, std::int64_t day) { return calendar.lastOfMonth(day); });
 }
 
 qw::Date startOfYear(qw::Date date) {
-  return moved(date, 0, [](UserCalendar& calendar, std::int64_t day) { return calendar.firstOfYear(day); });
+  return startOf(date, [](UserCalendar& calendar, std::int64_t day) { return calendar.firstOfYear(day); });
 }
 
 qw::Date endOfYear(qw::Date date) {
-  return moved(date, kLastSecond,
-               [](UserCalendar& calendar, std::int64_t day) { return calendar.lastOfYear(day); });
+  return endOf(date, [](UserCalendar& calendar, std::int64_t day) { return calendar.lastOfYear(day); });
 }
 
 std::optional<qw::Date> updateFromTimeZoneWithName(qw::Date date, std::string_view name) {

@@ -80,9 +80,9 @@ TEST(QWDateAdditionsTest, AgreesWithICUsCalendars) {
       ASSERT_EQ(startOfDay(date), icuDate());
       calendar->set(UCAL_DATE, 1);
       ASSERT_EQ(startOfMonth(date), icuDate());
-      calendar->set(UCAL_DATE, calendar->getActualMaximum(UCAL_DATE, status));
-      setTime(23, 59, 59);
-      ASSERT_EQ(endOfMonth(date), icuDate());
+      calendar->add(UCAL_MONTH, 1, status);
+      setTime(0, 0, 0);
+      ASSERT_EQ(endOfMonth(date), icuDate().addingSeconds(-1));
       set(date);
       calendar->set(UCAL_DAY_OF_YEAR, 1);
       setTime(0, 0, 0);
@@ -181,6 +181,33 @@ TEST(QWDateAdditionsTest, ADayWithoutMidnightBeginsWithItsFirstTime) {
   EXPECT_EQ(localText(startOfDay(date)), "2017-10-15 01:00:00");
   EXPECT_EQ(startOfDay(date), QWDateAdditions::dateWithYear(2017, 10, 15));
   EXPECT_EQ(startOfDay(startOfDay(date)), startOfDay(date));
+}
+
+TEST(QWDateAdditionsTest, NoMomentLiesBetweenTwoDays) {
+  const struct {
+    const char *zone, *begin;
+    std::int64_t days;
+  } cases[] = {{"America/Sao_Paulo", "2017-10-13 00:00:00", 4},  // midnight skipped
+               {"America/Sao_Paulo", "2018-02-16 00:00:00", 4},  // the hour before midnight twice
+               {"America/Havana", "2023-11-03 00:00:00", 4},     // midnight twice
+               {"Australia/Lord_Howe", "2024-04-05 00:00:00", 4},
+               {"Asia/Kathmandu", "1985-12-30 00:00:00", 4},  // a quarter of an hour skipped
+               {"Pacific/Apia", "2011-12-28 00:00:00", 3}};   // a day skipped
+  for (const auto& c : cases) {
+    const User user("en_US", c.zone);
+    const Date begin = local(c.begin), end = begin.addingSeconds(4 * 86'400);
+    std::int64_t days = 0;
+    for (Date day = begin; day < end; day = endOfDay(day).addingSeconds(1)) {
+      SCOPED_TRACE(std::string(c.zone) + " " + localText(day));
+      ++days;
+      ASSERT_EQ(startOfDay(day), day);
+      for (Date date = day; date <= endOfDay(day); date = date.addingSeconds(599)) {
+        ASSERT_EQ(startOfDay(date), day);
+        ASSERT_EQ(endOfDay(date), endOfDay(day));
+      }
+    }
+    EXPECT_GE(days, c.days) << c.zone;
+  }
 }
 
 TEST(QWDateAdditionsTest, NumbersBeyondTheirRangeCountOn) {
