@@ -23,22 +23,22 @@ namespace qw {
 class Presenter {
  public:
   struct Choice {
-    std::string title;
+    std::string title{};
     bool isEnabled = true;
   };
   /// A question with buttons and, if there are choices, a selector of one of them.
   struct Question {
-    std::string title;
-    std::string message;
+    std::string title{};
+    std::string message{};
     /// Without one, the presenter shows its own for confirming.
-    std::vector<std::string> buttons;
+    std::vector<std::string> buttons{};
     /// Indexes in `buttons`: what the return and escape keys press.
     std::size_t defaultButton = 0;
     std::size_t cancelButton = 0;
-    std::vector<Choice> choices;
+    std::vector<Choice> choices{};
     std::size_t selectedChoice = 0;
-    std::optional<Image> icon;
-    std::shared_ptr<Object> accessory;
+    std::optional<Image> icon{};
+    std::shared_ptr<Object> accessory{};
   };
   struct Answer {
     std::size_t button = 0;
@@ -46,28 +46,28 @@ class Presenter {
     friend bool operator==(const Answer&, const Answer&) = default;
   };
   struct OpenRequest {
-    std::string title;
+    std::string title{};
     /// The text of the confirming button.
-    std::string prompt;
+    std::string prompt{};
     /// Extensions without a dot, "" for files without one; none allows every file.
-    std::vector<std::string> fileTypes;
+    std::vector<std::string> fileTypes{};
     bool choosesDirectories = false;
     bool allowsMultipleSelection = false;
     /// Where to begin; empty leaves it to the presenter.
-    std::filesystem::path directory;
-    std::shared_ptr<Object> accessory;
+    std::filesystem::path directory{};
+    std::shared_ptr<Object> accessory{};
   };
   struct SaveRequest {
-    std::string title;
-    std::string prompt;
-    std::string suggestedName;
-    std::vector<std::string> fileTypes;
-    std::filesystem::path directory;
-    std::shared_ptr<Object> accessory;
+    std::string title{};
+    std::string prompt{};
+    std::string suggestedName{};
+    std::vector<std::string> fileTypes{};
+    std::filesystem::path directory{};
+    std::shared_ptr<Object> accessory{};
   };
   struct PasswordRequest {
-    std::string title;
-    std::string message;
+    std::string title{};
+    std::string message{};
   };
   /// An indication of work in progress, which disappears when it is destroyed.
   class Progress {

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <unicode/ucnv.h>
+#include <unicode/ucsdet.h>
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
@@ -334,6 +335,33 @@ bool failInvalid(const Charset& charset, std::string_view bytes, std::size_t off
                                     {charset.name, std::to_string(offset), fmt::format("{:02X}", byte)}));
 }
 
+/// By the statistics of ICU, the likeliest first.
+std::vector<TextEncoding> likelyEncodings(std::string_view bytes) {
+  // The detector looks at the first 8,000 bytes: they are taken from where the letters are that tell.
+  constexpr std::size_t kSample = 8000;
+  const auto isTelling = [](char c) { return (c & 0x80) != 0; };
+  const auto telling = std::find_if(bytes.begin(), bytes.end(), isTelling) - bytes.begin();
+  const std::size_t line = bytes.substr(0, static_cast<std::size_t>(telling)).rfind('\n');
+  const std::string_view sample = bytes.substr(line == bytes.npos ? 0 : line + 1, kSample);
+
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<UCharsetDetector, decltype(&ucsdet_close)> detector(ucsdet_open(&status),
+                                                                            &ucsdet_close);
+  ucsdet_setText(detector.get(), sample.data(), static_cast<std::int32_t>(sample.size()), &status);
+  std::int32_t count = 0;
+  const UCharsetMatch** matches = ucsdet_detectAll(detector.get(), &count, &status);
+  std::vector<TextEncoding> likely;
+  for (std::int32_t i = 0; U_SUCCESS(status) && i < count; ++i) {
+    constexpr std::int32_t kDoubtful = 30;  // percent
+    if (ucsdet_getConfidence(matches[i], &status) < kDoubtful) break;
+    const char* name = ucsdet_getName(matches[i], &status);
+    // What is called Latin 1 is windows-1252 as a rule, which has the same letters and some more.
+    const auto encoding = TextEncoding::named(std::string_view(name) == "ISO-8859-1" ? "windows-1252" : name);
+    if (encoding) likely.push_back(*encoding);
+  }
+  return likely;
+}
+
 bool failUnavailable(const Charset& charset, Error* error) {
   return Error::set(error, TextEncoding::kErrorDomain, TextEncoding::kUnavailable,
                     Localization::frameworkFormat("Encoding.Unavailable", {charset.name}));
@@ -358,6 +386,19 @@ std::optional<TextEncoding> TextEncoding::named(std::string_view name) {
     if (own && std::strcmp(own, converter) == 0) return TextEncoding(&charset);
   }
   return {};
+}
+
+TextEncoding TextEncoding::guess(std::string_view bytes) {
+  for (const Charset& charset : kCharsets)
+    if (!charset.mark.empty() && bytes.starts_with(charset.mark)) return TextEncoding(&charset);
+  // Text of two bytes a character holds zeros in one of them, which no other text does.
+  const std::size_t zero = bytes.find('\0');
+  if (zero != bytes.npos && bytes.size() % 2 == 0) return *named(zero % 2 == 0 ? "UTF-16BE" : "UTF-16LE");
+  if (validUTF8Length(bytes) == bytes.size()) return utf8();
+  for (const TextEncoding likely : likelyEncodings(bytes))
+    if (likely.decode(bytes)) return likely;
+  const TextEncoding usual = *named("windows-1252");
+  return usual.decode(bytes) ? usual : *named("macintosh");
 }
 
 std::string_view TextEncoding::name() const { return charset_->name; }

@@ -31,6 +31,11 @@ class TextEncoding {
   /// not one of the 33 that are supported.
   static std::optional<TextEncoding> named(std::string_view name);
 
+  /// The encoding that bytes are most likely in: that of a byte-order mark, UTF-16 where there are zeros,
+  /// UTF-8 if they are valid, or else what the frequencies of their characters speak for, and in doubt
+  /// windows-1252 or macintosh. UTF-16 is not checked.
+  static TextEncoding guess(std::string_view bytes);
+
   /// Its preferred IANA name, for instance "UTF-8".
   std::string_view name() const;
 

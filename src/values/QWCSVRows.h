@@ -37,6 +37,8 @@ class QWCSVRows {
   Iterator begin() const;
   Iterator end() const;
 
+  /// The text that was read.
+  std::string_view text() const { return text_; }
   /// Whether rows answer by column name.
   bool hasHeader() const { return hasHeader_; }
   /// The column names, empty without a header.
@@ -98,6 +100,8 @@ class QWCSVRows::Row {
   std::size_t size() const { return static_cast<std::size_t>((&record_)[1].firstField - record_.firstField); }
   /// The text of a field without its quotes. Requires: index < size().
   std::string_view operator[](std::size_t index) const { return rows_.field(record_, index); }
+  /// Where the record begins in the text that was read.
+  std::size_t offset() const { return record_.start; }
   /// The field of a column, none if the header has no such name or the record ends before it.
   std::optional<std::string_view> value(std::string_view column) const;
   /// The fields as values that outlive the rows: an array, or with a header a dictionary.

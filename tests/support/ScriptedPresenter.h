@@ -38,6 +38,9 @@ class ScriptedPresenter : public qw::Presenter {
     script_.push_back(std::move(step));
   }
 
+  /// What the user does with a question's accessory before answering.
+  std::function<void(const Question&)> whenAsked;
+
   std::vector<Question> questions;
   std::vector<OpenRequest> openRequests;
   std::vector<SaveRequest> saveRequests;
@@ -46,6 +49,7 @@ class ScriptedPresenter : public qw::Presenter {
 
   void ask(const Question& question, std::function<void(Answer)> completion) override {
     questions.push_back(question);
+    if (whenAsked) whenAsked(question);
     const Step step = next(Step::Kind::kPress, question.title);
     Answer answer{question.cancelButton, step.choice == kKeepChoice ? question.selectedChoice : step.choice};
     if (step.choice != kKeepChoice) {

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/Date.h"
+#include "platform/Decimal.h"
+#include "values/QWCSVRows.h"
+#include "values/QWDateFormatter.h"
+#include "values/QWNumberFormatter.h"
+
+/// Reads the rows of an import one after the other, field by field through the mapping and the parsers, and
+/// keeps an account of what was refused. Uses what it is given, all of which has to outlive it; one thread.
+///
+///     CSVRecordReader reader(*rows, *mapping, *dates, *numbers, importer.options().firstLine());
+///     const auto date = reader.column("date"), amount = reader.column("amount");
+///     while (reader.next()) {
+///       const auto day = reader.date(date);
+///       const auto sum = reader.number(amount);
+///       if (!day) reader.reject(date, "a date is needed");
+///       if (!reader.isRejected()) book.addExpense(*day, sum.value_or(0));
+///     }
+class CSVRecordReader {
+ public:
+  /// Why a field was refused.
+  struct Rejection {
+    /// The line of the file that the row begins in, counted from 1.
+    std::size_t line = 0;
+    /// The column's name, empty when it is not mapped.
+    std::string column;
+    std::string text;
+    /// A sentence for the user.
+    std::string reason;
+  };
+  /// How many rejections are kept; `rejectedRows` counts on.
+  static constexpr std::size_t kMaximumRejections = 1000;
+
+  /// A mapped column, or one that the file does not have.
+  class Column {
+   public:
+    bool isMapped() const { return index_.has_value(); }
+
+   private:
+    friend CSVRecordReader;
+    std::optional<std::size_t> index_;
+    std::string name_;
+  };
+
+  /// `firstLine` is the number of the file's line that the rows begin with.
+  CSVRecordReader(const QWCSVRows& rows, const std::map<std::string, std::string, std::less<>>& mapping,
+                  QWDateFormatter& dateFormatter, QWNumberFormatter& numberFormatter,
+                  std::size_t firstLine = 1);
+
+  Column column(std::string_view keyPath) const;
+
+  /// Goes to the first or the next row; false behind the last one.
+  bool next();
+  /// The number of rows read so far, this one included.
+  std::size_t position() const { return position_; }
+  /// The line of the file that this row begins in, counted from 1.
+  std::size_t line();
+
+  /// The field as it stands, empty when the row has none. Valid as long as the rows are.
+  std::string_view text(const Column& column) const;
+  /// None for a blank field, and for one that is refused, which rejects the row.
+  std::optional<qw::Date> date(const Column& column);
+  std::optional<qw::Decimal> number(const Column& column);
+
+  /// Rejects this row for a reason of the caller's.
+  void reject(const Column& column, std::string reason);
+  bool isRejected() const { return isRejected_; }
+  /// How many rows were rejected, and why the first of them were, in the order of the rows.
+  std::size_t rejectedRows() const { return rejectedRows_; }
+  const std::vector<Rejection>& rejections() const { return rejections_; }
+
+ private:
+  template <class T, class Formatter>
+  std::optional<T> parsed(const Column& column, Formatter& formatter, std::string_view reason);
+
+  const QWCSVRows& rows_;
+  const std::map<std::string, std::string, std::less<>>& mapping_;
+  QWDateFormatter& dateFormatter_;
+  QWNumberFormatter& numberFormatter_;
+  std::size_t position_ = 0;
+  std::size_t countedTo_ = 0;  // in the rows' text, up to which line_ has counted
+  std::size_t line_;
+  bool isRejected_ = false;
+  std::size_t rejectedRows_ = 0;
+  std::vector<Rejection> rejections_;
+};
