@@ -15,6 +15,8 @@
 
 #include "platform/ApplicationContext.h"
 #include "platform/CivilDate.h"
+#include "platform/Clock.h"
+#include "platform/Localization.h"
 #include "platform/PerThread.h"
 #include "platform/TimeZone.h"
 #include "values/DatePattern.h"
@@ -100,7 +102,9 @@ class QWDateFormatter::Engine {
       if (const auto date = plain_->read(text)) return date;
     }
     std::optional<qw::Date> date = readByICU(text);
-    if (!date || !isGregorian_) return date;
+    if (!date) return date;
+    // Some fields of other calendars ICU writes but misreads, as years with cyclic names.
+    if (!isGregorian_) return readByICU(write(*date)) == date ? date : std::nullopt;
     const std::int64_t local = zone_->localFromUTC(date->seconds());
     const CivilDate day = CivilDate::fromDays(qw::floorDivide(local, CivilDate::kSecondsPerDay));
     if (day.year >= 0 && day.year <= 99) {
@@ -261,14 +265,22 @@ std::string QWDateFormatter::dateFormat() const { return engine().pattern(); }
 
 std::string QWDateFormatter::stringFromDate(qw::Date date) const { return engine().write(date); }
 
-bool QWDateFormatter::getObjectValue(std::optional<qw::Date>& value, std::string_view text) const {
+bool QWDateFormatter::getObjectValue(std::optional<qw::Date>& value, std::string_view text,
+                                     qw::Error* error) const {
   value.reset();
-  if (text.size() > kMaxTextSize) return false;
-  text = trimmed(text);
-  if (text.empty()) return true;
-  value = engine().read(text);
-  if (!value) value = dateFromDigits(text);
-  return value.has_value();
+  if (text.size() <= kMaxTextSize) {
+    text = trimmed(text);
+    if (text.empty()) return true;
+    value = engine().read(text);
+    if (!value) value = dateFromDigits(text);
+    if (value) return true;
+  }
+  if (!error) return false;
+  const std::string form = stringFromDate(qw::Clock::now());
+  const bool isBad = form.empty();
+  return qw::Error::set(error, kErrorDomain, isBad ? kBadFormat : kUnreadable,
+                        qw::Localization::frameworkFormat(isBad ? "Date.BadFormat" : "Date.Unreadable",
+                                                          {isBad ? settings_.text : form}));
 }
 
 std::optional<qw::Date> QWDateFormatter::dateFromDigits(std::string_view text) const {

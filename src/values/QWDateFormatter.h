@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "platform/Date.h"
+#include "platform/Error.h"
 
 /// Writes dates for people and reads what people type, by the styles of a locale or by a pattern of Unicode
 /// TR 35, in the calendar of the locale (the Gregorian one proleptic) and the time zone in force. A value
@@ -22,6 +23,9 @@ class QWDateFormatter {
   /// such a text is not read.
   static constexpr std::size_t kMaxFormatSize = 256;
   static constexpr std::size_t kMaxTextSize = 1024;
+
+  static constexpr std::string_view kErrorDomain = "QWDateFormatter";
+  enum ErrorCode { kUnreadable = 1, kBadFormat = 2 };
 
   /// With the short date style, no time style and the user's locale.
   QWDateFormatter();
@@ -53,7 +57,8 @@ class QWDateFormatter {
   /// year in the format: the day (1 or 2 digits), day and month (4), or all three (6 or 8), with the parts
   /// that are missing taken from the current date. A time that a clock change skips moves forward by the gap;
   /// of one that occurs twice, the first is meant. Answers false, with no value, for any other text.
-  bool getObjectValue(std::optional<qw::Date>& value, std::string_view text) const;
+  bool getObjectValue(std::optional<qw::Date>& value, std::string_view text,
+                      qw::Error* error = nullptr) const;
 
   /// By styles, and by format, in the user's locale.
   static std::string formatDate(qw::Date date, Style dateStyle, Style timeStyle = Style::kNone);

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <random>
 #include <string>
 
@@ -127,6 +130,156 @@ TEST_F(QWDateFormatterTest, AnEmptyTextHasNoValueAndIsWell) {
   EXPECT_FALSE(formatter.getObjectValue(value, "x"));
   EXPECT_EQ(value, std::nullopt);
   EXPECT_FALSE(formatter.getObjectValue(value, "1/1/2024" + std::string(10'000'000, ' ')));
+}
+
+TEST_F(QWDateFormatterTest, TellsWhatItExpected) {
+  QWDateFormatter formatter;
+  std::optional<Date> value;
+  qw::Error error;
+  EXPECT_FALSE(formatter.getObjectValue(value, "tomorrow", &error));
+  EXPECT_EQ(error.code, QWDateFormatter::kUnreadable);
+  EXPECT_EQ(error.localizedDescription, "This is not a date of the form “11/21/26”.");
+  formatter.setDateFormat("no format");
+  EXPECT_EQ(formatter.stringFromDate(Date()), "");
+  EXPECT_FALSE(formatter.getObjectValue(value, "1/1/2024", &error));
+  EXPECT_EQ(error.code, QWDateFormatter::kBadFormat);
+  EXPECT_EQ(error.localizedDescription, "The date format “no format” cannot be used.");
+  formatter.setDateFormat(std::string(10'000'000, 'd'));
+  EXPECT_FALSE(formatter.getObjectValue(value, "1/1/2024"));
+}
+
+TEST_F(QWDateFormatterTest, FollowsTheUser) {
+  QWDateFormatter formatter;
+  formatter.setTimeStyle(Style::kShort);
+  const Date date = local("2024-03-15 23:30:00");
+  const qw::TimeZone::Override zone("Asia/Kathmandu");
+  useLocale("en_GB");
+  EXPECT_EQ(formatter.stringFromDate(date), "16/03/2024, 04:15");
+  QWDateFormatter copy = formatter;
+  copy.setLocale("fr_FR");
+  EXPECT_EQ(copy.stringFromDate(date), "16/03/2024 04:15");
+  EXPECT_EQ(formatter.dateFormat(), "dd/MM/y, HH:mm");
+  copy.setDateFormat("y");
+  EXPECT_EQ(copy.dateFormat(), "y");
+  copy.setTimeStyle(Style::kNone);
+  EXPECT_EQ(copy.dateFormat(), "dd/MM/y");
+}
+
+TEST_F(QWDateFormatterTest, WhatItWritesItReads) {
+  const Date date = local("2024-03-05 15:04:00");
+  for (const char* locale : {"en_US",
+                             "en_GB",
+                             "de_DE",
+                             "fr_CH",
+                             "es_MX",
+                             "pt_BR",
+                             "ru_RU",
+                             "cs_CZ",
+                             "hu_HU",
+                             "lv_LV",
+                             "fi_FI",
+                             "tr_TR",
+                             "el_GR",
+                             "ar_EG",
+                             "fa_IR",
+                             "he_IL",
+                             "he_IL@calendar=hebrew",
+                             "hi_IN",
+                             "th_TH",
+                             "vi_VN",
+                             "ja_JP",
+                             "ko_KR",
+                             "ja_JP@calendar=japanese",
+                             "zh_CN",
+                             "bg_BG",
+                             "am_ET@calendar=ethiopic"}) {
+    useLocale(locale);
+    for (const Style style : {Style::kShort, Style::kMedium, Style::kLong, Style::kFull}) {
+      for (const Style time : {Style::kNone, Style::kShort}) {
+        const std::string text = QWDateFormatter::formatDate(date, style, time);
+        const auto read = QWDateFormatter::parseString(text, style, time);
+        EXPECT_EQ(shown(read), time == Style::kNone ? "2024-03-05 00:00:00" : "2024-03-05 15:04:00")
+            << locale << " " << text;
+      }
+    }
+  }
+}
+
+TEST_F(QWDateFormatterTest, NoYearIsTakenForAnother) {
+  useLocale("zh_CN@calendar=chinese");
+  const Date date = local("2024-03-05");
+  const auto read =
+      QWDateFormatter::parseString(QWDateFormatter::formatDate(date, Style::kLong), Style::kLong);
+  EXPECT_EQ(read.value_or(date), date);
+}
+
+// A format with an invisible mark behind it means the same, but is none of the plain ones.
+TEST_F(QWDateFormatterTest, PlainFormatsAreReadAndWrittenAsAllOthers) {
+  constexpr std::string_view kSomething = "0123456789./- :'TdM+x";
+  std::mt19937 random(5);
+  std::size_t read = 0;
+  for (const char* zoneName : {"Europe/Berlin", "America/Sao_Paulo", "Pacific/Apia", "Asia/Kathmandu"}) {
+    const qw::TimeZone::Override zone(zoneName);
+    for (const char* format : {"dd.MM.yyyy", "d.M.yy", "M/d/y", "yyyy-MM-dd", "yyyy/M/d", "d-M-yyy",
+                               "d. M. y.", "'on' yy.MM.dd", "yyyy-MM-dd'T'HH:mm:ss", "dd.MM.yyyy HH:mm"}) {
+      QWDateFormatter plain, full;
+      plain.setDateFormat(format);
+      full.setDateFormat(std::string(format) + "\u200E");
+      for (int i = 0; i < 3000; ++i) {
+        constexpr std::int64_t kYears = 3000;
+        const Date date =
+            Date::fromSeconds(static_cast<std::int64_t>(random()) % (kYears * 31'556'952) - 62'000'000'000);
+        std::string text = plain.stringFromDate(date);
+        ASSERT_EQ(text + "\u200E", full.stringFromDate(date)) << format;
+        for (auto changes = random() % 3; changes > 0; --changes) {
+          const std::size_t at = random() % text.size();
+          const char c = kSomething[random() % kSomething.size()];
+          if (random() % 2 == 0) {
+            text[at] = c;
+          } else {
+            text.erase(at, 1);
+            if (text.empty() || random() % 2 == 0) text.insert(std::min(at, text.size()), 1, c);
+          }
+        }
+        std::optional<Date> value, expected;
+        const bool isRead = plain.getObjectValue(value, text);
+        ASSERT_EQ(isRead, full.getObjectValue(expected, text)) << format << " <" << text << ">";
+        ASSERT_EQ(value, expected) << format << " <" << text << "> " << shown(value) << " "
+                                   << shown(expected);
+        if (isRead) ++read;
+      }
+    }
+  }
+  EXPECT_GT(read, 50'000U);
+}
+
+TEST_F(QWDateFormatterTest, TimesOfClockChangesAreRead) {
+  const struct {
+    const char *zone, *text, *date;
+  } cases[] = {{"Europe/Berlin", "31.03.2024 02:30", "2024-03-31 03:30:00"},
+               {"America/Sao_Paulo", "15.10.2017 00:00", "2017-10-15 01:00:00"},
+               {"Pacific/Apia", "30.12.2011 12:00", "2011-12-31 12:00:00"}};
+  for (const auto& c : cases) {
+    const qw::TimeZone::Override zone(c.zone);
+    for (const char* format : {"dd.MM.yyyy HH:mm", "dd.MM.yyyy HH:mm\u200E"}) {
+      EXPECT_EQ(shown(QWDateFormatter::parseString(c.text, format)), c.date) << c.zone;
+    }
+  }
+  // Of half past two that occurs twice, the first.
+  EXPECT_EQ(QWDateFormatter::parseString("27.10.2024 02:30", "dd.MM.yyyy HH:mm"),
+            qw::DateText::readDateTime("2024-10-27 00:30:00"));
+}
+
+TEST_F(QWDateFormatterTest, EveryDateIsWrittenAndFarYearsAreRefused) {
+  for (const char* locale : {"en_US", "ja_JP@calendar=japanese", "he_IL@calendar=hebrew", "fa_IR",
+                             "zh_CN@calendar=chinese", "ar_SA@calendar=islamic", "hi_IN@calendar=indian"}) {
+    useLocale(locale);
+    for (const std::int64_t end :
+         {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()}) {
+      EXPECT_NE(QWDateFormatter::formatDate(Date::fromMicroseconds(end), Style::kLong, Style::kShort), "");
+    }
+  }
+  EXPECT_EQ(QWDateFormatter::parseString("1.1.5000000", "d.M.yyyy"), std::nullopt);
 }
 
 }  // namespace
