@@ -78,6 +78,12 @@ bool DatePattern::has(std::string_view letters) const {
                      [&](const Part& part) { return part.letter != 0 && contains(letters, part.letter); });
 }
 
+bool DatePattern::hasNumericMonth() const {
+  for (std::size_t i = 0; i < parts_.size(); ++i)
+    if (contains("ML", parts_[i].letter) && isNumeric(i)) return true;
+  return false;
+}
+
 std::size_t DatePattern::position(char letter) const {
   const auto found =
       std::find_if(parts_.begin(), parts_.end(), [&](const Part& part) { return part.letter == letter; });

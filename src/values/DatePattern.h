@@ -23,6 +23,7 @@ class DatePattern {
   explicit DatePattern(std::string_view pattern);
 
   bool has(std::string_view letters) const;
+  bool hasNumericMonth() const;
   /// Where the first field of a letter stands among the parts; beyond them all without one.
   std::size_t position(char letter) const;
 

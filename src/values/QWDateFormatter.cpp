@@ -103,8 +103,7 @@ class QWDateFormatter::Engine {
     }
     std::optional<qw::Date> date = readByICU(text);
     if (!date) return date;
-    // Some fields of other calendars ICU writes but misreads, as years with cyclic names.
-    if (!isGregorian_) return readByICU(write(*date)) == date ? date : std::nullopt;
+    if (!isGregorian_) return !isMisread_ || write(*date) == text ? date : std::nullopt;
     const std::int64_t local = zone_->localFromUTC(date->seconds());
     const CivilDate day = CivilDate::fromDays(qw::floorDivide(local, CivilDate::kSecondsPerDay));
     if (day.year >= 0 && day.year <= 99) {
@@ -163,6 +162,10 @@ class QWDateFormatter::Engine {
     reader_->applyPattern(
         utf16(layout_.forReading(isGregorian_ ? DatePattern::Years::gregorian : DatePattern::Years::other)));
     namesZone_ = layout_.has("zZvVXxO");
+    // In calendars with leap months, ICU takes years with cyclic names ("2024甲辰年") and the numbers of
+    // months for others; what it takes them for shows when it is written again.
+    const std::string_view calendar = writer_->getCalendar()->getType();
+    isMisread_ = layout_.has("U") || (calendar == "hebrew" && layout_.hasNumericMonth());
     // A wall time that the zone skips is an error to a strict calendar, so the text is read as a time of GMT.
     if (!namesZone_) reader_->setTimeZone(*icu::TimeZone::getGMT());
     // Every number in its range, and names in full; blanks between the parts are free.
@@ -211,6 +214,7 @@ class QWDateFormatter::Engine {
   const qw::TimeZone* zone_;
   bool isGregorian_ = false;
   bool namesZone_ = false;
+  bool isMisread_ = false;
   std::int64_t firstTwoDigitYear_ = INT64_MIN;
   std::string pattern_;
   DatePattern layout_{""};
