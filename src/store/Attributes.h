@@ -3,6 +3,7 @@
 #include "store/ChildList.h"
 #include "store/ClassSchema.h"
 #include "store/Column.h"
+#include "store/Comparison.h"
 
 class QWDatabaseObject;
 
@@ -35,7 +36,8 @@ struct AttributeStorage {
   static void copy(QWDatabaseObject& to, const QWDatabaseObject& from) {
     static_cast<Owner&>(to).*Member = static_cast<const Owner&>(from).*Member;
   }
-  static constexpr PropertyStorage kStorage{Codec::suffixes, Codec::types, &bind, &read, &copy, nullptr};
+  static constexpr PropertyStorage kStorage{
+      Codec::suffixes, Codec::types, &bind, &read, &copy, nullptr, &MemberComparison<Member>::kComparison};
 };
 
 template <class Link>

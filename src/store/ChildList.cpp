@@ -43,7 +43,7 @@ void ChildList::append(std::shared_ptr<QWDatabaseObject> child) {
 void ChildList::insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_t index) {
   assert(owner_ && child->databaseManager() == owner_->databaseManager());
   const Property& parent = parentProperty(*property_, *child);
-  child->detachFromParent();
+  child->detachFromParent(QWDatabaseObject::Leaving::kForGood);
   index = std::min(index, items_.size());
   if (UndoManager* undo = owner_->recordingUndoManager())
     undo->registerAction(
@@ -109,6 +109,7 @@ void ChildList::move(QWDatabaseObject& child, std::size_t to) {
   const std::shared_ptr<QWDatabaseObject> kept = items_[from];
   detachAt(from);
   insertObject(kept, to);
+  owner_->noteReorder();
 }
 
 void ChildList::setObjects(const std::vector<std::shared_ptr<QWDatabaseObject>>& children) {
@@ -128,6 +129,7 @@ void ChildList::setObjects(const std::vector<std::shared_ptr<QWDatabaseObject>>&
   if (UndoManager* undo = owner_->recordingUndoManager()) undo->registerRestore(*owner_, *property_, old);
   items_ = children;
   markStale(0);
+  owner_->noteReorder();
   if (owner_->isObserved(property_->key)) {
     IndexSet all;
     all.add(IndexSet::Range{0, items_.size()});
@@ -146,6 +148,20 @@ std::size_t ChildList::indexToInsertObject(const ObjectID& child, const std::vec
   return 0;
 }
 
+std::size_t ChildList::indexToInsertObject(const ObjectID& child, const ChildList& siblings) const {
+  const QWDatabaseManager* from = siblings.owner_ ? siblings.owner_->databaseManager() : nullptr;
+  const QWDatabaseObject* source = from ? from->objects().find(child) : nullptr;
+  std::size_t place = source ? siblings.indexOf(*source) : kNone;
+  if (place == kNone) return items_.size();
+  const QWRequestsMap& objects = owner_->databaseManager()->objects();
+  while (place-- > 0) {
+    const QWDatabaseObject* before = objects.find(siblings.items_[place]->ID());
+    const std::size_t index = before ? indexOf(*before) : kNone;
+    if (index != kNone) return index + 1;
+  }
+  return 0;
+}
+
 void ChildList::markStale(std::size_t from) {
   if (staleFrom_ == kNone) {
     if (QWDatabaseManager* manager = owner_->databaseManager()) manager->listIsStale(*owner_, *this);
@@ -153,6 +169,10 @@ void ChildList::markStale(std::size_t from) {
   } else {
     staleFrom_ = std::min(staleFrom_, from);
   }
+}
+
+std::shared_ptr<QWDatabaseObject> ChildList::owner() const {
+  return owner_ ? owner_->sharedAs<QWDatabaseObject>() : nullptr;
 }
 
 void ChildList::settle() {

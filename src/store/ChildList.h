@@ -43,9 +43,15 @@ class ChildList {
   /// Where a child with this ID belongs when the order of `order` is to be kept: behind the last child whose
   /// ID precedes it there, else at the front.
   std::size_t indexToInsertObject(const ObjectID& child, const std::vector<ObjectID>& order) const;
+  /// Where the child belongs that has this ID in another store, among these siblings: behind the nearest of
+  /// those before it that is here, too, else at the front. Children that come in their order cost no search.
+  std::size_t indexToInsertObject(const ObjectID& child, const ChildList& siblings) const;
 
   /// Brings stale indexes up to date.
   void settle();
+
+  /// Whose children these are.
+  std::shared_ptr<QWDatabaseObject> owner() const;
 
   /// Value of the relation: an array of the children.
   Value toValue() const;

@@ -192,19 +192,13 @@ void QWDatabaseManager::requestObjectWithID(const qw::ObjectID& id, QWRequestsMa
 void QWDatabaseManager::requestParentPresenceForObject(QWDatabaseObject& object,
                                                        std::string_view parentKeyPath) {
   const qw::KeyPath path(parentKeyPath);
-  parentPresenceRequests_.push_back(
+  afterRequests_.push_back(
       [weak = std::weak_ptr(object.sharedAs<QWDatabaseObject>()), path, recorded = path.value(object)] {
         const auto self = weak.lock();
         if (!self) return;
         const qw::Value now = path.value(*self);
         if (now.kind() == recorded.kind() && now.object() == recorded.object()) self->deleteObject();
       });
-}
-
-void QWDatabaseManager::removeAllObjectRequests() {
-  objects_.removeAllRequests();
-  const auto requests = std::exchange(parentPresenceRequests_, {});
-  for (const auto& request : requests) request();
 }
 
 void QWDatabaseManager::addDeletedID(const qw::ObjectID& id) { addDeletedID(id, qw::Clock::now()); }

@@ -120,8 +120,18 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   void registerObject(QWDatabaseObject& object);
   void unregisterObject(QWDatabaseObject& object);
   void requestObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block);
+  /// The same for an object that is not deleted: where a deleted one has the ID, the answer waits until the
+  /// requests end. Null for none.
+  void requestLiveObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block);
   void requestParentPresenceForObject(QWDatabaseObject& object, std::string_view parentKeyPath);
+  /// Answers what is still requested with null, then makes the moves and runs the checks that wait for that.
   void removeAllObjectRequests();
+  /// Puts an object among the children of another parent: where its counterpart stands among `siblings` in
+  /// another store, or at the end. As long as the parent lies below the object the move waits until the
+  /// requests end; if it still does then, the object stays where it was. An object is never left without a
+  /// parent. False when the parent cannot have such children.
+  bool placeObject(QWDatabaseObject& object, const qw::Property& parentProperty,
+                   const std::shared_ptr<QWDatabaseObject>& parent, const qw::ChildList* siblings);
 
   // Deletions.
   bool isObjectDeleted(const qw::ObjectID& id) const { return deletedIDs_.contains(id); }
@@ -221,6 +231,15 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   friend class qw::ChildList;
   friend class qw::Loader;
 
+  /// A move that would have made a circle when it was chosen.
+  struct WaitingMove {
+    std::shared_ptr<QWDatabaseObject> object;
+    const qw::Property* parentProperty;
+    std::shared_ptr<QWDatabaseObject> parent;
+    std::shared_ptr<QWDatabaseObject> siblingsOwner;  // keeps `siblings`
+    const qw::ChildList* siblings;
+  };
+
   bool initWithURL(const std::filesystem::path& URL, const OpenOptions& options, qw::Error* error);
   bool openConnection(const OpenOptions& options, bool checked, qw::Error* error);
   bool loadStore(qw::Error* error);
@@ -254,6 +273,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   void touchRowsThatName();
   void listIsStale(QWDatabaseObject& owner, qw::ChildList& list);
   void settle();
+  void performWaitingMoves();
   void undoManagerWillPerform(qw::UndoManager&) override { settle(); }
   void undoManagerDidPerform(qw::UndoManager&) override { settle(); }
 
@@ -274,7 +294,8 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   std::string lastExecutedQuery_;
   std::unordered_map<std::string, std::vector<std::shared_ptr<QWDatabaseQuery>>> cachedQueries_;
   QWRequestsMap objects_;
-  std::vector<std::function<void()>> parentPresenceRequests_;
+  std::vector<std::function<void()>> afterRequests_;
+  std::vector<WaitingMove> waitingMoves_;
   int disableModifyLastModificationDatesCount_ = 0;
   std::map<std::string, QWCountedSet> completionsSets_;
   qw::Dictionary localParameters_;

@@ -277,39 +277,3 @@ void QWDatabaseManager::commitChangesToOriginalDatabaseManager() {
   for (const auto& object : objects) object->commitChangesToOriginalDatabaseManager();
   original->removeAllObjectRequests();
 }
-
-std::shared_ptr<QWSynchronizationHandling> QWDatabaseManager::synchronizationHandler(
-    std::string_view description) const {
-  for (const auto& handler : synchronizationHandlers_)
-    if (handler->objectClass().name() == description) return handler;
-  return nullptr;
-}
-
-void QWDatabaseManager::prepareSynchronization(int step, QWDatabaseManager& other) {
-  if (step != numberOfSynchronizationSteps()) return;
-  for (const auto& [name, data] : other.filtersBarDatas_) filtersBarData(name)->setID(data->ID());
-}
-
-std::vector<qw::ObjectID> QWDatabaseManager::synchronizingObjectIDsForStep(int step) const {
-  // Priorities compare as unsigned numbers: -1, on either side, is the largest.
-  const auto bound = [&](int n) {
-    return static_cast<std::uint64_t>(maximumSynchronizationPriorityForStep(n));
-  };
-  constexpr std::uint64_t kNoBound = ~std::uint64_t{0};
-  const std::uint64_t below = bound(step);
-  const std::uint64_t from = step >= 2 ? bound(step - 1) : kNoBound;
-  std::vector<std::pair<std::int32_t, qw::ObjectID>> found;
-  objects_.forEach([&](const std::shared_ptr<QWDatabaseObject>& object) {
-    const std::int32_t priority = object->objectClass().synchronizationPriority();
-    const auto key = static_cast<std::uint64_t>(std::int64_t{priority});
-    if (object->isDeleted() || (below != kNoBound && key >= below) || (from != kNoBound && key < from))
-      return;
-    found.emplace_back(priority, object->ID());
-  });
-  std::stable_sort(found.begin(), found.end(),
-                   [](const auto& a, const auto& b) { return a.first < b.first; });
-  std::vector<qw::ObjectID> ids;
-  ids.reserve(found.size());
-  for (auto& [priority, id] : found) ids.push_back(id);
-  return ids;
-}

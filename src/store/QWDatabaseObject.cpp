@@ -12,8 +12,8 @@
 
 namespace {
 
-void deleteTarget(qw::Object& target, const qw::Property*, const qw::Value&, std::int64_t) {
-  static_cast<QWDatabaseObject&>(target).deleteObject();
+void deleteTarget(qw::Object& target, const qw::Property*, const qw::Value&, std::int64_t recorded) {
+  static_cast<QWDatabaseObject&>(target).deleteObject(recorded != 0);
 }
 
 }  // namespace
@@ -62,8 +62,9 @@ void QWDatabaseObject::attach(QWDatabaseManager& manager) {
     entry.storage->relation->list(*this).bind(*this, *entry.property);
 }
 
-void QWDatabaseObject::registerCreation() {
-  if (qw::UndoManager* undo = recordingUndoManager()) undo->registerAction(*this, &deleteTarget);
+void QWDatabaseObject::registerCreation(bool recorded) {
+  if (qw::UndoManager* undo = recordingUndoManager())
+    undo->registerAction(*this, &deleteTarget, nullptr, {}, recorded);
   databaseManager()->queueForSaving(*this);
 }
 
@@ -71,7 +72,7 @@ void QWDatabaseObject::initWithDatabaseManager(QWDatabaseManager& manager) {
   attach(manager);
   id_ = qw::ApplicationContext::uniqueID();
   manager.registerObject(*this);
-  registerCreation();
+  registerCreation(true);
 }
 
 void QWDatabaseObject::initWithRow(QWDatabaseManager& manager, QWDatabaseResultSet& row) {
@@ -141,14 +142,16 @@ void QWDatabaseObject::initByImportingObject(QWDatabaseManager& manager, const Q
   lastModificationDate_ = source.lastModificationDate_;
   beingImported_ = true;
   copyAttributes(source);
+  manager.removeDeletedID(id_);
   manager.registerObject(*this);
-  registerCreation();
+  // An import that is undone was never here: its ID is not one of a deleted object.
+  registerCreation(false);
   const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
   const std::weak_ptr<QWDatabaseObject> weak = sharedAs<QWDatabaseObject>();
   for (const auto& entry : schema.references()) {
     const auto target = entry.storage->relation->target(source);
     if (!target || target->isDeleted()) continue;
-    manager.requestObjectWithID(target->ID(), [weak, property = entry.property](const auto& found) {
+    manager.requestLiveObjectWithID(target->ID(), [weak, property = entry.property](const auto& found) {
       const auto self = weak.lock();
       if (self && found) property->restore(*self, qw::Value(std::shared_ptr<qw::Object>(found)));
     });
@@ -157,7 +160,8 @@ void QWDatabaseObject::initByImportingObject(QWDatabaseManager& manager, const Q
     if (const auto target = entry.storage->relation->target(source); target && !target->isDeleted()) {
       // It may have come before its owner.
       auto imported = manager.objectWithID(target->ID());
-      if (!imported) imported = target->importInDatabaseManager(manager);
+      if (!imported || &imported->objectClass() != &target->objectClass())
+        imported = target->importInDatabaseManager(manager);
       entry.storage->relation->setTarget(*this, imported);
       const QWDatabaseManager* from = target->databaseManager();
       if (from && from->originalDatabaseManager().get() == &manager)
@@ -166,16 +170,14 @@ void QWDatabaseObject::initByImportingObject(QWDatabaseManager& manager, const Q
   for (const auto& entry : schema.parents()) {
     const auto parent = entry.storage->relation->target(source);
     if (!parent) continue;
-    std::vector<qw::ObjectID> siblings;
-    const qw::Property* children = parent->objectClass().property(entry.property->inverse);
-    for (const auto& sibling : children->storage->relation->list(*parent).objects())
-      siblings.push_back(sibling->ID());
-    manager.requestObjectWithID(parent->ID(), [weak, children, siblings](const auto& found) {
+    const qw::Property& property = *entry.property;
+    const qw::ChildList& siblings =
+        parent->objectClass().property(property.inverse)->storage->relation->list(*parent);
+    manager.requestLiveObjectWithID(parent->ID(), [weak, &property, &siblings, parent](const auto& found) {
       const auto self = weak.lock();
       if (!self || self->isDeleted()) return;
-      if (!found || found->isDeleted()) return self->deleteObject();
-      qw::ChildList& list = children->storage->relation->list(*found);
-      list.insertObject(self, list.indexToInsertObject(self->ID(), siblings));
+      if (!found || !self->databaseManager()->placeObject(*self, property, found, &siblings))
+        self->deleteObject();
     });
   }
 }
@@ -240,18 +242,30 @@ void QWDatabaseObject::addModification() {
   if (!undo || !undo->isUndoRegistrationEnabled() || (goingBack ? isDelivering() : modificationsCount_ < 0))
     mustWrite_ = true;
   modificationsCount_ += undoing ? -1 : 1;
+  stamp();
   touch();
+}
+
+void QWDatabaseObject::stamp() {
+  const QWDatabaseManager* manager = databaseManager();
+  const qw::UndoManager* undo = manager ? manager->undoManager() : nullptr;
+  const bool goingBack = undo && (undo->isUndoing() || undo->isRedoing());
+  if (manager && sqlID_ != 0 && !goingBack && manager->shouldModifyLastModificationDates())
+    lastModificationDate_ = qw::Clock::now().microseconds();
 }
 
 void QWDatabaseObject::touch() {
   QWDatabaseManager* manager = databaseManager();
   if (!manager) return;
-  const qw::UndoManager* undo = manager->undoManager();
-  if (sqlID_ != 0 && !(undo && (undo->isUndoing() || undo->isRedoing())) &&
-      manager->shouldModifyLastModificationDates())
-    lastModificationDate_ = qw::Clock::now().microseconds();
   manager->queueForSaving(*this);
   manager->objectsChanged();
+}
+
+void QWDatabaseObject::noteReorder() {
+  willModify();
+  mustWrite_ = true;
+  stamp();
+  touch();
 }
 
 void QWDatabaseObject::setIndex(std::int64_t index) {
@@ -279,13 +293,18 @@ void QWDatabaseObject::setDeleted(bool deleted) {
 void QWDatabaseObject::deleteObject(bool record) {
   if (deleted_) return;
   const auto keep = shared_from_this();
-  detachFromParent();
+  detachFromParent(Leaving::kDeleted);
   const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
   setDeleted(true);
   // Children stay in their deleted parent's list, where an undone deletion finds them.
   for (const auto& entry : schema.children()) {
     const auto children = entry.storage->relation->list(*this).objects();
-    for (const auto& child : children) child->deleteObject(record);
+    for (const auto& child : children) {
+      if (beingImported_)
+        deleteChild(*child, entry.property->inverse);
+      else
+        child->deleteObject(record);
+    }
   }
   for (const auto& entry : schema.owned())
     if (const auto target = entry.storage->relation->target(*this)) target->deleteObject(record);
@@ -298,11 +317,10 @@ void QWDatabaseObject::deleteObject(bool record) {
   }
 }
 
-void QWDatabaseObject::detachFromParent() {
+void QWDatabaseObject::detachFromParent(Leaving leaving) {
   for (const auto& entry : qw::ClassSchema::of(objectClass()).parents()) {
     const auto parent = entry.storage->relation->target(*this);
-    // A parent that is being deleted keeps its children.
-    if (!parent || parent->isDeleted()) continue;
+    if (!parent || (parent->isDeleted() && leaving == Leaving::kDeleted)) continue;
     parent->objectClass().property(entry.property->inverse)->storage->relation->list(*parent).detach(*this);
   }
 }
@@ -315,7 +333,7 @@ void QWDatabaseObject::moveToParent(const qw::Property& relation, QWDatabaseObje
         ->storage->relation->list(*parent)
         .addObject(sharedAs<QWDatabaseObject>());
   else
-    detachFromParent();
+    detachFromParent(Leaving::kForGood);
 }
 
 void QWDatabaseObject::deleteChild(QWDatabaseObject& child, std::string_view parentKeyPath) {
@@ -407,9 +425,10 @@ void QWDatabaseObject::commitChangesToOriginalDatabaseManager() {
   } else if (deleted_) {
     original->deleteObject();
     rare().originalObject = nullptr;
-  } else if (modificationsCount_ != 0) {
+  } else if (modificationsCount_ != 0 || mustWrite_) {
     for (const auto& change : compareWithObject(*original)) change->applyChoice();
     modificationsCount_ = 0;
+    mustWrite_ = false;
   }
 }
 

@@ -58,6 +58,9 @@ class QWDatabaseObject : public qw::Object {
   void setID(const qw::ObjectID& id);
   void setLastModificationDate(std::optional<qw::Date> date);
   void setDeleted(bool deleted);
+  /// While set, deleting this object leaves its children where they are until the requests of its store end;
+  /// those that have another parent by then stay.
+  void setBeingImported(bool beingImported) { beingImported_ = beingImported; }
   /// Deletes the object with its children and owned objects: out of its parent's children, marked, and (if
   /// `record`) its ID remembered as deleted. Undoable.
   virtual void deleteObject(bool record = true);
@@ -161,14 +164,22 @@ class QWDatabaseObject : public qw::Object {
     if (pendingChange_) capturePendingChange();
   }
   void capturePendingChange();
-  /// The row is to be written: stamps a saved object, queues it and has it told.
+  /// Stamps a saved object as modified now, unless that is an undo.
+  void stamp();
+  /// The row is to be written: queues the object and has it told. No edit by itself: a place that siblings
+  /// give way for, or a link whose target was deleted, is not newer than what another copy has.
   void touch();
+  /// Another order of its children is an edit of this object.
+  void noteReorder();
   void setIndex(std::int64_t index);
   void attach(QWDatabaseManager& manager);
   void copyAttributes(const QWDatabaseObject& source);
-  void registerCreation();
+  /// `recorded`: undoing it remembers the ID as deleted.
+  void registerCreation(bool recorded);
   void bindColumns(qw::RowBinder& row) const;
-  void detachFromParent();
+  /// A parent that is being deleted keeps its children, unless they leave it for another.
+  enum class Leaving : std::uint8_t { kDeleted, kForGood };
+  void detachFromParent(Leaving leaving);
   Rare& rare();
 
   qw::Back<QWDatabaseManager> manager_;

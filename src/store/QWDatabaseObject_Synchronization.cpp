@@ -1,69 +1,115 @@
 // The differences between an object and its counterpart, from the property table.
-#include "platform/Localization.h"
 #include "store/ClassSchema.h"
 #include "store/QWDatabaseManager.h"
 #include "store/QWDatabaseObject.h"
+#include "store/QWSynchronizationComparison.h"
 
 namespace {
 
-std::string title(const qw::Property& property) {
-  const std::string key(property.localizationKey.empty() ? property.key : property.localizationKey);
-  return qw::Localization::synchronizationString(key);
+using namespace QWSynchronizationComparison;
+
+std::string_view titleKey(const qw::Property& property) {
+  return property.localizationKey.empty() ? property.key : property.localizationKey;
 }
 
-/// Gives an object a value; a null link is set, too.
-void setValue(const std::shared_ptr<QWDatabaseObject>& object, const qw::Property& property,
-              const qw::Value& value) {
-  if (object) (property.set ? property.set : property.restore)(*object, value);
+ObjectPointer targetOf(const qw::Relation& relation, const QWDatabaseObject& object) {
+  auto target = relation.target(object);
+  return target && !target->isDeleted() ? target : nullptr;
+}
+
+/// Through the public setter, which may do more than store.
+void setLink(QWDatabaseObject& object, const qw::Property& property, const ObjectPointer& target) {
+  (property.set ? property.set : property.restore)(object, qw::Value(std::shared_ptr<qw::Object>(target)));
+}
+
+const qw::ChildList* childrenOf(const ObjectPointer& parent, const qw::Property& property) {
+  return parent ? &parent->objectClass().property(property.inverse)->storage->relation->list(*parent)
+                : nullptr;
 }
 
 }  // namespace
 
 std::vector<std::shared_ptr<QWSynchronizationChange>> QWDatabaseObject::compareWithObject(
     QWDatabaseObject& other) {
-  std::vector<std::shared_ptr<QWSynchronizationChange>> changes;
-  const auto self = sharedAs<QWDatabaseObject>();
-  const auto theirs = other.sharedAs<QWDatabaseObject>();
+  Changes changes;
+  // A copy's edits are committed to the last bit; between two stores each type says what counts.
+  const bool isCommit = manager_ && other.databaseManager() == manager_->originalDatabaseManager().get();
   const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
 
   for (const auto& entry : schema.attributes()) {
+    const qw::AttributeComparison& comparison = *entry.storage->comparison;
+    if (isCommit ? comparison.equal(*this, other) : !comparison.differ(*this, other)) continue;
     const qw::Property& property = *entry.property;
-    const qw::Value mine = property.storedValue(*this), other = property.storedValue(*theirs);
-    if (mine == other) continue;
-    auto change = std::make_shared<QWSynchronizationChange>(title(property));
-    change->value = mine.description();
-    change->otherValue = other.description();
-    change->block = [theirs, &property, mine] { setValue(theirs, property, mine); };
-    change->otherBlock = [self, &property, other] { setValue(self->originalObject(), property, other); };
+    auto change = std::make_shared<QWSynchronizationChange>(
+        qw::Localization::synchronizationString(titleKey(property)));
+    change->show(comparison.side(*this), comparison.side(other));
+    const auto valueOf = [&](const QWDatabaseObject& object) {
+      return isCommit ? property.storedValue(object) : comparison.value(object);
+    };
+    const auto set = [&property](QWDatabaseObject& target, const qw::Value& value) {
+      (property.set ? property.set : property.restore)(target, value);
+    };
+    change->block = [target = other.sharedAs<QWDatabaseObject>(), set, value = valueOf(*this)] {
+      set(*target, value);
+    };
+    change->otherBlock = [self = sharedAs<QWDatabaseObject>(), set, value = valueOf(other)] {
+      if (const auto target = self->originalObject()) set(*target, value);
+    };
     changes.push_back(std::move(change));
   }
 
-  // Links are found again by ID in the store that they are set in.
-  const auto compareLink = [&](const qw::ClassSchema::Entry& entry) {
+  for (const auto& entry : schema.references()) {
     const qw::Property& property = *entry.property;
-    const auto targetOf = [&](const QWDatabaseObject& object) {
-      auto target = entry.storage->relation->target(object);
-      return target && !target->isDeleted() ? target : nullptr;
+    const qw::Relation& relation = *entry.storage->relation;
+    add(changes, compareReference(targetOf(relation, *this).get(), *this, targetOf(relation, other).get(),
+                                  other, titleKey(property),
+                                  [&property](QWDatabaseObject& target, const ObjectPointer& reference) {
+                                    setLink(target, property, reference);
+                                  }));
+  }
+
+  for (const auto& entry : schema.owned()) {
+    const qw::Property& property = *entry.property;
+    const qw::Relation& relation = *entry.storage->relation;
+    auto found = compareOwnedReference(targetOf(relation, *this), *this, targetOf(relation, other), other,
+                                       titleKey(property),
+                                       [&property](QWDatabaseObject& target, const ObjectPointer& owned) {
+                                         setLink(target, property, owned);
+                                       });
+    for (auto& change : found) changes.push_back(std::move(change));
+  }
+
+  for (const auto& entry : schema.parents()) {
+    const qw::Property& property = *entry.property;
+    const auto parent = targetOf(*entry.storage->relation, *this),
+               otherParent = targetOf(*entry.storage->relation, other);
+    add(changes, compareParent(parent.get(), *this, childrenOf(parent, property), otherParent.get(), other,
+                               childrenOf(otherParent, property), titleKey(property),
+                               [&property](QWDatabaseObject& target, const ObjectPointer& parent,
+                                           const qw::ChildList* siblings) {
+                                 target.databaseManager()->placeObject(target, property, parent, siblings);
+                               }));
+  }
+
+  for (const auto& entry : schema.children()) {
+    const qw::Property& property = *entry.property;
+    const auto listOf = [&property](QWDatabaseObject& object) -> qw::ChildList& {
+      return property.storage->relation->list(object);
     };
-    const auto mine = targetOf(*this), other = targetOf(*theirs);
-    const qw::ObjectID id = mine ? mine->ID() : qw::ObjectID(),
-                       otherID = other ? other->ID() : qw::ObjectID();
-    if (id == otherID) return;
-    const auto relink = [&property](const std::shared_ptr<QWDatabaseObject>& object, const qw::ObjectID& id) {
-      if (!object || !object->databaseManager()) return;
-      object->databaseManager()->requestObjectWithID(id, [object, &property](const auto& found) {
-        setValue(object, property, qw::Value(std::shared_ptr<qw::Object>(found)));
-      });
+    const auto reorder = [listOf](QWDatabaseObject& target, const std::vector<qw::ObjectID>& order) {
+      qw::ChildList& list = listOf(target);
+      list.setObjects(reorderedArrayWithIDs(list.objects(), order));
     };
-    auto change = std::make_shared<QWSynchronizationChange>(title(property));
-    if (mine) change->value = mine->synchronizationDescription();
-    if (other) change->otherValue = other->synchronizationDescription();
-    change->block = [theirs, relink, id] { relink(theirs, id); };
-    change->otherBlock = [self, relink, otherID] { relink(self->originalObject(), otherID); };
-    changes.push_back(std::move(change));
-  };
-  for (const auto& entry : schema.references()) compareLink(entry);
-  for (const auto& entry : schema.owned()) compareLink(entry);
-  for (const auto& entry : schema.parents()) compareLink(entry);
+    auto change = compareOrder(listOf(*this).objects(), *this, listOf(other).objects(), other,
+                               titleKey(property), reorder);
+    if (change && isCommit)
+      change->block = [target = other.sharedAs<QWDatabaseObject>(), reorder, listOf,
+                       self = sharedAs<QWDatabaseObject>()] {
+        std::vector<qw::ObjectID> order;
+        for (const auto& child : listOf(*self).objects()) order.push_back(child->ID());
+        reorder(*target, order);
+      };
+    add(changes, std::move(change));
+  }
   return changes;
 }

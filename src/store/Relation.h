@@ -11,6 +11,7 @@ class QWDatabaseObject;
 
 namespace qw {
 
+struct AttributeComparison;
 class ChildList;
 class RowBinder;
 class RowReader;
@@ -35,6 +36,8 @@ struct PropertyStorage {
   void (*read)(const RowReader&, const int* columns, QWDatabaseObject&) = nullptr;
   void (*copy)(QWDatabaseObject& to, const QWDatabaseObject& from) = nullptr;
   const Relation* relation = nullptr;
+  /// For attributes.
+  const AttributeComparison* comparison = nullptr;
 };
 
 /// A link to an object that lives elsewhere in the store: kept in the file as the target's ID. A target that
