@@ -24,6 +24,13 @@ struct Color {
   /// "red green blue alpha", each with six fraction digits and a point, whatever the locale.
   std::string components() const;
 
+  /// Reads a colour of CSS Color 4: "#rgb", "#rgba", "#rrggbb", "#rrggbbaa", "rgb(r, g, b)" and "rgb(r g b /
+  /// a)" with numbers or percentages, which are cut to their range, or a name, in letters of either case and
+  /// with white space around it.
+  static std::optional<Color> fromWebColor(std::string_view text);
+  /// "#rrggbb", or "#rrggbbaa" when it is not opaque: each component to the nearest of 256 steps.
+  std::string webColor() const;
+
   friend constexpr bool operator==(const Color&, const Color&) = default;
 };
 

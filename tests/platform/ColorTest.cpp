@@ -39,4 +39,39 @@ TEST(ColorTest, AnythingElseIsNoColor) {
   }
 }
 
+TEST(ColorTest, ReadsWebColors) {
+  struct {
+    const char* text;
+    const char* expected;
+  } const kCases[] = {
+      {"#f80", "#ff8800"},
+      {"#F80c", "#ff8800cc"},
+      {" #Ff8800\n", "#ff8800"},
+      {"#ff8800fe", "#ff8800fe"},
+      {"#ff8800ff", "#ff8800"},
+      {"rgb(255, 136, 0)", "#ff8800"},
+      {"RGB( 255 136 0 )", "#ff8800"},
+      {"rgb(300,-5,127.6)", "#ff0080"},
+      {"rgb(100%, 50%, 0%)", "#ff8000"},
+      {"rgba(255,136,0,0.5)", "#ff880080"},
+      {"rgb(255 136 0 / 50%)", "#ff880080"},
+      {"rgb(255 136 0 / +.2)", "#ff880033"},
+      {"aliceblue", "#f0f8ff"},
+      {"RebeccaPurple", "#663399"},
+      {"yellowgreen", "#9acd32"},
+      {"transparent", "#00000000"},
+  };
+  for (const auto& [text, expected] : kCases) {
+    const auto color = Color::fromWebColor(text);
+    ASSERT_TRUE(color) << text;
+    EXPECT_EQ(color->webColor(), expected) << text;
+    EXPECT_EQ(Color::fromWebColor(expected)->webColor(), expected);
+  }
+  for (const char* text : {"", "#", "#ff", "#fffff", "#fffffff", "#fffffffff", "#-ff", "#ggg", "ff8800",
+                           "orang", "rgb(1,2)", "rgb(1,2 3)", "rgb(1 2 3", "rgb(1,2,3) x", "rgb(1,2,3,)",
+                           "rgb(inf,0,0)", "rgb(nan 0 0)", "rgb(+-1 0 0)", "rgb(1 2 3, 4)"}) {
+    EXPECT_EQ(Color::fromWebColor(text), std::nullopt) << text;
+  }
+}
+
 }  // namespace
