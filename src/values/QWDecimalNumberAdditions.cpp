@@ -29,8 +29,8 @@ qw::Decimal maximum(const qw::Decimal& value, const std::optional<qw::Decimal>& 
 }
 
 bool hasDifferentSignThanDecimalNumber(const qw::Decimal& value, const qw::Decimal& other) {
-  const qw::Decimal zero;
-  return (value <= zero && other > zero) || (value >= zero && other < zero);
+  const auto sign = [](const qw::Decimal& number) { return number <=> qw::Decimal(); };
+  return sign(value) != sign(other);
 }
 
 bool isEqualToDecimalNumber(const qw::Decimal& value, const qw::Decimal& other, int precision) {

@@ -84,10 +84,6 @@ std::string QWNumberFormatter::stringForObjectValue(const qw::Decimal& value) co
   return style().format(value);
 }
 
-std::string QWNumberFormatter::stringForObjectValue(const std::optional<qw::Decimal>& value) const {
-  return value ? style().format(*value) : std::string();
-}
-
 std::optional<qw::Decimal> QWNumberFormatter::evaluateString(std::string_view text) const {
   return style().reader().read(text, separators());
 }

@@ -48,8 +48,6 @@ class QWNumberFormatter {
   QWNumberFormatter& operator=(const QWNumberFormatter&) = delete;
 
   std::string stringForObjectValue(const qw::Decimal& value) const;
-  /// Nothing for no value.
-  std::string stringForObjectValue(const std::optional<qw::Decimal>& value) const;
   /// Reads a text; the empty one is read as no value. A division by zero cannot be read.
   virtual bool getObjectValue(std::optional<qw::Decimal>& value, std::string_view text) const;
 

@@ -1,0 +1,264 @@
+#include <gtest/gtest.h>
+#include <unicode/dcfmtsym.h>
+#include <unicode/decimfmt.h>
+#include <unicode/locid.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/ApplicationContext.h"
+#include "platform/KeyedArchiver.h"
+#include "platform/KeyedUnarchiver.h"
+#include "platform/UserDefaults.h"
+#include "values/QWColorFormatter.h"
+#include "values/QWCurrencyAdditions.h"
+#include "values/QWCurrencyFormatter.h"
+#include "values/QWPercentageFormatter.h"
+
+namespace {
+
+using qw::Decimal;
+
+Decimal number(const char* text) { return Decimal::fromText(text).value_or(Decimal::nan()); }
+
+class QWCurrencyFormatterTest : public testing::Test {
+ protected:
+  void setLocale(const std::string& locale) {
+    context_.change([&](qw::ApplicationContext& context) { context.locale = locale; });
+  }
+
+  const QWCurrency euro_{"EUR", "€", 2, 1};
+  const QWCurrency dollar_{"USD", "$", 2, 2};
+  const QWCurrency yen_{"JPY", "¥", 0, number("0.01")};
+  const QWCurrency franc_{"CHF", "CHF", 2, number("1.25")};
+
+ private:
+  qw::ApplicationContext::Override context_;
+};
+
+std::string read(std::string_view text, const QWNumberFormatter& formatter) {
+  std::optional<Decimal> value;
+  if (!formatter.getObjectValue(value, text)) return "fails";
+  return value ? value->text() : "none";
+}
+
+struct Case {
+  const char* text;
+  const char* expected;
+};
+
+TEST_F(QWCurrencyFormatterTest, ReadsAmountsOfOtherCurrenciesByTheirRates) {
+  QWCurrencyFormatter formatter;
+  formatter.setCurrency(euro_);
+  formatter.setCurrencies(
+      {euro_, dollar_, yen_, franc_, QWCurrency("AUD", "A$", 2, number("0.5")), QWCurrency()});
+  constexpr Case kCases[] = {
+      {"10", "10"},
+      {"", "none"},
+      {"USD 10", "20"},
+      {"EUR 10", "10"},
+      {"10USD", "20"},
+      {"$10", "20"},
+      {"10 $", "20"},
+      {"A$10", "5"},
+      {"$ USD 10", "20"},
+      {"$10 EUR", "10"},
+      {"$$10", "40"},
+      {"¥ 1000", "10"},
+      {"CHF 8", "10"},
+      {"CHF8 CHF", "10"},
+      {"$", "0"},
+      {"EUR", "0"},
+      {"$-5", "-10"},
+      {"-$5", "-10"},
+      {"(A$-5+1)*2", "-3"},
+      {"1+$-5", "-9"},
+      {"$-", "fails"},
+      {"$-(5)", "-5"},  // the symbol alone is 0
+      {"USD 10 + 5", "25"},
+      {"$1,234.50/2", "1234.5"},
+      {"10 GBP", "fails"},
+      {"$x", "fails"},
+      {"usd 10", "fails"},
+      {"0.005", "0.01"},
+      {"$$$$$$$$$1", "fails"},
+  };
+  for (const auto& [text, expected] : kCases) EXPECT_EQ(read(text, formatter), expected) << text;
+
+  formatter.setCurrency(dollar_);
+  EXPECT_EQ(read("EUR 3", formatter), "1.5");
+  formatter.setCurrency(QWCurrency("XTS", "x", 3, 0));
+  EXPECT_EQ(read("USD 3", formatter), "6");
+  formatter.setCurrency(std::nullopt);
+  EXPECT_EQ(read("USD 3.12345", formatter), "6.2469");
+}
+
+TEST_F(QWCurrencyFormatterTest, InsertsTheDecimalSeparatorWhenTheUserWantsIt) {
+  QWCurrencyFormatter formatter;
+  formatter.setCurrency(euro_);
+  formatter.setCurrencies({euro_, dollar_});
+  EXPECT_EQ(read("1250", formatter), "1250");
+  qw::UserDefaults::standard().set(QWCurrencyFormatter::kAutomaticallyInsertDecimalSeparatorKey, true);
+  constexpr Case kCases[] = {{"1250", "12.5"},  {"-1250", "-12.5"}, {"1 250", "12.5"}, {"1250.0", "1250"},
+                             {"1250,", "1250"}, {"1250 €", "1250"}, {"5", "0.05"},     {"$1250", "2500"}};
+  for (const auto& [text, expected] : kCases) EXPECT_EQ(read(text, formatter), expected) << text;
+  formatter.setGuessesSeparators(false);
+  formatter.setDecimalSeparator(",");
+  formatter.setGroupingSeparator(".");
+  EXPECT_EQ(read("1.250", formatter), "12.5");
+  EXPECT_EQ(read("1.250,0", formatter), "1250");
+  formatter.setCurrency(yen_);
+  EXPECT_EQ(read("1250", formatter), "1250");
+  formatter.setCurrency(euro_);
+  formatter.setCanInsertDecimalSeparatorAutomatically(false);
+  EXPECT_EQ(read("1250", formatter), "1250");
+}
+
+TEST_F(QWCurrencyFormatterTest, WritesWhatICUWritesAndReadsItBack) {
+  const QWCurrency currencies[] = {euro_, franc_, yen_, QWCurrency("USD", "Fr.", 3, 3),
+                                   QWCurrency("CHF", "€ u", 2, 1)};
+  for (const char* locale : {"en_US", "fr_FR", "de_DE", "de_CH", "de_AT", "ja_JP", "ar_EG", "hi_IN", "sv_SE",
+                             "nl_NL", "nb_NO", "es_CL", "he_IL", "pt_PT"}) {
+    setLocale(locale);
+    for (const QWCurrency& currency : currencies) {
+      UErrorCode status = U_ZERO_ERROR;
+      const std::unique_ptr<icu::NumberFormat> made(
+          icu::NumberFormat::createInstance(icu::Locale(locale), UNUM_CURRENCY, status));
+      auto& format = dynamic_cast<icu::DecimalFormat&>(*made);
+      format.setCurrency(icu::UnicodeString::fromUTF8(currency.code()).getTerminatedBuffer(), status);
+      icu::DecimalFormatSymbols symbols(*format.getDecimalFormatSymbols());
+      symbols.setSymbol(icu::DecimalFormatSymbols::kCurrencySymbol,
+                        icu::UnicodeString::fromUTF8(currency.symbol()));
+      format.setDecimalFormatSymbols(symbols);
+      format.setMinimumFractionDigits(currency.fractionDigits());
+      format.setMaximumFractionDigits(currency.fractionDigits());
+      QWCurrencyFormatter reader;
+      reader.setCurrency(currency);
+      reader.setCurrencies({currency});
+      for (const char* text :
+           {"0", "1", "-1", "0.125", "-0.375", "1234.5", "-1234.56", "999.999", "1234567.891",
+            "-98765432109876.54", "99999999999999999999999999999999999999"}) {
+        const Decimal shown = number(text).rounded(currency.fractionDigits(), qw::RoundingMode::bankers);
+        icu::UnicodeString expected;
+        std::string expectedText;
+        format.format(icu::StringPiece(shown.text()), expected, nullptr, status);
+        ASSERT_TRUE(U_SUCCESS(status));
+        const std::string written = QWCurrencyFormatter::formatValue(number(text), &currency);
+        ASSERT_EQ(written, expected.toUTF8String(expectedText)) << locale;
+        ASSERT_EQ(read(written, reader), shown.text()) << locale << " " << written;
+      }
+    }
+  }
+}
+
+TEST_F(QWCurrencyFormatterTest, WritesTheMinusSignFirstAndNoBlankForNoSymbol) {
+  const Decimal value = number("-1234.5678");
+  EXPECT_EQ(QWCurrencyFormatter::formatValue(value, &dollar_), "-$1,234.57");
+  EXPECT_EQ(QWCurrencyFormatter::formatValue(value, std::optional(yen_)), "-¥1,235");
+  EXPECT_EQ(QWCurrencyFormatter::formatValue(value, nullptr), "-1,234.5678");
+  setLocale("fy_NL");
+  EXPECT_EQ(QWCurrencyFormatter::formatValue(value, &euro_), "-€\u00a01.234,57");
+  EXPECT_EQ(QWCurrencyFormatter::formatValue(value, nullptr), "-1.234,5678");
+  setLocale("de_DE");
+  EXPECT_EQ(QWCurrencyFormatter::formatValue(value, &euro_), "-1.234,57\u00a0€");
+  EXPECT_EQ(QWCurrencyFormatter::formatValue(value, nullptr), "-1.234,5678");
+  // More currencies in turn than are kept.
+  for (int round = 0; round < 2; ++round) {
+    for (std::int16_t digits = 0; digits < 20; ++digits) {
+      const QWCurrency currency("EUR", std::to_string(digits), digits, 1);
+      const std::string fraction = digits ? "," + std::string(static_cast<std::size_t>(digits), '0') : "";
+      EXPECT_EQ(QWCurrencyFormatter::formatValue(1, &currency),
+                "1" + fraction + "\u00a0" + std::to_string(digits));
+    }
+  }
+}
+
+TEST_F(QWCurrencyFormatterTest, CodeAndSymbolCanBeSetAlone) {
+  QWCurrencyFormatter formatter;
+  EXPECT_EQ(formatter.stringForObjectValue(5), "$5.00");
+  formatter.setCurrencyCode("JPY");
+  EXPECT_EQ(formatter.stringForObjectValue(5), "¥5");
+  formatter.setCurrencySymbol("yen");
+  formatter.setCurrencyCode("JPY");
+  EXPECT_EQ(formatter.stringForObjectValue(5), "yen\u00a05");
+  formatter.setCurrencyCode("GBP");
+  EXPECT_EQ(formatter.stringForObjectValue(5), "£5.00");
+  formatter.setCurrencyCode("points");
+  EXPECT_EQ(formatter.stringForObjectValue(5), "points\u00a05.00");
+}
+
+TEST_F(QWCurrencyFormatterTest, HostileTextsFailQuickly) {
+  std::vector<QWCurrency> currencies;
+  for (int i = 0; i < 200; ++i) currencies.emplace_back("A" + std::to_string(i), "A", 2, 1);
+  QWCurrencyFormatter formatter;
+  formatter.setCurrencies(std::move(currencies));
+  const std::size_t size = QWNumberFormatter::kMaxTextSize;
+  std::string sum;
+  while (sum.size() + 2 < size) sum += "A-";
+  for (const std::string& text : {std::string(size, 'A'), std::string(std::size_t{1} << 20, '('), sum,
+                                  std::string(QWNumberFormatter::kMaxDepth + 1, '(') + "1" +
+                                      std::string(QWNumberFormatter::kMaxDepth + 1, ')')}) {
+    EXPECT_EQ(read(text, formatter), "fails");
+  }
+}
+
+TEST_F(QWCurrencyFormatterTest, ArithmeticKeepsTheDecimalsOfTheCurrency) {
+  using namespace QWCurrencyAdditions;
+  EXPECT_EQ(decimalNumberByAdding(0, number("0.005"), euro_), number("0.01"));
+  EXPECT_EQ(decimalNumberByAdding(number("-0.005"), std::nullopt, euro_), number("-0.01"));
+  EXPECT_EQ(decimalNumberBySubtracting(number("1.234"), number("0.5"), euro_), number("0.73"));
+  EXPECT_EQ(decimalNumberByMultiplyingBy(number("19.99"), number("0.19"), euro_), number("3.8"));
+  EXPECT_EQ(decimalNumberByMultiplyingBy(5, std::nullopt, euro_), Decimal());
+  EXPECT_EQ(decimalNumberByDividingBy(100, 3, yen_), Decimal(33));
+  EXPECT_TRUE(decimalNumberByDividingBy(100, std::nullopt, euro_).isNaN());
+}
+
+TEST_F(QWCurrencyFormatterTest, CurrencyIsAValueThatTravels) {
+  setLocale("ja_JP");
+  EXPECT_EQ(QWCurrency::defaultCurrency(), QWCurrency("JPY", "￥", 2, 1));
+  setLocale("fr");
+  EXPECT_EQ(QWCurrency::defaultCurrency(), QWCurrency("", "", 2, 1));
+
+  using Traits = qw::ValueTraits<QWCurrency>;
+  const QWCurrency currency("BTC", "₿", -3, number("12345.678901234567890123456789"));
+  const auto archive = qw::KeyedArchiver::archivedData(Traits::toValue(currency));
+  ASSERT_TRUE(archive);
+  const auto value = qw::KeyedUnarchiver::unarchivedValue(archive->bytes(), {});
+  ASSERT_TRUE(value);
+  EXPECT_EQ(Traits::fromValue(*value), currency);
+  EXPECT_EQ(value->description(), "BTC");
+  EXPECT_LT(qw::Value::compare(Traits::toValue(currency), Traits::toValue(dollar_)), 0);
+}
+
+TEST_F(QWCurrencyFormatterTest, PercentagesAreHundredths) {
+  EXPECT_EQ(QWPercentageFormatter::formatValue(number("0.125"), 2), "12.5%");
+  EXPECT_EQ(QWPercentageFormatter::formatValue(number("-12.34567"), 0), "-1,235%");
+  QWPercentageFormatter formatter;
+  EXPECT_EQ(formatter.stringForObjectValue(number("0.123456")), "12.35%");
+  constexpr Case kCases[] = {{"12.5", "0.125"}, {"12.5%", "0.125"}, {"% 12,5 %", "0.125"}, {"-5%", "-0.05"},
+                             {"50%+1", "0.51"}, {"%", "fails"},     {"", "none"},          {"x%", "fails"}};
+  for (const auto& [text, expected] : kCases) EXPECT_EQ(read(text, formatter), expected) << text;
+  EXPECT_EQ(QWPercentageFormatter::parseString("1/3"), number("0.0033333333333333333333333333333333333333"));
+  formatter.setDecimalNumberBehavior(QWNumberFormatter::Behavior{2});
+  EXPECT_EQ(read("12.5%", formatter), "0.13");
+  for (const char* locale : {"en_US", "fr_FR", "ar_EG", "sv_SE", "tr_TR", "fa_IR", "eu_ES"}) {
+    setLocale(locale);
+    const std::string text = QWPercentageFormatter::formatValue(number("-12.345"), 1);
+    EXPECT_EQ(QWPercentageFormatter::parseString(text), number("-12.345")) << text;
+  }
+}
+
+TEST(QWColorFormatterTest, ReadsWhatItWritesAndNothingFromNothing) {
+  const QWColorFormatter formatter;
+  std::optional<qw::Color> color = qw::Color::black();
+  EXPECT_TRUE(formatter.getObjectValue(color, ""));
+  EXPECT_EQ(color, std::nullopt);
+  EXPECT_TRUE(formatter.getObjectValue(color, "Tomato"));
+  EXPECT_EQ(formatter.stringForObjectValue(*color), "#ff6347");
+  EXPECT_FALSE(formatter.getObjectValue(color, "tomatoes"));
+  EXPECT_EQ(color, std::nullopt);
+}
+
+}  // namespace
