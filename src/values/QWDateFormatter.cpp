@@ -103,7 +103,11 @@ class QWDateFormatter::Engine {
     }
     std::optional<qw::Date> date = readByICU(text);
     if (!date) return date;
-    if (!isGregorian_) return !isMisread_ || write(*date) == text ? date : std::nullopt;
+    if (!isGregorian_) {
+      const auto plain = DatePattern::withoutInvisible;
+      return !isMisread_ || plain(write(*date)) == plain(text) ? date : std::nullopt;
+    }
+    // The date that was typed stands, also where the format shows less of it than was typed.
     const std::int64_t local = zone_->localFromUTC(date->seconds());
     const CivilDate day = CivilDate::fromDays(qw::floorDivide(local, CivilDate::kSecondsPerDay));
     if (day.year >= 0 && day.year <= 99) {
