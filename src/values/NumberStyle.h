@@ -49,7 +49,7 @@ class NumberStyle {
   /// From 0 to `kMaxFractionDigits`; the last one set moves the other where they would cross.
   void setMinimumFractionDigits(int digits);
   void setMaximumFractionDigits(int digits);
-  static constexpr int kMaxFractionDigits = 127;
+  static constexpr int kMaxFractionDigits = -qw::Decimal::kMinExponent;
 
  private:
   struct Format;

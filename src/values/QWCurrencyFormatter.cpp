@@ -74,11 +74,18 @@ void QWCurrencyFormatter::setCurrencies(std::vector<QWCurrency> currencies) {
   bySymbol_ = longestFirst(&QWCurrency::symbol);
   byCode_ = longestFirst(&QWCurrency::code);
   beginsSign_ = {};
+  std::vector<std::string> words;
+  constexpr std::string_view kOperators = "()*/+-";
   for (const QWCurrency& currency : currencies_) {
     for (const std::string& sign : {currency.symbol(), currency.code()}) {
-      if (!sign.empty()) beginsSign_[static_cast<unsigned char>(sign.front())] = true;
+      if (sign.empty()) continue;
+      beginsSign_[static_cast<unsigned char>(sign.front())] = true;
+      // A symbol of nothing but operators, however, is an operator.
+      if (sign.find_first_of(kOperators) != sign.npos && sign.find_first_not_of(kOperators) != sign.npos)
+        words.push_back(sign);
     }
   }
+  setWords(std::move(words));
 }
 
 void QWCurrencyFormatter::setCurrencyCode(std::string_view code) {
@@ -124,14 +131,15 @@ void QWCurrencyFormatter::fixEnglishNotation(Components& components) const {
 }
 
 std::optional<qw::Decimal> QWCurrencyFormatter::evaluateString(std::string_view text) const {
-  const bool mayHaveSign = std::any_of(text.begin(), text.end(),
-                                       [this](char c) { return beginsSign_[static_cast<unsigned char>(c)]; });
-  return mayHaveSign ? evaluateAmount(NumberReader::trimmed(text), 0) : evaluateNumber(text);
+  return evaluateAmount(NumberReader::trimmed(text), 0);
 }
 
 /// `signs` symbols and codes were taken out of the text before.
 std::optional<qw::Decimal> QWCurrencyFormatter::evaluateAmount(std::string_view text, int signs) const {
   if (text.size() > NumberReader::kMaxTextSize) return std::nullopt;
+  const bool mayHaveSign = std::any_of(text.begin(), text.end(),
+                                       [this](char c) { return beginsSign_[static_cast<unsigned char>(c)]; });
+  if (!mayHaveSign) return evaluateNumber(text, signs);
   std::string rest(text);
   const QWCurrency* const bySymbol = firstIn(rest, bySymbol_, &QWCurrency::symbol);
   if (bySymbol) rest = withoutFirst(rest, bySymbol->symbol());
@@ -139,7 +147,7 @@ std::optional<qw::Decimal> QWCurrencyFormatter::evaluateAmount(std::string_view 
   const QWCurrency* const byCode = firstIn(rest, byCode_, &QWCurrency::code);
   if (byCode) rest = withoutFirst(rest, byCode->code());
   const QWCurrency* const named = byCode ? byCode : bySymbol;
-  if (!named) return signs == 0 ? evaluateNumber(text) : QWNumberFormatter::evaluateString(text);
+  if (!named) return evaluateNumber(text, signs);
   if (rest.empty()) return qw::Decimal();
   if (signs == kMaxSigns) return std::nullopt;
   const auto amount = evaluateAmount(rest, signs + 1);
@@ -150,9 +158,9 @@ std::optional<qw::Decimal> QWCurrencyFormatter::evaluateAmount(std::string_view 
   return value.isNaN() ? std::nullopt : std::optional(value);
 }
 
-std::optional<qw::Decimal> QWCurrencyFormatter::evaluateNumber(std::string_view text) const {
+std::optional<qw::Decimal> QWCurrencyFormatter::evaluateNumber(std::string_view text, int signs) const {
   const auto value = QWNumberFormatter::evaluateString(text);
-  if (!value || !currency_ || !canInsertDecimalSeparator_ ||
+  if (!value || signs > 0 || !currency_ || !canInsertDecimalSeparator_ ||
       style().reader().containsDecimalSeparator(text, separators()) ||
       !qw::UserDefaults::standard().boolValue(kAutomaticallyInsertDecimalSeparatorKey)) {
     return value;

@@ -62,7 +62,7 @@ class QWCurrencyFormatter : public QWNumberFormatter {
   std::vector<std::size_t> longestFirst(Sign sign) const;
   const QWCurrency* firstIn(std::string_view text, const std::vector<std::size_t>& order, Sign sign) const;
   std::optional<qw::Decimal> evaluateAmount(std::string_view text, int signs) const;
-  std::optional<qw::Decimal> evaluateNumber(std::string_view text) const;
+  std::optional<qw::Decimal> evaluateNumber(std::string_view text, int signs) const;
 
   std::optional<QWCurrency> currency_;
   std::vector<QWCurrency> currencies_;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/Decimal.h"
@@ -86,6 +87,8 @@ class QWNumberFormatter {
   /// Makes what depends on the wishes anew.
   void setWishes(NumberStyle::Wishes wishes);
   const NumberStyle::Wishes& wishes() const { return wishes_; }
+  /// Texts that are no operators although they hold some, such as the currency symbol "S/". None is empty.
+  void setWords(std::vector<std::string> words) { words_ = std::move(words); }
   /// In the locale in force.
   const NumberStyle& style() const;
   NumberReader::Separators separators() const {
@@ -93,7 +96,11 @@ class QWNumberFormatter {
   }
 
  private:
+  /// The place of the first one, or the size of the text.
+  std::size_t findOperator(std::string_view text) const;
+
   NumberStyle::Wishes wishes_;
+  std::vector<std::string> words_;
   mutable std::unique_ptr<NumberStyle> style_;
   mutable std::uint64_t generation_ = 0;  // of the application context that gave the locale
   mutable std::string locale_;

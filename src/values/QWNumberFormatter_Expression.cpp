@@ -104,13 +104,23 @@ bool QWNumberFormatter::getObjectValue(std::optional<Decimal>& value, std::strin
   return value.has_value();
 }
 
+std::size_t QWNumberFormatter::findOperator(std::string_view text) const {
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const auto word = std::find_if(words_.begin(), words_.end(),
+                                   [rest = text.substr(at)](const auto& w) { return rest.starts_with(w); });
+    if (word == words_.end() && isOperator(text[at])) break;
+    at += word == words_.end() ? 1 : word->size();
+  }
+  return at;
+}
+
 std::optional<QWNumberFormatter::Components> QWNumberFormatter::componentsFromString(
     std::string_view text) const {
   if (text.size() > kMaxTextSize) return std::nullopt;
   std::vector<Components> open(1);
   while (!text.empty()) {
-    const auto at =
-        static_cast<std::size_t>(std::find_if(text.begin(), text.end(), isOperator) - text.begin());
+    const std::size_t at = findOperator(text);
     const std::string_view before = NumberReader::trimmed(text.substr(0, at));
     const char operation = at < text.size() ? text[at] : '\0';
     text.remove_prefix(std::min(at + 1, text.size()));

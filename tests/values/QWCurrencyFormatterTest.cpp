@@ -52,8 +52,8 @@ struct Case {
 TEST_F(QWCurrencyFormatterTest, ReadsAmountsOfOtherCurrenciesByTheirRates) {
   QWCurrencyFormatter formatter;
   formatter.setCurrency(euro_);
-  formatter.setCurrencies(
-      {euro_, dollar_, yen_, franc_, QWCurrency("AUD", "A$", 2, number("0.5")), QWCurrency()});
+  formatter.setCurrencies({euro_, dollar_, yen_, franc_, QWCurrency("AUD", "A$", 2, number("0.5")),
+                           QWCurrency("PEN", "S/", 2, number("0.2")), QWCurrency()});
   constexpr Case kCases[] = {
       {"10", "10"},
       {"", "none"},
@@ -69,6 +69,9 @@ TEST_F(QWCurrencyFormatterTest, ReadsAmountsOfOtherCurrenciesByTheirRates) {
       {"¥ 1000", "10"},
       {"CHF 8", "10"},
       {"CHF8 CHF", "10"},
+      {"S/ 10", "2"},
+      {"-S/10/2", "-1"},
+      {"S/-10", "-2"},
       {"$", "0"},
       {"EUR", "0"},
       {"$-5", "-10"},

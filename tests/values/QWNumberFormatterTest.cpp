@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
+#include <unicode/dcfmtsym.h>
 #include <unicode/decimfmt.h>
 #include <unicode/locid.h>
 
-#include <chrono>
 #include <memory>
 #include <optional>
 #include <random>
@@ -220,6 +220,123 @@ TEST_F(QWNumberFormatterTest, FollowsTheLocaleAndKeepsWhatWasSet) {
   EXPECT_EQ(formatter.stringForObjectValue(value), "−1'234,6");
   EXPECT_EQ(formatter.stringForObjectValue(*Decimal::fromText("-0.01")), "0,0");
   EXPECT_EQ(QWNumberFormatter::parseString("−1 234,5"), Decimal::fromText("-1234.5"));
+}
+
+/// Evaluates by replacing in place, one operator at a time: slow, and simple to compare with the rules.
+std::optional<Decimal> evaluateInPlace(QWNumberFormatter::Components list,
+                                       const QWNumberFormatter& formatter) {
+  using Kind = QWNumberFormatter::Component::Kind;
+  const auto evaluate = [&](const QWNumberFormatter::Component& part) -> std::optional<Decimal> {
+    if (part.kind == Kind::kOperator) return std::nullopt;
+    if (part.kind == Kind::kArray) return evaluateInPlace(part.array, formatter);
+    return part.kind == Kind::kText ? formatter.evaluateString(part.text) : part.value;
+  };
+  const auto replace = [&list](std::size_t at, std::size_t count, const Decimal& value) {
+    list[at] = {.kind = Kind::kValue, .value = value};
+    const auto next = list.begin() + static_cast<std::ptrdiff_t>(at) + 1;
+    list.erase(next, next + static_cast<std::ptrdiff_t>(count) - 1);
+  };
+  for (std::size_t i = 0; i + 1 < list.size(); ++i) {
+    if (!list[i].isOperator('-') || (i > 0 && list[i - 1].kind != Kind::kOperator)) continue;
+    if (const auto value = evaluate(list[i + 1])) replace(i, 2, -*value);
+  }
+  for (const char operation : {'/', '*', '-', '+'}) {
+    for (std::size_t i = 0; i + 1 < list.size(); ++i) {
+      if (!list[i].isOperator(operation)) continue;
+      const auto right = evaluate(list[i + 1]);
+      if (i == 0) {
+        if (!right || operation == '*' || operation == '/') break;
+        replace(0, 2, operation == '-' ? -*right : *right);
+        continue;
+      }
+      const auto left = evaluate(list[i - 1]);
+      if (!left || !right) break;
+      replace(i - 1, 3,
+              operation == '/'   ? *left / *right
+              : operation == '*' ? *left * *right
+              : operation == '-' ? *left - *right
+                                 : *left + *right);
+      --i;
+    }
+  }
+  const auto value = list.size() == 1 ? evaluate(list.front()) : std::nullopt;
+  return value && !value->isNaN() ? value : std::nullopt;
+}
+
+TEST_F(QWNumberFormatterTest, ReadsCalculationsAsReplacingInPlaceDoes) {
+  const QWNumberFormatter formatter;
+  std::mt19937 random(1);
+  constexpr std::string_view kSigns = "1234.5  --++**//(())0";
+  int values = 0;
+  for (int i = 0; i < 200'000; ++i) {
+    std::string text;
+    for (auto size = random() % 12; size < 12; ++size) text += kSigns[random() % kSigns.size()];
+    const auto components = formatter.componentsFromString(text);
+    const auto expected = components ? evaluateInPlace(*components, formatter) : std::nullopt;
+    std::optional<Decimal> value;
+    ASSERT_EQ(formatter.getObjectValue(value, text), expected.has_value()) << text;
+    ASSERT_EQ(value, expected) << text;
+    values += value.has_value();
+  }
+  EXPECT_GT(values, 10'000);
+}
+
+TEST_F(QWNumberFormatterTest, ReadsSingleNumbersAsICUDoesWithTheGuessedSeparators) {
+  for (const char* locale : {"en_US", "de_DE"}) {
+    setLocale(locale);
+    const char ownGrouping = locale == std::string_view("en_US") ? ',' : '.';
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<icu::NumberFormat> made(
+        icu::NumberFormat::createInstance(icu::Locale(locale), UNUM_DECIMAL, status));
+    auto& format = dynamic_cast<icu::DecimalFormat&>(*made);
+    format.setLenient(false);
+    std::mt19937 random(2);
+    int values = 0;
+    for (int i = 0; i < 5'000; ++i) {
+      std::string text(1, static_cast<char>('1' + random() % 9));
+      for (auto groups = random() % 4; groups < 4; ++groups) {
+        for (auto digits = random() % 8 ? 0 : random() % 3; digits < 3; ++digits)
+          text += static_cast<char>('0' + random() % 10);
+        if (groups < 3) text += (".,' .,")[random() % 6];
+      }
+      const auto dot = text.rfind('.'), comma = text.rfind(',');
+      const auto has = [&](char c) { return text.find(c) != text.npos; };
+      char decimal = '.', grouping = 0;
+      if (has('.') && has(',')) {
+        decimal = dot > comma ? '.' : ',';
+        grouping = dot > comma ? ',' : '.';
+      } else if (has(' ') || has('\'')) {
+        grouping = has(' ') ? ' ' : '\'';
+        decimal = has(',') ? ',' : '.';
+      } else if (has('.') || has(',')) {
+        decimal = has('.') ? '.' : ',';
+        const std::size_t last = text.rfind(decimal);
+        const std::string after = text.substr(last + 1, 3);
+        const bool three = after.size() == 3 && after.find_first_not_of("0123456789") == after.npos;
+        if (text.find(decimal) != last || (three && decimal == ownGrouping)) {
+          grouping = decimal;
+          decimal = decimal == '.' ? ',' : '.';
+        }
+      }
+      icu::DecimalFormatSymbols symbols(*format.getDecimalFormatSymbols());
+      symbols.setSymbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol,
+                        icu::UnicodeString(static_cast<char16_t>(decimal)));
+      symbols.setSymbol(icu::DecimalFormatSymbols::kGroupingSeparatorSymbol,
+                        icu::UnicodeString(static_cast<char16_t>(grouping ? grouping : '#')));
+      format.setDecimalFormatSymbols(symbols);
+      format.setGroupingUsed(grouping != 0);
+      icu::Formattable number;
+      icu::ParsePosition position;
+      const auto wide = icu::UnicodeString::fromUTF8(text);
+      format.parse(wide, number, position);
+      const bool reads = position.getIndex() == wide.length();
+      const std::string expected =
+          reads ? Decimal::fromText(number.getDecimalNumber(status).data())->text() : "fails";
+      ASSERT_EQ(read(text), expected) << locale << " " << text;
+      values += reads;
+    }
+    EXPECT_GT(values, 500);
+  }
 }
 
 }  // namespace
