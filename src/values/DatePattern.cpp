@@ -10,6 +10,7 @@ namespace {
 
 using qw::CivilDate;
 
+constexpr std::string_view kBlanks = " \t\r\n";
 constexpr std::string_view kTwoDigitFields = "dMLHhKkms";
 constexpr std::string_view kNumericFields = "dHhKkmsyuDFwWS";
 
@@ -105,7 +106,10 @@ std::string DatePattern::forReading(Years years) const {
   for (std::size_t i = 0; i < parts_.size(); ++i) {
     const Part& part = parts_[i];
     if (part.letter == 0) {
-      appendLiteral(pattern, part.literal);
+      std::string_view literal = part.literal;
+      if (i == 0) literal.remove_prefix(std::min(literal.find_first_not_of(kBlanks), literal.size()));
+      if (i + 1 == parts_.size()) literal = literal.substr(0, literal.find_last_not_of(kBlanks) + 1);
+      appendLiteral(pattern, literal);
       continue;
     }
     char letter = part.letter;
@@ -161,6 +165,11 @@ std::optional<PlainDateLayout> PlainDateLayout::ofPattern(const DatePattern& pat
     literal.clear();
   }
   layout.end_ = std::move(literal);
+  const std::string& begin = layout.fields_.empty() ? layout.end_ : layout.fields_.front().before;
+  if ((!begin.empty() && contains(kBlanks, begin.front())) ||
+      (!layout.end_.empty() && contains(kBlanks, layout.end_.back()))) {
+    return std::nullopt;
+  }
   if (!contains(seen, 'd') || !contains(seen, 'M') || !contains(seen, 'y')) return std::nullopt;
   return layout;
 }

@@ -28,7 +28,7 @@ class DatePattern {
   std::size_t position(char letter) const;
 
   /// The same pattern for reading: a day or month that would be written with two digits may have one, and a
-  /// Gregorian year of "yyyy" any number of digits.
+  /// Gregorian year of "yyyy" any number of digits; blanks at its ends are left out.
   std::string forReading(Years years) const;
 
   /// Blanks that only look different become plain ones, and marks of the writing direction, which nobody

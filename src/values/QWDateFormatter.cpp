@@ -105,7 +105,7 @@ class QWDateFormatter::Engine {
     if (!date) return date;
     if (!isGregorian_) {
       const auto plain = DatePattern::withoutInvisible;
-      return !isMisread_ || plain(write(*date)) == plain(text) ? date : std::nullopt;
+      return !isMisread_ || trimmed(plain(write(*date))) == plain(text) ? date : std::nullopt;
     }
     // The date that was typed stands, also where the format shows less of it than was typed.
     const std::int64_t local = zone_->localFromUTC(date->seconds());
@@ -189,7 +189,7 @@ class QWDateFormatter::Engine {
   std::optional<qw::Date> readByICU(std::string_view text) {
     if (!reader_) return std::nullopt;
     if (isGregorian_) setTwoDigitYears();
-    text_ = utf16(DatePattern::withoutInvisible(text));
+    text_ = utf16(trimmed(DatePattern::withoutInvisible(text)));
     icu::ParsePosition position;
     const double milliseconds = reader_->parse(text_, position);
     if (position.getErrorIndex() >= 0 || position.getIndex() != text_.length()) return std::nullopt;
