@@ -47,7 +47,9 @@ class ProgramTest : public testing::Test {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(path("out")), contents(path("error"))};
   }
   Output run(const std::vector<std::string>& words, const std::string& input = "") const {
-    std::string command = "env -u NO_COLOR " + quoted(std::getenv("EXPENSES_PROGRAM"));
+    // Settings of its own, and a locale that writes neither dates nor numbers as the files here do.
+    std::string command = "env -u NO_COLOR LC_ALL=C XDG_CONFIG_HOME=" + quoted(path("config").string()) +
+                          " " + quoted(std::getenv("EXPENSES_PROGRAM"));
     for (const std::string& word : words) command += " " + quoted(word);
     return shell(command, input);
   }

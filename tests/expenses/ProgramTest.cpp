@@ -37,6 +37,8 @@ TEST_F(CommandsTest, BadInputIsOneLineAndChangesNothing) {
   write(path("text"), "no database, but long enough to be looked at\n");
   write(path("empty"), "");
   write(path("bank.csv"), "date,amount\n2024-05-01,1\n2024-05-32,2\n");
+  write(path("latin.csv"), "date,amount,payee\n2024-05-01,1,Caf\xe9\n");
+  write(path("two-ways.csv"), "date;amount\n01/02/2024;1,234\n");
   const std::string before = contents(path("b"));
   struct Case {
     std::vector<std::string> words;
@@ -82,12 +84,20 @@ TEST_F(CommandsTest, BadInputIsOneLineAndChangesNothing) {
            {{"delete", "b", id, "nothing"}, "nothing"},
            {{"delete", "b", euro}, "home currency"},
            {{"import", "b", "nowhere.csv"}, "nowhere.csv"},
-           {{"import", "b", "bank.csv"}, "row 2"},
+           {{"import", "b", "bank.csv"}, "line 3, date: "},
            {{"import", "b", "bank.csv", "--encoding", "Klingon"}, "Klingon"},
            {{"import", "b", "bank.csv", "--separator", ";;"}, "separator"},
            {{"import", "b", "bank.csv", "--first-line", "9"}, "line 9"},
            {{"import", "b", "bank.csv", "--map", "amount=Betrag"}, "Betrag"},
            {{"import", "b", "bank.csv", "--no-header"}, "--map"},
+           {{"import", "b", "bank.csv", "--no-header", "--map", "date=3"}, "no column \"3\""},
+           {{"import", "b", "bank.csv", "--map", "taste=amount"}, "taste"},
+           {{"import", "b", "bank.csv", "--map", "month=date"}, "month"},
+           {{"import", "b", "bank.csv", "--set", "category=Food//Bread", "--skip-bad-rows"}, "Food//Bread"},
+           {{"import", "b", "latin.csv", "--encoding", "UTF-8"}, "UTF-8"},
+           {{"import", "b", "bank.csv", "--remember", "x", "--wallet", "Nowhere"}, "Nowhere"},
+           {{"import", "b", "two-ways.csv"}, "--date-format"},
+           {{"import", "b", "two-ways.csv", "--date-format", "dd/MM/yyyy"}, "--number-format"},
            {{"password", "b"}, "password"},
            {{"password", "b", "--new", "x", "--remove"}, "--remove"},
        }) {

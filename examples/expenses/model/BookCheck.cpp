@@ -110,11 +110,11 @@ class Checker {
   /// What reads as 0 or as today although the file says something else.
   void values() {
     begin("every expense has an amount and a date");
-    const TextForms forms;
     query("SELECT ID, amount, date FROM Expense", [&](const QWDatabaseResultSet& row) {
       const std::string date = row.stringForColumn("date").value_or("");
       const std::string amount = row.stringForColumn("amount").value_or("");
-      if (!forms.readDate(date) || !forms.readAmount(amount))
+      const auto number = qw::Decimal::fromText(amount);
+      if (!Texts::readDate(date) || !number || number->isNaN())
         fault(fmt::format("Expense {}: amount \"{}\" on \"{}\"", row.stringForColumn("ID").value_or(""),
                           amount, date));
     });

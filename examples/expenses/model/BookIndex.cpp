@@ -18,12 +18,16 @@ BookIndex::BookIndex(ExpenseBook& store) : store_(store) {
   }
 }
 
+bool BookIndex::isPath(std::string_view path) {
+  return !path.empty() && !path.starts_with('/') && !path.ends_with('/') && path.find("//") == path.npos;
+}
+
 Category* BookIndex::makeCategory(std::string_view path) {
+  if (!isPath(path)) return nullptr;
   Category* category = &book().rootCategory();
   for (std::size_t end = 0; end < path.size();) {
     const std::size_t begin = end ? end + 1 : 0;
     end = std::min(path.find('/', begin), path.size());
-    if (end == begin) return nullptr;
     auto [place, isNew] = categories_.try_emplace(std::string(path.substr(0, end)), nullptr);
     if (isNew) {
       const auto made = store_.create<Category>();
@@ -33,5 +37,5 @@ Category* BookIndex::makeCategory(std::string_view path) {
     }
     category = place->second;
   }
-  return category == &book().rootCategory() ? nullptr : category;
+  return category;
 }

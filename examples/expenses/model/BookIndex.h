@@ -21,7 +21,9 @@ class BookIndex {
   Wallet* wallet(std::string_view name) const { return find(wallets_, name); }
   /// The names from below the root down, joined by "/".
   Category* category(std::string_view path) const { return find(categories_, path); }
-  /// The same; what is missing on the way is made. Null when a name on the way is empty.
+  /// Whether a path has a name, and no empty one on the way.
+  static bool isPath(std::string_view path);
+  /// The same; what is missing on the way is made. Null when it is no path.
   Category* makeCategory(std::string_view path);
 
  private:

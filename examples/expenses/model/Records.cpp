@@ -53,7 +53,7 @@ qw::Value valueOf(QWDatabaseObject* record) {
 }
 
 std::optional<std::int64_t> readCount(std::string_view text) {
-  const auto number = TextForms().readAmount(text);
+  const auto number = Texts::readNumber(text);
   return number && !number->isNegative() ? number->toInt64() : std::nullopt;
 }
 
@@ -165,11 +165,11 @@ std::vector<QWDatabaseObject*> all(const RecordKind& kind, Book& book) {
 }
 
 std::string counted(std::size_t count, const RecordKind& kind) {
-  return Texts::grouped(count) + " " + std::string(count == 1 ? kind.name : kind.plural);
+  return Texts::counted(count, kind.name, kind.plural);
 }
 
-std::optional<qw::Value> read(const Field& field, std::string_view text, const TextForms& forms,
-                              BookIndex& index, Unknown unknown, qw::Error* error) {
+std::optional<qw::Value> read(const Field& field, std::string_view text, const BookIndex& index,
+                              qw::Error* error) {
   text = Texts::trimmed(text);
   qw::Value value;
   switch (text.empty() ? kText : field.type) {
@@ -177,10 +177,10 @@ std::optional<qw::Value> read(const Field& field, std::string_view text, const T
       value = text.empty() ? qw::Value() : qw::Value(text);
       break;
     case kDate:
-      value = valueOf(forms.readDate(text));
+      value = valueOf(Texts::readDate(text));
       break;
     case kAmount:
-      value = valueOf(forms.readAmount(text));
+      value = valueOf(Texts::readNumber(text));
       break;
     case kCount:
       value = valueOf(readCount(text));
@@ -207,7 +207,7 @@ std::optional<qw::Value> read(const Field& field, std::string_view text, const T
       value = valueOf(index.wallet(text));
       break;
     case kCategory:
-      value = valueOf(unknown == Unknown::kMakeCategories ? index.makeCategory(text) : index.category(text));
+      value = valueOf(index.category(text));
       break;
   }
   if (value.isNull() && !text.empty()) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "model/BookIndex.h"
-#include "model/TextForms.h"
+#include "model/Texts.h"
 
 /// What the texts of a property say: how they are read and written.
 enum class FieldType : std::uint8_t {
@@ -67,11 +67,10 @@ std::vector<QWDatabaseObject*> all(const RecordKind& kind, Book& book);
 /// Reads "1 expense", "20,000 expenses".
 std::string counted(std::size_t count, const RecordKind& kind);
 
-/// What a text means for a field; an empty text is the null value. `makeCategories` makes unknown categories.
-enum class Unknown : std::uint8_t { kFail, kMakeCategories };
-std::optional<qw::Value> read(const Field& field, std::string_view text, const TextForms& forms,
-                              BookIndex& index, Unknown unknown, qw::Error* error);
-/// The value of a field as `read` reads it with the default forms; an image as its size.
+/// What a text means for a field; an empty text is the null value.
+std::optional<qw::Value> read(const Field& field, std::string_view text, const BookIndex& index,
+                              qw::Error* error);
+/// The value of a field as `read` reads it; an image as its size.
 std::string text(const Field& field, const QWDatabaseObject& record);
 
 /// A new record with the values and, where they name none, with the book's usual ones: today, the only

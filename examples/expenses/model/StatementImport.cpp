@@ -3,156 +3,227 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <unordered_map>
 
-#include "values/QWCSVRows.h"
+#include "platform/DateText.h"
+#include "values/QWCurrencyFormatter.h"
+#include "values/QWDateAdditions.h"
 
 namespace {
-
-struct Column {
-  const Field* field;
-  std::size_t index;
-};
 
 bool fail(qw::Error* error, std::string message) {
   return qw::Error::set(error, Records::kErrorDomain, 2, std::move(message));
 }
 
-bool isNeeded(std::string_view key) { return key == "date" || key == "amount"; }
+/// What makes two expenses the same.
+struct Likeness {
+  qw::Date date;
+  qw::Decimal amount;
+  std::string payee;
+  friend bool operator==(const Likeness&, const Likeness&) = default;
 
-const Field* settableField(const std::string& key, qw::Error* error) {
-  const Field* field = Records::expenses().field(key);
-  if (field && !field->derived) return field;
-  fail(error, fmt::format("an expense has no field \"{}\"", key));
-  return nullptr;
+  struct Hash {
+    std::size_t operator()(const Likeness& likeness) const {
+      return std::hash<std::string>()(likeness.payee) * 31 + likeness.amount.hash() * 17 +
+             std::hash<std::int64_t>()(likeness.date.microseconds());
+    }
+  };
+};
+
+/// The expenses of a book and the rows of a file, by what they are like: the line of the row, or 0.
+using Likenesses = std::unordered_map<Likeness, std::size_t, Likeness::Hash>;
+
+Likenesses likenesses(Book& book, std::size_t rows) {
+  Likenesses all;
+  for (const Wallet& wallet : book.wallets()) rows += wallet.expenses().size();
+  all.reserve(rows);
+  for (const Wallet& wallet : book.wallets())
+    for (const Expense& expense : wallet.expenses())
+      all.try_emplace({expense.date(), expense.amount(), expense.payee()}, 0);
+  return all;
 }
 
-/// The text from a line on; lines end with LF, CR LF or CR.
-std::optional<std::string> fromLine(std::string text, std::size_t line) {
-  std::size_t at = 0;
-  for (; line > 1; --line) {
-    at = text.find_first_of("\r\n", at);
-    if (at == text.npos) return std::nullopt;
-    at += text.compare(at, 2, "\r\n") == 0 ? 2 : 1;
+/// Reads the rows into values of the fields. The constants outlive it.
+class RowReader {
+ public:
+  RowReader(const StatementImport& options, const QWCSVImportController& importer, CSVRecordReader& reader,
+            BookIndex& index)
+      : reader_(reader), index_(index), invert_(options.invert) {
+    for (const std::string& key : importer.keyPaths()) {
+      const auto column = reader.column(key);
+      if (!column.isMapped()) continue;
+      if (key == "category")
+        category_ = column;
+      else
+        columns_.push_back({Records::expenses().field(key), column});
+    }
   }
-  text.erase(0, at);
-  return text;
-}
 
-std::optional<std::size_t> indexOfColumn(const std::string& name, const QWCSVRows& rows, std::size_t width) {
-  if (rows.hasHeader()) {
-    const auto& header = rows.header();
-    const auto found = std::find(header.begin(), header.end(), name);
-    return found == header.end() ? std::nullopt
-                                 : std::optional(static_cast<std::size_t>(found - header.begin()));
+  bool readConstants(const StatementImport::Constants& texts, qw::Error* error) {
+    for (const auto& [key, text] : texts) {
+      if (key == "category") {
+        usualCategory_ = Texts::trimmed(text);
+        continue;
+      }
+      const Field* field = Records::expenses().field(key);
+      auto value = Records::read(*field, text, index_, error);
+      if (!value) return false;
+      constants_.push_back({field, *std::move(value)});
+    }
+    return usualCategory_.empty() || BookIndex::isPath(usualCategory_) ||
+           fail(error, fmt::format("\"{}\" names no category", usualCategory_));
   }
-  for (std::size_t i = 0; i < width; ++i)
-    if (std::to_string(i + 1) == name) return i;
-  return std::nullopt;
-}
 
-/// The columns that the file has for the fields of an expense.
-std::optional<std::vector<Column>> chooseColumns(const StatementImport& options, const QWCSVRows& rows,
-                                                 qw::Error* error) {
-  const std::size_t width = rows.hasHeader() ? rows.header().size() : rows.empty() ? 0 : rows[0].size();
-  std::vector<Column> columns;
-  for (const auto& [key, name] : options.columns) {
-    const Field* field = settableField(key, error);
-    if (!field) return std::nullopt;
-    const auto index = indexOfColumn(name, rows, width);
-    if (!index && rows.hasHeader()) {
-      fail(error, fmt::format("there is no column \"{}\"; the file has \"{}\"", name,
-                              fmt::join(rows.header(), "\", \"")));
-      return std::nullopt;
-    }
-    if (!index) {
-      fail(error, fmt::format("there is no column {}; the first row has {}", name, width));
-      return std::nullopt;
-    }
-    columns.push_back({field, *index});
+  bool has(std::string_view key) const {
+    const auto isKey = [&](const auto& named) { return named.field->key == key; };
+    return std::any_of(columns_.begin(), columns_.end(), isKey) ||
+           std::any_of(constants_.begin(), constants_.end(), isKey);
   }
-  if (rows.hasHeader())
-    for (const Field& field : Records::expenses().fields) {
-      const std::string key(field.key);
-      if (field.derived || options.columns.contains(key) || options.constants.contains(key)) continue;
-      if (const auto index = indexOfColumn(key, rows, width)) columns.push_back({&field, *index});
+
+  /// The values of the row but for its category. False when it is rejected.
+  bool read(std::vector<FieldValue>& values) {
+    values = constants_;
+    for (const auto& [field, column] : columns_) {
+      qw::Value value;
+      if (field->type == FieldType::kDate) {
+        const auto date = reader_.date(column);
+        value = date ? std::optional(QWDateAdditions::startOfDay(*date)) : std::nullopt;
+      } else if (field->type == FieldType::kAmount) {
+        const auto number = reader_.number(column);
+        value = number && invert_ ? -*number : number;
+      } else {
+        value = readText(*field, column);
+      }
+      if (reader_.isRejected()) return false;
+      // Without a text the usual value holds.
+      if (!value.isNull()) values.push_back({field, std::move(value)});
     }
-  for (const std::string key : {"date", "amount"})
-    if (!options.constants.contains(key) &&
-        std::none_of(columns.begin(), columns.end(), [&](const Column& c) { return c.field->key == key; })) {
-      fail(error, fmt::format("say which column is the {0} with --map {0}=COLUMN", key));
-      return std::nullopt;
-    }
-  // Categories last: a row that cannot be read makes none.
-  std::stable_partition(columns.begin(), columns.end(),
-                        [](const Column& column) { return column.field->type != FieldType::kCategory; });
-  return columns;
+    return true;
+  }
+
+  /// None for an empty path; a path that is none rejects the row.
+  std::string_view readCategory() {
+    const std::string_view path = Texts::trimmed(reader_.text(category_));
+    if (path.empty()) return usualCategory_;
+    if (!BookIndex::isPath(path)) reader_.reject(category_, fmt::format("\"{}\" names no category", path));
+    return path;
+  }
+
+ private:
+  struct MappedField {
+    const Field* field;
+    CSVRecordReader::Column column;
+  };
+
+  qw::Value readText(const Field& field, const CSVRecordReader::Column& column) {
+    const std::string_view text = reader_.text(column);
+    if (Texts::trimmed(text).empty()) return {};
+    qw::Error error;
+    auto value = Records::read(field, text, index_, &error);
+    if (!value) reader_.reject({}, error.localizedDescription);  // which names the field
+    return value.value_or(qw::Value());
+  }
+
+  CSVRecordReader& reader_;
+  BookIndex& index_;
+  std::vector<MappedField> columns_;
+  CSVRecordReader::Column category_;
+  std::vector<FieldValue> constants_;
+  std::string_view usualCategory_;
+  bool invert_;
+};
+
+const qw::Value* find(const std::vector<FieldValue>& values, std::string_view key) {
+  const qw::Value* found = nullptr;  // the last one: that of the row
+  for (const FieldValue& value : values)
+    if (value.field->key == key) found = &value.value;
+  return found;
 }
 
 }  // namespace
 
-std::optional<StatementImport::Result> StatementImport::run(const qw::Data& bytes, ExpenseBook& store,
-                                                            const Progress& progress,
+std::vector<std::string> StatementImport::keyPaths() {
+  std::vector<std::string> keys;
+  for (const Field& field : Records::expenses().fields)
+    if (!field.derived) keys.emplace_back(field.key);
+  return keys;
+}
+
+std::optional<StatementImport::Result> StatementImport::run(QWCSVImportController& importer,
+                                                            ExpenseBook& store, const Progress& progress,
                                                             qw::Error* error) const {
-  auto text = encoding.decode(bytes.text(), error);
-  if (!text) return std::nullopt;
-  text = fromLine(*std::move(text), firstLine);
-  if (!text) return fail(error, fmt::format("the file has no line {}", firstLine)), std::nullopt;
-  const QWCSVRows rows = QWStringAdditions::CSVRowsWithSeparator(*std::move(text), separator, hasHeader);
-  const auto chosen = chooseColumns(*this, rows, error);
-  if (!chosen) return std::nullopt;
-
   BookIndex index(store);
-  std::vector<FieldValue> constantValues;
-  for (const auto& [key, constant] : constants) {
-    const Field* field = settableField(key, error);
-    auto value = field
-                     ? Records::read(*field, constant, forms, index, Records::Unknown::kMakeCategories, error)
-                     : std::nullopt;
-    if (!value) return std::nullopt;
-    constantValues.push_back({field, *std::move(value)});
-  }
-
-  TextForms rowForms = forms;
-  const auto wallet = constants.find("wallet");
-  const Wallet* usual = wallet != constants.end()            ? index.wallet(wallet->second)
+  QWDateFormatter dates;
+  importer.options().configure(dates);
+  QWCurrencyFormatter numbers;
+  const auto named = constants.find("wallet");
+  const Wallet* usual = named != constants.end()             ? index.wallet(named->second)
                         : index.book().wallets().size() == 1 ? &index.book().wallets()[0]
                                                              : nullptr;
   if (const Currency* currency = usual ? usual->currency() : nullptr) {
-    rowForms.symbol = currency->symbol();
-    rowForms.code = currency->code();
+    const QWCurrency own(currency->code(), currency->symbol(), currency->fractionDigits(), currency->rate());
+    numbers.setCurrency(own);
+    numbers.setCurrencies({own});
   }
+  // A file says exactly what it means.
+  numbers.setDecimalNumberBehavior(std::nullopt);
+  numbers.setCanInsertDecimalSeparatorAutomatically(false);
+  importer.options().configure(numbers);
 
+  const QWCSVRows& rows = importer.rows();
+  CSVRecordReader reader(rows, importer.mapping(), dates, numbers, importer.options().firstLine());
+  RowReader rowReader(*this, importer, reader, index);
+  if (!rowReader.readConstants(constants, error)) return std::nullopt;
+  for (const std::string_view key : {"date", "amount"})
+    if (!rowReader.has(key))
+      return fail(error,
+                  fmt::format("say which column is the {0} with --map {0}=COLUMN; the file has \"{1}\"", key,
+                              fmt::join(importer.header(), "\", \""))),
+             std::nullopt;
+  if (!usual && !rowReader.has("wallet")) return fail(error, "say which wallet with --wallet"), std::nullopt;
+
+  Likenesses known = likenesses(index.book(), rows.size());
   const std::size_t step = std::max<std::size_t>(rows.size() / 100, 1);
   Result result;
   std::vector<FieldValue> values;
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    if (progress && i % step == 0) progress(i, rows.size());
-    const auto row = rows[i];
-    values = constantValues;
+  while (reader.next()) {
+    if (progress && reader.position() % step == 0) progress(reader.position(), rows.size());
+    if (!rowReader.read(values)) continue;
+    for (const std::string_view key : {"date", "amount"})
+      if (!find(values, key)) reader.reject(reader.column(key), "must not be empty");
+    if (reader.isRejected()) continue;
+
+    const qw::Value* payee = find(values, "payee");
+    const auto [same, isNew] =
+        known.try_emplace({*find(values, "date")->date(), *find(values, "amount")->decimalValue(),
+                           payee && payee->text() ? *payee->text() : std::string()},
+                          0);
+    if (isNew) {
+      same->second = reader.line();
+    } else {
+      const auto& [date, amount, name] = same->first;
+      if (++result.duplicateRows <= kMaximumDuplicates)
+        result.duplicates.push_back(
+            {reader.line(), qw::DateText::dateText(date), name, amount.text(), same->second});
+      if (skipDuplicates) continue;
+    }
+    const std::string_view category = rowReader.readCategory();
+    const bool makes = !isDryRun && !reader.isRejected() && (skipBadRows || reader.rejectedRows() == 0);
     qw::Error rowError;
-    bool good = true;
-    for (const Column& column : *chosen) {
-      const std::string_view content = column.index < row.size() ? row[column.index] : std::string_view();
-      // Without a text the usual value holds.
-      if (Texts::trimmed(content).empty() && !isNeeded(column.field->key)) continue;
-      auto value = Records::read(*column.field, content, rowForms, index, Records::Unknown::kMakeCategories,
-                                 &rowError);
-      good = value.has_value();
-      if (!good) break;
-      if (invert && column.field->key == "amount") value = -*value->decimalValue();
-      values.push_back({column.field, *std::move(value)});
+    if (makes) {
+      if (!category.empty())
+        values.push_back({Records::expenses().field("category"),
+                          index.makeCategory(category)->sharedAs<QWDatabaseObject>()});
+      if (!Records::make(Records::expenses(), values, index, &rowError))
+        reader.reject({}, rowError.localizedDescription);
     }
-    if (good && Records::make(Records::expenses(), values, index, &rowError)) {
+    if (reader.isRejected()) {
+      if (isNew) known.erase(same);
+    } else {
       ++result.imported;
-      continue;
     }
-    if (!skipBadRows) {
-      fail(error, fmt::format("row {}: {}", i + 1, rowError.localizedDescription));
-      return std::nullopt;
-    }
-    if (++result.skipped == 1)
-      result.reason = fmt::format("row {}: {}", i + 1, rowError.localizedDescription);
   }
-  if (progress) progress(rows.size(), rows.size());
+  result.rejectedRows = reader.rejectedRows();
+  result.rejections = reader.rejections();
   return result;
 }

@@ -2,44 +2,54 @@
 
 #include <functional>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "import/CSVRecordReader.h"
+#include "import/QWCSVImportController.h"
 #include "model/Records.h"
-#include "platform/Data.h"
-#include "platform/TextEncoding.h"
 
-/// Reads a bank's CSV file into a book. What a field of an expense is called in the file is told by
-/// `columns`, or else by the field's own key.
+/// Makes expenses of the rows of a bank's file, which an import controller has read.
 struct StatementImport {
-  qw::TextEncoding encoding = qw::TextEncoding::utf8();
-  std::string separator = ",";
-  /// The first line that is read, counted from 1: banks put account and period before the table.
-  std::size_t firstLine = 1;
-  /// Whether that line names the columns. Otherwise they are named "1", "2" and so on.
-  bool hasHeader = true;
-  TextForms forms;
-  /// Field to column.
-  std::map<std::string, std::string> columns;
-  /// Field to the text that every expense gets.
-  std::map<std::string, std::string> constants;
-  /// The file writes what was spent as a negative amount.
-  bool invert = false;
-  /// Leaves out rows that cannot be read; otherwise the first of them ends the import.
-  bool skipBadRows = false;
-
-  struct Result {
-    std::size_t imported = 0;
-    std::size_t skipped = 0;
-    /// Why the first row was skipped.
-    std::string reason;
-  };
+  using Constants = std::map<std::string, std::string, std::less<>>;
   /// Rows done and rows in all; called about a hundred times.
   using Progress = std::function<void(std::size_t, std::size_t)>;
 
-  /// Adds an expense for each row; makes the categories that are new. A failure leaves the records that were
-  /// made so far to the caller's undo group.
-  std::optional<Result> run(const qw::Data& bytes, ExpenseBook& store, const Progress& progress,
+  /// Field to the text that every expense gets unless its row says otherwise.
+  Constants constants;
+  /// The file writes what was spent as a negative amount.
+  bool invert = false;
+  /// Leaves out what has the date, amount and payee of an expense of the book or of a row before.
+  bool skipDuplicates = false;
+  /// Without, the expenses of a file with a row that cannot be read are of no use, and no more of them are
+  /// made.
+  bool skipBadRows = false;
+  /// Makes nothing, and counts what it would make.
+  bool isDryRun = false;
+
+  struct Duplicate {
+    std::size_t line = 0;
+    std::string date, payee, amount;
+    /// The line of the row before; 0 when the book has the expense.
+    std::size_t sameAs = 0;
+  };
+  struct Result {
+    std::size_t imported = 0;
+    std::size_t rejectedRows = 0;
+    /// The first of them, `CSVRecordReader::kMaximumRejections` at most.
+    std::vector<CSVRecordReader::Rejection> rejections;
+    std::size_t duplicateRows = 0;
+    /// The first of them, `kMaximumDuplicates` at most.
+    std::vector<Duplicate> duplicates;
+  };
+  static constexpr std::size_t kMaximumDuplicates = 1000;
+
+  /// The fields of an expense that a file can hold.
+  static std::vector<std::string> keyPaths();
+
+  /// Adds an expense for each row that can be read; makes the categories that are new. Amounts may bear the
+  /// symbol or the code of the wallet's currency. None when no row can be read for what is missing. What was
+  /// made is left to the caller's undo group.
+  std::optional<Result> run(QWCSVImportController& importer, ExpenseBook& store, const Progress& progress,
                             qw::Error* error) const;
 };

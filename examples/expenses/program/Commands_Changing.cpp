@@ -1,15 +1,10 @@
 // Commands that add, change and delete records.
 #include <fmt/format.h>
-#include <glib.h>
 
 #include <CLI/CLI.hpp>
-#include <chrono>
 
-#include "model/StatementImport.h"
-#include "platform/FileManager.h"
 #include "program/Command.h"
 #include "program/Selection.h"
-#include "program/Terminal.h"
 
 namespace {
 
@@ -160,80 +155,6 @@ Action declareDelete(CLI::App& app) {
     // From the end, so that nothing moves up behind each; what went with its parent is not deleted again.
     for (std::size_t i = records->size(); i-- > 0;) (*records)[i]->deleteObject();
     fmt::print("Deleted {}.\n", Records::counted(records->size(), commonKind(*records)));
-    return true;
-  };
-}
-
-Action declareImport(CLI::App& app) {
-  struct Options {
-    StatementImport statement;
-    std::string file, encoding = "UTF-8", separator = ",", dateForm = "yyyy-MM-dd", numberForm = "1234.56",
-                      wallet;
-    std::vector<std::string> columns, constants;
-    bool noHeader = false;
-  };
-  const auto options = std::make_shared<Options>();
-  const auto oneOf = [](std::span<const std::string_view> texts) {
-    return CLI::IsMember(std::vector<std::string>(texts.begin(), texts.end())).description("");
-  };
-  app.add_option("file", options->file, "the bank's file")->type_name("FILE.csv")->required();
-  app.add_option("--encoding", options->encoding, "as windows-1252")->capture_default_str();
-  app.add_option("--separator", options->separator, "one character, or \"tab\"")->capture_default_str();
-  app.add_option("--first-line", options->statement.firstLine, "where the table begins, counted from 1")
-      ->check(CLI::PositiveNumber.description(""))
-      ->capture_default_str();
-  app.add_flag("--no-header", options->noHeader, "the first line names no columns; they are called 1, 2 …");
-  app.add_option("--map", options->columns, "which column a field is in, as payee=Name; may be repeated")
-      ->type_name("KEY=COLUMN")
-      ->allow_extra_args(false);
-  app.add_option("--set", options->constants, "a text for a field of every expense; may be repeated")
-      ->type_name("KEY=TEXT")
-      ->allow_extra_args(false);
-  app.add_option("--wallet", options->wallet, "where the expenses go; the only wallet if there is one");
-  app.add_option("--date-format", options->dateForm,
-                 fmt::format("{}", fmt::join(TextForms::kDateForms, ", ")))
-      ->check(oneOf(TextForms::kDateForms))
-      ->capture_default_str();
-  app.add_option("--number-format", options->numberForm,
-                 fmt::format("{}", fmt::join(TextForms::kNumberForms, " or ")))
-      ->check(oneOf(TextForms::kNumberForms))
-      ->capture_default_str();
-  app.add_flag("--invert", options->statement.invert, "the file writes what was spent as negative");
-  app.add_flag("--skip-bad-rows", options->statement.skipBadRows, "leave out rows that cannot be read");
-  return [options](Session& session, qw::Error* error) {
-    StatementImport& statement = options->statement;
-    const auto encoding = qw::TextEncoding::named(options->encoding);
-    if (!encoding) return fail(error, fmt::format("the encoding \"{}\" is not known", options->encoding));
-    statement.encoding = *encoding;
-    statement.separator = options->separator == "tab" ? "\t" : options->separator;
-    if (g_utf8_strlen(statement.separator.c_str(), -1) != 1)
-      return fail(error, "the separator is one character");
-    statement.hasHeader = !options->noHeader;
-    statement.forms.date = options->dateForm;
-    statement.forms.setNumberForm(options->numberForm);
-    if (!options->wallet.empty()) options->constants.push_back("wallet=" + options->wallet);
-    for (const auto& [texts, target] : {std::pair(&options->columns, &statement.columns),
-                                        std::pair(&options->constants, &statement.constants)}) {
-      const auto pairs = parsePairs(*texts, Records::expenses(), true, error);
-      if (!pairs) return false;
-      for (const auto& [field, text] : *pairs) (*target)[std::string(field->key)] = text;
-    }
-    const auto begin = std::chrono::steady_clock::now();
-    const auto bytes = qw::FileManager::contents(options->file, qw::FileManager::kMaximumContents, error);
-    if (!bytes) return false;
-    std::optional<StatementImport::Result> result;
-    {
-      Terminal::ProgressBar bar("Importing");
-      result = statement.run(
-          *bytes, session.store(), [&](std::size_t done, std::size_t total) { bar.show(done, total); },
-          error);
-    }
-    if (!result) return false;
-    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-    fmt::print("Imported {} in {:.2f} s.\n", Records::counted(result->imported, Records::expenses()),
-               taken.count());
-    if (result->skipped)
-      fmt::print("Left out {} rows; the first, {}.\n", Texts::grouped(result->skipped), result->reason);
     return true;
   };
 }

@@ -50,7 +50,7 @@ std::optional<std::vector<FieldValue>> readValues(const std::vector<std::string>
   if (!parsed) return std::nullopt;
   std::vector<FieldValue> values;
   for (const auto& [field, text] : *parsed) {
-    auto value = Records::read(*field, text, {}, index, Records::Unknown::kFail, error);
+    auto value = Records::read(*field, text, index, error);
     if (!value) return std::nullopt;
     values.push_back({field, *std::move(value)});
   }
@@ -81,7 +81,7 @@ std::optional<std::vector<QWDatabaseObject*>> Selection::records(ExpenseBook& st
   for (const auto& [field, text] : *parsed) {
     Field condition = *field;
     condition.required = false;
-    auto value = Records::read(condition, text, {}, index, Records::Unknown::kFail, error);
+    auto value = Records::read(condition, text, index, error);
     if (!value) return std::nullopt;
     wanted.push_back({field, *std::move(value)});
   }

@@ -81,7 +81,7 @@ std::unique_ptr<Session> Session::open(const std::filesystem::path& path, Access
 }
 
 bool Session::save(qw::Error* error) {
-  if (!store_->save(error)) return false;
+  if (isChanged_ && !store_->save(error)) return false;
   isNew_ = false;
   return true;
 }

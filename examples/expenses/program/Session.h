@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "model/ExpenseBook.h"
@@ -31,12 +32,15 @@ class Session {
     qw::UndoManager& undo = *store_->undoManager();
     undo.beginUndoGrouping();
     const bool done = work();
+    isChanged_ |= !std::exchange(hasOnlyLooked_, false) && done;
     if (!done) undo.undoNestedGroup();
     undo.setActionName(name);
     undo.endUndoGrouping();
     return done;
   }
-  /// Writes what has changed, in one transaction.
+  /// Says that the work of this `change` changes nothing.
+  void onlyLook() { hasOnlyLooked_ = true; }
+  /// Writes what has changed, in one transaction; leaves the file alone when nothing has.
   bool save(qw::Error* error);
 
   /// The records whose IDs begin with a text. With the IDs of deleted ones it is as if they were not there.
@@ -53,4 +57,6 @@ class Session {
   int file_ = -1;  // closed last: closing any descriptor of a file ends SQLite's own locks on it
   std::shared_ptr<ExpenseBook> store_;
   bool isNew_ = false;
+  bool isChanged_ = false;
+  bool hasOnlyLooked_ = false;
 };

@@ -1,4 +1,4 @@
-#include "model/TextForms.h"
+#include "model/Texts.h"
 
 #include <fmt/format.h>
 
@@ -6,85 +6,7 @@
 #include <cmath>
 
 #include "platform/DateText.h"
-
-namespace {
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-/// The text without the separators, with a point; none when a group has not three digits.
-std::optional<std::string> plainNumber(std::string_view text, char decimalSeparator, char groupingSeparator) {
-  std::string plain;
-  std::size_t inGroup = 0;
-  bool grouped = false;
-  bool fraction = false;
-  for (const char c : text) {
-    if (isDigit(c)) {
-      plain += c;
-      ++inGroup;
-    } else if (c == decimalSeparator && !fraction && !plain.empty()) {
-      if (grouped && inGroup != 3) return std::nullopt;
-      fraction = true;
-      plain += '.';
-    } else if (c == groupingSeparator && !fraction && !plain.empty()) {
-      if (grouped ? inGroup != 3 : inGroup > 3) return std::nullopt;
-      grouped = true;
-      inGroup = 0;
-    } else {
-      return std::nullopt;
-    }
-  }
-  if (plain.empty() || plain.back() == '.' || (grouped && !fraction && inGroup != 3)) return std::nullopt;
-  return plain;
-}
-
-}  // namespace
-
-void TextForms::setNumberForm(std::string_view form) {
-  decimalSeparator = form[form.size() - 3];
-  groupingSeparator = form.size() > 7 ? form[1] : '\0';
-}
-
-std::optional<qw::Date> TextForms::readDate(std::string_view text) const {
-  text = Texts::trimmed(text);
-  if (text.size() != date.size()) return std::nullopt;
-  std::string year, month, day;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    std::string* part = date[i] == 'y' ? &year : date[i] == 'M' ? &month : date[i] == 'd' ? &day : nullptr;
-    if (part ? !isDigit(text[i]) : text[i] != date[i]) return std::nullopt;
-    if (part) *part += text[i];
-  }
-  const std::string plain = year + "-" + month + "-" + day;
-  const auto read = qw::DateText::readDate(plain);
-  // The 31st of April counts on into May: what is written back tells.
-  return read && qw::DateText::dateText(*read) == plain ? read : std::nullopt;
-}
-
-std::optional<qw::Decimal> TextForms::readAmount(std::string_view text) const {
-  text = Texts::trimmed(text);
-  bool negative = false;
-  const auto takeSign = [&] {
-    if (!text.starts_with('-') && !text.starts_with('+')) return false;
-    negative = text.front() == '-';
-    text = Texts::trimmed(text.substr(1));
-    return true;
-  };
-  const auto takeCurrency = [&](std::string_view name) {
-    if (name.empty()) return false;
-    if (text.starts_with(name))
-      text.remove_prefix(name.size());
-    else if (text.ends_with(name))
-      text.remove_suffix(name.size());
-    else
-      return false;
-    text = Texts::trimmed(text);
-    return true;
-  };
-  const bool isSigned = takeSign();
-  if ((takeCurrency(symbol) || takeCurrency(code)) && !isSigned) takeSign();
-  const auto plain = plainNumber(text, decimalSeparator, groupingSeparator);
-  const auto number = plain ? qw::Decimal::fromText(*plain) : std::nullopt;
-  return number && negative ? -*number : number;
-}
+#include "values/QWNumberFormatter.h"
 
 namespace Texts {
 
@@ -94,10 +16,26 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
+std::optional<qw::Date> readDate(std::string_view text) {
+  text = trimmed(text);
+  const auto date = qw::DateText::readDate(text);
+  // The 31st of April counts on into May: what is written back tells.
+  return date && qw::DateText::dateText(*date) == text ? date : std::nullopt;
+}
+
+std::optional<qw::Decimal> readNumber(std::string_view text) {
+  static QWNumberFormatter formatter;
+  formatter.setGuessesSeparators(false);
+  formatter.setDecimalSeparator(".");
+  formatter.setGroupingSeparator("");
+  std::optional<qw::Decimal> number;
+  return formatter.getObjectValue(number, text) ? number : std::nullopt;
+}
+
 std::optional<qw::Decimal> readPercentage(std::string_view text) {
   text = trimmed(text);
   if (text.ends_with('%')) text = trimmed(text.substr(0, text.size() - 1));
-  const auto number = TextForms().readAmount(text);
+  const auto number = readNumber(text);
   return number ? std::optional(number->multipliedByPowerOf10(-2)) : std::nullopt;
 }
 
@@ -161,6 +99,10 @@ std::string grouped(const qw::Decimal& number, int fractionDigits) {
   const std::size_t first = number.isNegative() ? 1 : 0;
   for (std::size_t at = point; at > first + 3;) text.insert(at -= 3, ",");
   return text;
+}
+
+std::string counted(std::size_t count, std::string_view one, std::string_view many) {
+  return fmt::format("{} {}", grouped(count), count == 1 ? one : many);
 }
 
 }  // namespace Texts
