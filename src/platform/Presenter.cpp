@@ -1,5 +1,8 @@
 #include "platform/Presenter.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <utility>
 
 #include "platform/RunLoop.h"
@@ -44,5 +47,18 @@ std::unique_ptr<Presenter::Progress> Presenter::showProgress(const std::string&,
 }
 
 Registration Presenter::show(std::shared_ptr<Object>) { return {}; }
+
+void Presenter::accessFile(const std::filesystem::path& path, const std::string& message,
+                           std::function<void(bool)> completion) {
+  if (access(path.c_str(), R_OK) == 0 || errno == ENOENT)
+    return RunLoop::main().dispatch([completion = std::move(completion)] { completion(true); });
+  OpenRequest request;
+  request.title = message;
+  request.directory = path.parent_path();
+  chooseFilesToOpen(request, [path, completion = std::move(completion)](const auto& chosen) {
+    completion(chosen.size() == 1 && chosen[0].lexically_normal() == path.lexically_normal() &&
+               access(path.c_str(), R_OK) == 0);
+  });
+}
 
 }  // namespace qw

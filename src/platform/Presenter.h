@@ -92,6 +92,10 @@ class Presenter {
                                 std::function<void(std::optional<std::filesystem::path>)> completion);
   virtual void askPassword(const PasswordRequest& request,
                            std::function<void(std::optional<std::string>)> completion);
+  /// Answers whether a file can be read, or is not there. When the system keeps it from the program the user
+  /// is asked to choose it, by which a sandbox lets it in.
+  void accessFile(const std::filesystem::path& path, const std::string& message,
+                  std::function<void(bool)> completion);
   /// Never null. `cancel`, if given, is called at most once, on the main thread, when the user cancels the
   /// work.
   virtual std::unique_ptr<Progress> showProgress(const std::string& title, std::function<void()> cancel = {});

@@ -69,6 +69,7 @@ void UndoManager::endUndoGrouping() {
     return;
   }
   if (state_ == State::kIdle) redo_.clear();
+  current_.number = ++lastNumber_;
   (state_ == State::kUndoing ? redo_ : undo_).push_back(std::move(current_));
   current_ = {};
   trim();
@@ -78,6 +79,14 @@ void UndoManager::endEventGroup() {
   if (!eventGroupOpen_ || openGroups_.size() != 1) return;
   eventGroupOpen_ = false;
   endUndoGrouping();
+}
+
+bool UndoManager::reopenGroup(std::uint64_t number) {
+  if (number == 0 || number != lastGroup() || !openGroups_.empty()) return false;
+  current_ = std::move(undo_.back());
+  undo_.pop_back();
+  openGroups_.push_back(0);
+  return true;
 }
 
 void UndoManager::undoNestedGroup() {

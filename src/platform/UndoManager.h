@@ -57,6 +57,14 @@ class UndoManager {
   void enableUndoRegistration() { --disabled_; }
   bool isUndoRegistrationEnabled() const { return disabled_ == 0; }
 
+  /// Closes the automatic group now, so that what follows is an undo step of its own.
+  void endEventGroup();
+  /// Identifies the group that `undo` would take back; 0 when there is none.
+  std::uint64_t lastGroup() const { return undo_.empty() ? 0 : undo_.back().number; }
+  /// Opens the last group again if it is this one and no other group is open: what is done by and by becomes
+  /// one step. False, with nothing opened, when something else was done since.
+  bool reopenGroup(std::uint64_t number);
+
   /// The name of the group that is open, or else of the last one.
   void setActionName(std::string name);
   /// Empty when there is nothing to undo or redo, or it has no name.
@@ -92,12 +100,12 @@ class UndoManager {
   struct Group {
     std::string name;
     std::vector<Record> records;
+    std::uint64_t number = 0;
   };
 
   void add(Object& target, Action action, const Property* property, Value argument, std::int64_t number);
   void perform(std::vector<Group>& from, State state);
   static void performReversed(std::vector<Record>& records, std::size_t from);
-  void endEventGroup();
   void trim();
 
   State state_ = State::kIdle;
@@ -110,6 +118,7 @@ class UndoManager {
   std::vector<Group> undo_;
   std::vector<Group> redo_;
   Listener* listener_ = nullptr;
+  std::uint64_t lastNumber_ = 0;
   std::shared_ptr<int> alive_ = std::make_shared<int>(0);
 };
 

@@ -49,6 +49,14 @@ qw::OperationQueue& QWDatabaseManager::queue() {
   return *queue_;
 }
 
+std::shared_ptr<QWDatabaseManager> QWDatabaseManager::openAnother(const std::filesystem::path& URL,
+                                                                  const OpenOptions& options,
+                                                                  qw::Error* error) const {
+  auto manager = makeAnother_();
+  manager->makeAnother_ = makeAnother_;
+  return manager->initWithURL(URL, options, error) ? manager : nullptr;
+}
+
 std::shared_ptr<QWDatabaseManager> QWDatabaseManager::copy() const {
   auto copy = makeAnother_();
   copy->makeAnother_ = makeAnother_;
@@ -217,8 +225,12 @@ void undoRemovedID(qw::Object& manager, const qw::Property*, const qw::Value& id
 }  // namespace
 
 void QWDatabaseManager::addDeletedID(const qw::ObjectID& id, qw::Date date) {
-  if (undoManager_) undoManager_->registerAction(*this, &undoAddedID, nullptr, id.text());
-  deletedIDs_[id] = date;
+  const auto [entry, isNew] = deletedIDs_.try_emplace(id, date);
+  if (undoManager_ && isNew)
+    undoManager_->registerAction(*this, &undoAddedID, nullptr, id.text());
+  else if (undoManager_)
+    undoManager_->registerAction(*this, &undoRemovedID, nullptr, id.text(), entry->second.microseconds());
+  entry->second = date;
 }
 
 void QWDatabaseManager::removeDeletedID(const qw::ObjectID& id) {

@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <chrono>
+#include <deque>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -22,6 +23,7 @@
 #include "store/QWDatabaseQuery.h"
 #include "store/QWDatabaseResultSet.h"
 #include "store/QWRequestsMap.h"
+#include "store/SynchronizationDocument.h"
 #include "store/SynchronizationHandling.h"
 #include "values/QWCountedSet.h"
 
@@ -75,6 +77,9 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   static std::shared_ptr<Manager> open(const std::filesystem::path& URL, qw::Error* error = nullptr) {
     return open<Manager>(URL, OpenOptions(), error);
   }
+  /// A manager of the same class as this one.
+  std::shared_ptr<QWDatabaseManager> openAnother(const std::filesystem::path& URL, const OpenOptions& options,
+                                                 qw::Error* error = nullptr) const;
   /// A detached copy: own objects with the same IDs, no connection; knows this manager as its original.
   std::shared_ptr<QWDatabaseManager> copy() const;
 
@@ -197,6 +202,27 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   void prepareSynchronization(int step, QWDatabaseManager& other);
   std::vector<qw::ObjectID> synchronizingObjectIDsForStep(int step) const;
 
+  // One synchronization after the other.
+  using SynchronizationBlock = std::function<void()>;
+  /// Called with the controller once the run has started.
+  using SynchronizationStartHandler = std::function<void(const std::shared_ptr<qw::SynchronizationRun>&)>;
+  /// Runs the block when those before it have ended, at once if there are none. Every block ends with exactly
+  /// one `dequeueSynchronizationBlock`.
+  void enqueueSynchronizationBlock(SynchronizationBlock block);
+  void dequeueSynchronizationBlock();
+  /// Forgets what waits, cancels what runs, and switches the document-synchronization handlers off.
+  void cancelPendingSynchronizations();
+  /// Has the document synchronize this store with another file. In the foreground it is refused while another
+  /// run goes on; in the background it waits for it. Either handler may be empty.
+  void synchronizeWithDatabaseAtURL(const std::filesystem::path& URL, bool inBackground,
+                                    std::optional<qw::Image> otherIcon,
+                                    SynchronizationStartHandler startHandler,
+                                    qw::SynchronizationDocument::Completion completionHandler);
+  /// Of the run that goes on; null when there is none.
+  const std::shared_ptr<qw::SynchronizationRun>& synchronizationSessionController() const {
+    return synchronizationSessionController_;
+  }
+
   // What a subclass says.
   virtual std::string version() const { return "1.0"; }
   virtual const qw::Class& rootObjectClass() const { return QWDatabaseObject::kClass; }
@@ -274,6 +300,9 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   void listIsStale(QWDatabaseObject& owner, qw::ChildList& list);
   void settle();
   void performWaitingMoves();
+  void startSynchronization(const qw::SynchronizationDocument::Request& request,
+                            const SynchronizationStartHandler& startHandler,
+                            const qw::SynchronizationDocument::Completion& completionHandler);
   void undoManagerWillPerform(qw::UndoManager&) override { settle(); }
   void undoManagerDidPerform(qw::UndoManager&) override { settle(); }
 
@@ -296,6 +325,9 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   QWRequestsMap objects_;
   std::vector<std::function<void()>> afterRequests_;
   std::vector<WaitingMove> waitingMoves_;
+  std::deque<SynchronizationBlock> synchronizationQueue_;
+  std::uint64_t synchronizationCancellations_ = 0;
+  std::shared_ptr<qw::SynchronizationRun> synchronizationSessionController_;
   int disableModifyLastModificationDatesCount_ = 0;
   std::map<std::string, QWCountedSet> completionsSets_;
   qw::Dictionary localParameters_;

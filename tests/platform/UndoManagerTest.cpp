@@ -85,6 +85,37 @@ TEST_F(UndoManagerTest, NestedGroupsAreOneStepAndCanBeTakenBackAlone) {
   EXPECT_FALSE(undo.canUndo()) << "an empty group leaves nothing";
 }
 
+TEST_F(UndoManagerTest, AGroupCanBeContinuedUntilSomethingElseIsDone) {
+  EXPECT_FALSE(undo.reopenGroup(0));
+  set(1, "One");
+  const auto first = undo.lastGroup();
+  ASSERT_TRUE(undo.reopenGroup(first));
+  EXPECT_FALSE(undo.reopenGroup(first)) << "it is open";
+  counter->setValue(2);
+  undo.endUndoGrouping();
+  EXPECT_EQ(undo.undoActionName(), "One");
+  EXPECT_NE(undo.lastGroup(), first);
+  undo.undo();
+  EXPECT_EQ(counter->value(), 0);
+  undo.redo();
+  EXPECT_EQ(counter->value(), 2);
+  const auto second = undo.lastGroup();
+  set(3);
+  EXPECT_FALSE(undo.reopenGroup(second));
+  // Opened again it can be taken back without a way forward.
+  ASSERT_TRUE(undo.reopenGroup(undo.lastGroup()));
+  undo.undoNestedGroup();
+  undo.endUndoGrouping();
+  EXPECT_EQ(counter->value(), 2);
+  EXPECT_EQ(undo.lastGroup(), second);
+  EXPECT_FALSE(undo.canRedo());
+  undo.setGroupsByEvent(true);
+  counter->setValue(4);
+  undo.endEventGroup();
+  EXPECT_EQ(undo.groupingLevel(), 0);
+  EXPECT_NE(undo.lastGroup(), second);
+}
+
 TEST_F(UndoManagerTest, EachPassOfTheRunLoopIsOneStep) {
   undo.setGroupsByEvent(true);
   counter->setValue(1);

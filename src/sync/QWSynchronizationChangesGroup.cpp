@@ -1,0 +1,10 @@
+#include "sync/QWSynchronizationChangesGroup.h"
+
+#include "values/QWStringAdditions.h"
+
+QWSynchronizationChangesGroup::QWSynchronizationChangesGroup(
+    std::string title, std::vector<std::shared_ptr<QWSynchronizationChange>> changes, qw::ObjectID objectID)
+    : title(std::move(title)),
+      changes(std::move(changes)),
+      objectID(objectID),
+      id_(QWStringAdditions::uniqueID()) {}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "store/ObjectID.h"
+#include "store/QWSynchronizationChange.h"
+
+/// The changes of one object, as they are reviewed together.
+class QWSynchronizationChangesGroup {
+ public:
+  QWSynchronizationChangesGroup(std::string title,
+                                std::vector<std::shared_ptr<QWSynchronizationChange>> changes,
+                                qw::ObjectID objectID = {});
+
+  /// Unique, made with the group.
+  const std::string& ID() const { return id_; }
+
+  /// What the object is called.
+  std::string title;
+  std::vector<std::shared_ptr<QWSynchronizationChange>> changes;
+  /// Whose changes these are.
+  qw::ObjectID objectID;
+
+ private:
+  std::string id_;
+};

@@ -1,0 +1,2 @@
+// The model of the store's tests.
+#include "store/Ledger.cpp"
