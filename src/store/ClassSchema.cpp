@@ -19,7 +19,7 @@ const ClassSchema& ClassSchema::of(const Class& c) {
   return *static_cast<const ClassSchema*>(expected);
 }
 
-ClassSchema::ClassSchema(const Class& c) : class_(c), table_(c.table()) {
+ClassSchema::ClassSchema(const Class& c) : class_(c), table_(c.table()), quotedTable_(quoted(table_)) {
   const auto add = [&](std::string name, std::string_view type) {
     columns_.push_back(std::move(name));
     types_.push_back(type);
@@ -66,9 +66,9 @@ ClassSchema::ClassSchema(const Class& c) : class_(c), table_(c.table()) {
     parameters += separator + (":" + column);
     assignments += separator + quoted(column) + " = :" + column;
   }
-  insert_ = "INSERT INTO " + table_ + " (" + names + ") VALUES (" + parameters + ")";
-  update_ = "UPDATE " + table_ + " SET " + assignments + " WHERE \"sqlID\" = :sqlID";
-  delete_ = "DELETE FROM " + table_ + " WHERE \"sqlID\" = :sqlID";
+  insert_ = "INSERT INTO " + quotedTable_ + " (" + names + ") VALUES (" + parameters + ")";
+  update_ = "UPDATE " + quotedTable_ + " SET " + assignments + " WHERE \"sqlID\" = :sqlID";
+  delete_ = "DELETE FROM " + quotedTable_ + " WHERE \"sqlID\" = :sqlID";
 }
 
 std::string_view ClassSchema::storedClassName(std::string_view name) {
@@ -101,7 +101,7 @@ std::string ClassSchema::createStatements(std::span<const Class* const> classes)
   }
   std::string sql;
   for (const auto& [name, table] : tables) {
-    sql += "CREATE TABLE IF NOT EXISTS " + name + " (\"sqlID\" INTEGER PRIMARY KEY";
+    sql += "CREATE TABLE IF NOT EXISTS " + quoted(name) + " (\"sqlID\" INTEGER PRIMARY KEY";
     for (const std::string& column : table.columns) sql += ", " + column;
     sql += ");\n";
   }

@@ -22,6 +22,8 @@ class ClassSchema {
 
   const Class& objectClass() const { return class_; }
   const std::string& table() const { return table_; }
+  /// For statements: a table may be called "Order".
+  const std::string& quotedTable() const { return quotedTable_; }
   /// "ID", "lastModificationDate", then those of the property table from the root class down.
   const std::vector<std::string>& columns() const { return columns_; }
   /// Declared SQL types of the columns.
@@ -56,7 +58,7 @@ class ClassSchema {
   explicit ClassSchema(const Class& c);
 
   const Class& class_;
-  std::string table_;
+  std::string table_, quotedTable_;
   std::vector<std::string> columns_;
   std::vector<std::string_view> types_;
   std::vector<Entry> stored_, attributes_, references_, owned_, parents_, children_;

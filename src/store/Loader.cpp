@@ -33,7 +33,8 @@ std::vector<Loader::ObjectPointer>& Loader::Buckets::listFor(const ObjectID& par
 std::shared_ptr<QWDatabaseObject> Loader::loadRoot(const Class& root) {
   const std::string& name = ClassSchema::of(root).table();
   if (name.empty()) return nullptr;
-  auto rows = manager_.executeQuery(manager_.prepareQuery("SELECT * FROM " + name + " LIMIT 1"));
+  auto rows =
+      manager_.executeQuery(manager_.prepareQuery("SELECT * FROM " + ClassSchema::quoted(name) + " LIMIT 1"));
   if (!rows || !rows->next()) return nullptr;
   rows->loader_ = this;
   ObjectPointer object = makeObject(root, *rows);
@@ -127,7 +128,8 @@ void Loader::sortByIndex(ChildList& list) {
 /// is less.
 void Loader::reserveFor(const std::string& table) {
   constexpr std::uintmax_t kSmallestRow = 32;
-  const auto rows = manager_.executeQuery(manager_.prepareQuery("SELECT max(rowid) FROM " + table));
+  const auto rows =
+      manager_.executeQuery(manager_.prepareQuery("SELECT max(rowid) FROM " + ClassSchema::quoted(table)));
   std::error_code ignored;
   const std::uintmax_t size = std::filesystem::file_size(manager_.URL(), ignored);
   if (!rows || !rows->next() || ignored) return;
@@ -146,7 +148,7 @@ Loader::Table& Loader::tableOf(const Class& c) {
   const Class* base = &c;
   while (base->superclass() && base->superclass()->table() == name) base = base->superclass();
   reserveFor(name);
-  auto rows = manager_.executeQuery(manager_.prepareQuery("SELECT * FROM " + name));
+  auto rows = manager_.executeQuery(manager_.prepareQuery("SELECT * FROM " + ClassSchema::quoted(name)));
   if (!rows) return table;
   rows->loader_ = this;
   while (rows->next())
@@ -245,8 +247,8 @@ void Loader::resolveSingleRow(QWDatabaseManager& manager, QWDatabaseObject& obje
   const auto readAll = [&](const Class& elementClass, const std::string& column, const ObjectID& value,
                            const std::string& end) {
     std::vector<ObjectPointer> objects;
-    auto query = manager.prepareQuery("SELECT * FROM " + ClassSchema::of(elementClass).table() + " WHERE \"" +
-                                      column + "\" = :value " + end);
+    auto query = manager.prepareQuery("SELECT * FROM " + ClassSchema::of(elementClass).quotedTable() +
+                                      " WHERE \"" + column + "\" = :value " + end);
     if (!query) return objects;
     query->setString(value.text(), "value");
     auto rows = manager.executeQuery(query);

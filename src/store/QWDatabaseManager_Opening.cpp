@@ -188,7 +188,8 @@ bool QWDatabaseManager::loadStore(qw::Error* error) {
   // A store that was made but never saved has no root object yet.
   const auto& table = rootObjectClass().table();
   if (!rootObject_ && !readOnly_ && !table.empty()) {
-    const auto rows = executeQuery(prepareQuery(fmt::format("SELECT 1 FROM {} LIMIT 1", table)));
+    const auto rows =
+        executeQuery(prepareQuery(fmt::format("SELECT 1 FROM {} LIMIT 1", qw::ClassSchema::quoted(table))));
     if (rows && !rows->next() && !rows->failed()) makeInitialData();
   }
   return true;
@@ -225,11 +226,11 @@ bool QWDatabaseManager::addMissingColumns(qw::Error* error) {
     const qw::ClassSchema& schema = qw::ClassSchema::of(*c);
     if (schema.table().empty()) continue;
     std::set<std::string> present;
-    const auto rows = executeQuery(prepareQuery("PRAGMA table_info(" + schema.table() + ")"));
+    const auto rows = executeQuery(prepareQuery("PRAGMA table_info(" + schema.quotedTable() + ")"));
     while (rows && rows->next()) present.insert(rows->stringForColumn("name").value_or(""));
     for (std::size_t i = 0; i < schema.columns().size(); ++i)
       if (!present.contains(schema.columns()[i]) &&
-          !execute(fmt::format("ALTER TABLE {} ADD COLUMN {} {}", schema.table(),
+          !execute(fmt::format("ALTER TABLE {} ADD COLUMN {} {}", schema.quotedTable(),
                                qw::ClassSchema::quoted(schema.columns()[i]), schema.types()[i]),
                    "the property tables", error))
         return false;

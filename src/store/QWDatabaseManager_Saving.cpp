@@ -169,7 +169,7 @@ int QWDatabaseManager::saveChange(const QWDatabaseChange& change, std::shared_pt
 bool QWDatabaseManager::isInFile(const QWDatabaseChange& insert) {
   const QWDatabaseObject& object = *insert.object_;
   const auto query = prepareQuery(fmt::format("SELECT \"ID\" FROM {} WHERE \"sqlID\" = :sqlID",
-                                              qw::ClassSchema::of(object.objectClass()).table()));
+                                              qw::ClassSchema::of(object.objectClass()).quotedTable()));
   if (!query) return false;
   query->setInt64(object.sqlID_, "sqlID");
   const auto rows = executeQuery(query);
