@@ -71,18 +71,19 @@ void QWCurrencyFormatter::updateCurrency() {
 
 void QWCurrencyFormatter::setCurrencies(std::vector<QWCurrency> currencies) {
   currencies_ = std::move(currencies);
-  bySymbol_ = longestFirst(&QWCurrency::symbol);
-  byCode_ = longestFirst(&QWCurrency::code);
+  symbols_ = longestFirst(&QWCurrency::symbol);
+  codes_ = longestFirst(&QWCurrency::code);
   beginsSign_ = {};
   std::vector<std::string> words;
   constexpr std::string_view kOperators = "()*/+-";
-  for (const QWCurrency& currency : currencies_) {
-    for (const std::string& sign : {currency.symbol(), currency.code()}) {
-      if (sign.empty()) continue;
-      beginsSign_[static_cast<unsigned char>(sign.front())] = true;
+  for (const std::vector<Sign>* signs : {&symbols_, &codes_}) {
+    for (const Sign& sign : *signs) {
+      beginsSign_[static_cast<unsigned char>(sign.text.front())] = true;
       // A symbol of nothing but operators, however, is an operator.
-      if (sign.find_first_of(kOperators) != sign.npos && sign.find_first_not_of(kOperators) != sign.npos)
-        words.push_back(sign);
+      if (sign.text.find_first_of(kOperators) != sign.text.npos &&
+          sign.text.find_first_not_of(kOperators) != sign.text.npos) {
+        words.push_back(sign.text);
+      }
     }
   }
   setWords(std::move(words));
@@ -113,9 +114,9 @@ std::optional<QWNumberFormatter::Components> QWCurrencyFormatter::componentsFrom
 void QWCurrencyFormatter::fixEnglishNotation(Components& components) const {
   using Kind = Component::Kind;
   const auto isSymbol = [this](const Component& component) {
-    return component.kind == Kind::kText && !component.text.empty() &&
-           std::any_of(currencies_.begin(), currencies_.end(),
-                       [&](const QWCurrency& currency) { return currency.symbol() == component.text; });
+    return component.kind == Kind::kText &&
+           std::any_of(symbols_.begin(), symbols_.end(),
+                       [&](const Sign& symbol) { return symbol.text == component.text; });
   };
   std::size_t kept = 0;
   for (std::size_t i = 0; i < components.size(); ++i, ++kept) {
@@ -134,23 +135,26 @@ std::optional<qw::Decimal> QWCurrencyFormatter::evaluateString(std::string_view 
   return evaluateAmount(NumberReader::trimmed(text), 0);
 }
 
-/// `signs` symbols and codes were taken out of the text before.
-std::optional<qw::Decimal> QWCurrencyFormatter::evaluateAmount(std::string_view text, int signs) const {
+/// `taken` symbols and codes were taken out of the text before.
+std::optional<qw::Decimal> QWCurrencyFormatter::evaluateAmount(std::string_view text, int taken) const {
   if (text.size() > NumberReader::kMaxTextSize) return std::nullopt;
   const bool mayHaveSign = std::any_of(text.begin(), text.end(),
                                        [this](char c) { return beginsSign_[static_cast<unsigned char>(c)]; });
-  if (!mayHaveSign) return evaluateNumber(text, signs);
+  if (!mayHaveSign) return evaluateNumber(text, taken);
   std::string rest(text);
-  const QWCurrency* const bySymbol = firstIn(rest, bySymbol_, &QWCurrency::symbol);
-  if (bySymbol) rest = withoutFirst(rest, bySymbol->symbol());
   // A code outdoes a symbol.
-  const QWCurrency* const byCode = firstIn(rest, byCode_, &QWCurrency::code);
-  if (byCode) rest = withoutFirst(rest, byCode->code());
-  const QWCurrency* const named = byCode ? byCode : bySymbol;
-  if (!named) return evaluateNumber(text, signs);
+  const QWCurrency* named = nullptr;
+  for (const std::vector<Sign>* signs : {&symbols_, &codes_}) {
+    const auto sign = std::find_if(signs->begin(), signs->end(),
+                                   [&](const Sign& s) { return rest.find(s.text) != rest.npos; });
+    if (sign == signs->end()) continue;
+    named = &currencies_[sign->currency];
+    rest = withoutFirst(rest, sign->text);
+  }
+  if (!named) return evaluateNumber(text, taken);
   if (rest.empty()) return qw::Decimal();
-  if (signs == kMaxSigns) return std::nullopt;
-  const auto amount = evaluateAmount(rest, signs + 1);
+  if (taken == kMaxSigns) return std::nullopt;
+  const auto amount = evaluateAmount(rest, taken + 1);
   if (!amount) return std::nullopt;
   const bool hasRate = currency_ && !currency_->changeRate().isZero();
   const qw::Decimal value =
@@ -158,9 +162,9 @@ std::optional<qw::Decimal> QWCurrencyFormatter::evaluateAmount(std::string_view 
   return value.isNaN() ? std::nullopt : std::optional(value);
 }
 
-std::optional<qw::Decimal> QWCurrencyFormatter::evaluateNumber(std::string_view text, int signs) const {
+std::optional<qw::Decimal> QWCurrencyFormatter::evaluateNumber(std::string_view text, int taken) const {
   const auto value = QWNumberFormatter::evaluateString(text);
-  if (!value || signs > 0 || !currency_ || !canInsertDecimalSeparator_ ||
+  if (!value || taken > 0 || !currency_ || !canInsertDecimalSeparator_ ||
       style().reader().containsDecimalSeparator(text, separators()) ||
       !qw::UserDefaults::standard().boolValue(kAutomaticallyInsertDecimalSeparatorKey)) {
     return value;
@@ -168,21 +172,15 @@ std::optional<qw::Decimal> QWCurrencyFormatter::evaluateNumber(std::string_view 
   return value->multipliedByPowerOf10(-currency_->fractionDigits());
 }
 
-std::vector<std::size_t> QWCurrencyFormatter::longestFirst(Sign sign) const {
-  std::vector<std::size_t> order;
+std::vector<QWCurrencyFormatter::Sign> QWCurrencyFormatter::longestFirst(
+    const std::string& (QWCurrency::*text)() const) const {
+  std::vector<Sign> signs;
   for (std::size_t i = 0; i < currencies_.size(); ++i) {
-    if (!(currencies_[i].*sign)().empty()) order.push_back(i);
+    // Texts are trimmed, too: Arabic symbols end with a mark of their writing direction.
+    const std::string_view sign = NumberReader::trimmed((currencies_[i].*text)());
+    if (!sign.empty()) signs.push_back({std::string(sign), i});
   }
-  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-    return characters((currencies_[a].*sign)()) > characters((currencies_[b].*sign)());
-  });
-  return order;
-}
-
-const QWCurrency* QWCurrencyFormatter::firstIn(std::string_view text, const std::vector<std::size_t>& order,
-                                               Sign sign) const {
-  const auto found = std::find_if(order.begin(), order.end(), [&](std::size_t index) {
-    return text.find((currencies_[index].*sign)()) != text.npos;
-  });
-  return found == order.end() ? nullptr : &currencies_[*found];
+  std::stable_sort(signs.begin(), signs.end(),
+                   [](const Sign& a, const Sign& b) { return characters(a.text) > characters(b.text); });
+  return signs;
 }

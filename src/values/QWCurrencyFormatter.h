@@ -57,17 +57,20 @@ class QWCurrencyFormatter : public QWNumberFormatter {
   std::optional<qw::Decimal> evaluateString(std::string_view text) const override;
 
  private:
-  using Sign = const std::string& (QWCurrency::*)() const;
+  /// A symbol or code as it stands in texts, and the index of its currency.
+  struct Sign {
+    std::string text;
+    std::size_t currency;
+  };
 
-  std::vector<std::size_t> longestFirst(Sign sign) const;
-  const QWCurrency* firstIn(std::string_view text, const std::vector<std::size_t>& order, Sign sign) const;
-  std::optional<qw::Decimal> evaluateAmount(std::string_view text, int signs) const;
-  std::optional<qw::Decimal> evaluateNumber(std::string_view text, int signs) const;
+  std::vector<Sign> longestFirst(const std::string& (QWCurrency::*text)() const) const;
+  std::optional<qw::Decimal> evaluateAmount(std::string_view text, int taken) const;
+  std::optional<qw::Decimal> evaluateNumber(std::string_view text, int taken) const;
 
   std::optional<QWCurrency> currency_;
   std::vector<QWCurrency> currencies_;
-  std::vector<std::size_t> bySymbol_;  // indexes of the currencies, the longest symbol first
-  std::vector<std::size_t> byCode_;
+  std::vector<Sign> symbols_;  // the longest first
+  std::vector<Sign> codes_;
   std::array<bool, 256> beginsSign_{};  // the first bytes of all symbols and codes
   bool canInsertDecimalSeparator_ = true;
 };

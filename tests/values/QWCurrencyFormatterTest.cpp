@@ -120,8 +120,12 @@ TEST_F(QWCurrencyFormatterTest, InsertsTheDecimalSeparatorWhenTheUserWantsIt) {
 }
 
 TEST_F(QWCurrencyFormatterTest, WritesWhatICUWritesAndReadsItBack) {
-  const QWCurrency currencies[] = {euro_, franc_, yen_, QWCurrency("USD", "Fr.", 3, 3),
-                                   QWCurrency("CHF", "€ u", 2, 1)};
+  const QWCurrency currencies[] = {euro_,
+                                   franc_,
+                                   yen_,
+                                   QWCurrency("USD", "Fr.", 3, 3),
+                                   QWCurrency("CHF", "€ u", 2, 1),
+                                   QWCurrency("EGP", "ج.م.\u200f", 2, 1)};
   for (const char* locale : {"en_US", "fr_FR", "de_DE", "de_CH", "de_AT", "ja_JP", "ar_EG", "hi_IN", "sv_SE",
                              "nl_NL", "nb_NO", "es_CL", "he_IL", "pt_PT"}) {
     setLocale(locale);
