@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/ApplicationContext.h"
@@ -180,6 +181,22 @@ TEST_F(QWCurrencyFormatterTest, WritesTheMinusSignFirstAndNoBlankForNoSymbol) {
                 "1" + fraction + "\u00a0" + std::to_string(digits));
     }
   }
+}
+
+TEST_F(QWCurrencyFormatterTest, EveryThreadHasItsOwn) {
+  std::vector<std::thread> threads;
+  for (int digits = 0; digits < 4; ++digits) {
+    threads.emplace_back([this, digits] {
+      for (int i = 0; i < 200; ++i) {
+        EXPECT_EQ(QWCurrencyFormatter::formatValue(5, i % 2 ? &euro_ : &yen_), i % 2 ? "€5.00" : "¥5");
+        const std::string text = QWNumberFormatter::formatValue(number("1234.56789"), digits);
+        EXPECT_EQ(QWNumberFormatter::parseString(text),
+                  number("1234.56789").rounded(digits, qw::RoundingMode::plain));
+        EXPECT_EQ(QWPercentageFormatter::parseString("5%"), number("0.05"));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
 }
 
 TEST_F(QWCurrencyFormatterTest, CodeAndSymbolCanBeSetAlone) {
