@@ -53,6 +53,10 @@ struct Property {
   Keys dependsOn{};
   /// Key of the property's title in the table "Synchronization"; empty when it has none.
   std::string_view localizationKey{};
+  /// For an amount of money: where its object's currency is found; for a share: that it reads as a
+  /// percentage.
+  std::string_view currencyKeyPath{};
+  bool isPercentage = false;
   /// Name under which the store keeps the property; empty for its key.
   std::string_view column{};
   /// For parents and children: key of the property at the other end.

@@ -16,6 +16,9 @@ struct AttributeOptions {
   Property::Keys dependsOn{};
   /// Column name when it differs from the key.
   std::string_view column{};
+  /// For decimals: an amount, with the key path of its `QWCurrency`, or a share that reads as a percentage.
+  std::string_view currencyKeyPath{};
+  bool isPercentage = false;
 };
 
 namespace detail {
@@ -155,6 +158,8 @@ constexpr Property persisted(std::string_view key, PropertyKind kind, const Prop
   Property row = property<Member, Setter>(key, {options.localizationKey, options.dependsOn});
   row.kind = kind;
   row.column = options.column;
+  row.currencyKeyPath = options.currencyKeyPath;
+  row.isPercentage = options.isPercentage;
   row.storage = &storage;
   row.restore = &restoreMember<Member>;
   if constexpr (std::is_same_v<decltype(Setter), std::nullptr_t>) row.set = row.restore;

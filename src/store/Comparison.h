@@ -89,6 +89,26 @@ struct Comparison<Image> {
   static const Image& value(const Image& value) { return value; }
 };
 
+/// Decimals that are amounts of money, in the `QWCurrency` that their object has at the key path.
+struct AmountComparison {
+  std::string_view currencyKeyPath;
+
+  template <class T>
+  static bool differ(const T& a, const T& b) {
+    return !(a == b);
+  }
+  Side side(const QWDatabaseObject& object, const std::optional<Decimal>& value) const;
+  template <class T>
+  static const T& value(const T& value) {
+    return value;
+  }
+};
+
+/// Decimals that read as percentages, with at most two fraction digits.
+struct PercentageComparison : AmountComparison {
+  Side side(const QWDatabaseObject& object, const std::optional<Decimal>& value) const;
+};
+
 /// Collections are shown by the number of their elements.
 template <class T>
 requires(std::is_same_v<T, Array> || std::is_same_v<T, Dictionary> ||
@@ -131,7 +151,7 @@ struct AttributeComparison {
   /// As the type is compared, and exactly.
   bool (*differ)(const QWDatabaseObject&, const QWDatabaseObject&);
   bool (*equal)(const QWDatabaseObject&, const QWDatabaseObject&);
-  Side (*side)(const QWDatabaseObject&);
+  Side (*side)(const QWDatabaseObject&, const Property&);
   /// What the other object's property is restored from.
   Value (*value)(const QWDatabaseObject&);
 };
@@ -148,7 +168,15 @@ struct MemberComparison {
     return Kind().differ(of(a), of(b));
   }
   static bool equal(const QWDatabaseObject& a, const QWDatabaseObject& b) { return of(a) == of(b); }
-  static Side side(const QWDatabaseObject& object) { return Kind().side(object, of(object)); }
+  static Side side(const QWDatabaseObject& object, [[maybe_unused]] const Property& property) {
+    if constexpr (std::is_convertible_v<TypeOf<Member>, std::optional<Decimal>> &&
+                  !std::is_arithmetic_v<TypeOf<Member>>) {
+      if (!property.currencyKeyPath.empty())
+        return AmountComparison{property.currencyKeyPath}.side(object, of(object));
+      if (property.isPercentage) return PercentageComparison().side(object, of(object));
+    }
+    return Kind().side(object, of(object));
+  }
   static Value value(const QWDatabaseObject& object) {
     return ValueTraits<TypeOf<Member>>::toValue(Kind::value(of(object)));
   }

@@ -42,7 +42,7 @@ std::vector<std::shared_ptr<QWSynchronizationChange>> QWDatabaseObject::compareW
     const qw::Property& property = *entry.property;
     auto change = std::make_shared<QWSynchronizationChange>(
         qw::Localization::synchronizationString(titleKey(property)));
-    change->show(comparison.side(*this), comparison.side(other));
+    change->show(comparison.side(*this, property), comparison.side(other, property));
     const auto valueOf = [&](const QWDatabaseObject& object) {
       return isCommit ? property.storedValue(object) : comparison.value(object);
     };

@@ -9,7 +9,9 @@
 
 #include "platform/Collation.h"
 #include "store/QWDatabaseManager.h"
+#include "values/QWCurrencyFormatter.h"
 #include "values/QWDateFormatter.h"
+#include "values/QWPercentageFormatter.h"
 
 namespace qw::detail {
 
@@ -50,6 +52,17 @@ bool imagesDiffer(const Image& a, const Image& b) {
 }
 
 }  // namespace qw::detail
+
+qw::Side qw::AmountComparison::side(const QWDatabaseObject& object,
+                                    const std::optional<Decimal>& value) const {
+  if (!value) return {};
+  const auto currency = ValueTraits<QWCurrency>::fromValue(object.valueForKeyPath(currencyKeyPath));
+  return {QWCurrencyFormatter::formatValue(*value, currency), {}, {}};
+}
+
+qw::Side qw::PercentageComparison::side(const QWDatabaseObject&, const std::optional<Decimal>& value) const {
+  return value ? Side{QWPercentageFormatter::formatValue(*value, 2), {}, {}} : Side();
+}
 
 namespace QWSynchronizationComparison {
 

@@ -112,6 +112,16 @@ TEST_F(Comparing, EachTypeIsToldApartAndShownInItsWay) {
   EXPECT_TRUE(change->image->isIdentical(icon));
   EXPECT_FALSE(change->keepOther);
 
+  using Decimal = std::optional<qw::Decimal>;
+  EXPECT_EQ(byType(Decimal(3), Decimal()), "3|");
+  EXPECT_EQ(compare(*qw::Decimal::fromText("0.125"), qw::Decimal(1), qw::PercentageComparison()),
+            "12.5%|100%");
+  mine->ledger().setCurrency({"EUR", "€", 2, 1});
+  EXPECT_EQ(compare(Decimal(1234), Decimal(), qw::AmountComparison{"account.ledger.currency"}), "€1,234.00|");
+  EXPECT_EQ(compare(Decimal(7), Decimal(8), qw::AmountComparison{"account.ledger.currency"}), "€7.00|8");
+  a.setAmount(7);
+  EXPECT_EQ(shown(a.compareWithObject(b).at(0)), "€7.00|0") << "as the property table says";
+
   double applied = 0;
   const auto half = compareValue(7.5, a, 2.7, b, "key", [&](Entry&, double value) { applied = value; });
   half->applyChoice();

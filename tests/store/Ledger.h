@@ -4,6 +4,7 @@
 #include "platform/TemporaryDirectory.h"
 #include "store/QWDatabaseManager.h"
 #include "store/QWLibraryObject.h"
+#include "values/QWCurrency.h"
 
 // A small model with every kind of property: a root with ordered children, a tree, references, owned objects,
 // and two classes in one table.
@@ -19,8 +20,11 @@ class Ledger : public QWDatabaseObject {
   qw::Children<Tag>& tags() { return tags_; }
   const std::string& title() const { return title_; }
   void setTitle(std::string title) { assign<&Ledger::title_>(std::move(title)); }
+  /// Not stored.
+  void setCurrency(QWCurrency currency) { currency_ = std::move(currency); }
 
  private:
+  std::optional<QWCurrency> currency_;
   std::string title_;
   qw::Children<Account> accounts_;
   qw::Children<Tag> tags_;
