@@ -14,6 +14,7 @@
 #include "platform/Clock.h"
 #include "platform/KeyPath.h"
 #include "platform/TemporaryDirectory.h"
+#include "platform/UndoGroup.h"
 #include "store/QWDatabaseManager.h"
 
 namespace {
@@ -441,9 +442,10 @@ const qw::bench::Benchmark kUndo("undo_redo_100k", [](qw::bench::Run& run) {
         qw::UndoManager& undo = *store->undoManager();
         undo.removeAllActions();
         watch.start();
-        undo.beginUndoGrouping();
-        for (const auto& entry : entries) entry->setPayee(name);
-        undo.endUndoGrouping();
+        {
+          const qw::UndoGroup step(&undo);
+          for (const auto& entry : entries) entry->setPayee(name);
+        }
         undo.undo();
         undo.redo();
         watch.stop();

@@ -2,6 +2,7 @@
 
 #include "platform/Property.h"
 #include "platform/RunLoop.h"
+#include "platform/UndoGroup.h"
 #include "platform/UndoManager.h"
 
 namespace {
@@ -33,10 +34,8 @@ class UndoManagerTest : public testing::Test {
     undo.setGroupsByEvent(false);
   }
   void set(int value, const std::string& name = "") {
-    undo.beginUndoGrouping();
+    const qw::UndoGroup step(&undo, name);
     counter->setValue(value);
-    undo.setActionName(name);
-    undo.endUndoGrouping();
   }
   qw::UndoManager undo;
   std::shared_ptr<Counter> counter;
@@ -68,20 +67,21 @@ TEST_F(UndoManagerTest, GoesBackAndForthWithNames) {
 }
 
 TEST_F(UndoManagerTest, NestedGroupsAreOneStepAndCanBeTakenBackAlone) {
-  undo.beginUndoGrouping();
-  counter->setValue(1);
-  undo.beginUndoGrouping();
-  counter->setValue(2);
-  counter->setValue(3);
-  undo.undoNestedGroup();
-  EXPECT_EQ(counter->value(), 1);
-  counter->setValue(4);
-  undo.endUndoGrouping();
-  undo.endUndoGrouping();
+  {
+    const qw::UndoGroup outer(&undo, "Outer");
+    counter->setValue(1);
+    qw::UndoGroup inner(&undo);
+    counter->setValue(2);
+    counter->setValue(3);
+    inner.takeBack();
+    EXPECT_EQ(counter->value(), 1);
+    counter->setValue(4);
+  }
+  EXPECT_EQ(undo.undoActionName(), "Outer");
   undo.undo();
   EXPECT_EQ(counter->value(), 0);
-  undo.beginUndoGrouping();
-  undo.endUndoGrouping();
+  qw::UndoGroup(&undo, "Empty");
+  qw::UndoGroup(nullptr, "None").takeBack();
   EXPECT_FALSE(undo.canUndo()) << "an empty group leaves nothing";
 }
 

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "platform/UndoGroup.h"
+
 constinit const qw::Class Ledger::kClass =
     qw::define<Ledger, QWDatabaseObject>("Ledger", {.table = "Ledger", .synchronizationPriority = 1}, [] {
       return qw::properties(
@@ -132,7 +134,6 @@ std::shared_ptr<Entry> LedgerTest::addEntry(Account& account, const std::string&
 }
 
 void LedgerTest::step(LedgerManager& store, const std::function<void()>& edit) {
-  store.undoManager()->beginUndoGrouping();
+  const qw::UndoGroup step(store.undoManager());
   edit();
-  store.undoManager()->endUndoGrouping();
 }

@@ -226,7 +226,7 @@ TEST_F(QWDateFormatterTest, PlainFormatsAreReadAndWrittenAsAllOthers) {
       QWDateFormatter plain, full;
       plain.setDateFormat(format);
       full.setDateFormat(std::string(format) + "\u200E");
-      for (int i = 0; i < 3000; ++i) {
+      for (int i = 0; i < 1000; ++i) {
         constexpr std::int64_t kYears = 3000;
         const Date date =
             Date::fromSeconds(static_cast<std::int64_t>(random()) % (kYears * 31'556'952) - 62'000'000'000);
@@ -251,7 +251,7 @@ TEST_F(QWDateFormatterTest, PlainFormatsAreReadAndWrittenAsAllOthers) {
       }
     }
   }
-  EXPECT_GT(read, 50'000U);
+  EXPECT_GT(read, 16'000U);
 }
 
 TEST_F(QWDateFormatterTest, TimesOfClockChangesAreRead) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "model/ExpenseBook.h"
+#include "platform/UndoGroup.h"
 
 struct Command;
 
@@ -29,13 +30,10 @@ class Session {
   /// Runs something that changes the book as one undo step; when it fails, the book is as before.
   template <class Work>
   bool change(const std::string& name, Work work) {
-    qw::UndoManager& undo = *store_->undoManager();
-    undo.beginUndoGrouping();
+    qw::UndoGroup step(store_->undoManager(), name);
     const bool done = work();
     isChanged_ |= !std::exchange(hasOnlyLooked_, false) && done;
-    if (!done) undo.undoNestedGroup();
-    undo.setActionName(name);
-    undo.endUndoGrouping();
+    if (!done) step.takeBack();
     return done;
   }
   /// Says that the work of this `change` changes nothing.
