@@ -29,6 +29,7 @@ std::shared_ptr<qw::Object> object(std::shared_ptr<qw::Object> constant) { retur
 template <class Constants>
 std::shared_ptr<Control> choice(std::string_view key, const Constants& constants) {
   std::vector<Control::Item> items;
+  items.reserve(constants.size());
   for (const auto& constant : constants) items.push_back({constant->description(), object(constant)});
   return Control::makeChoice(label(key), std::move(items));
 }
