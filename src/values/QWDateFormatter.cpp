@@ -107,13 +107,13 @@ class QWDateFormatter::Engine {
       const auto plain = DatePattern::withoutInvisible;
       return !isMisread_ || trimmed(plain(write(*date))) == plain(text) ? date : std::nullopt;
     }
-    // The date that was typed stands, also where the format shows less of it than was typed.
     const std::int64_t local = zone_->localFromUTC(date->seconds());
     const CivilDate day = CivilDate::fromDays(qw::floorDivide(local, CivilDate::kSecondsPerDay));
     if (day.year >= 0 && day.year <= 99) {
       const std::int64_t moved = CivilDate::days(day.year + 2000, day.month, day.day) - day.days();
       date = qw::Date::fromSeconds(zone_->utcFromLocal(local + moved * CivilDate::kSecondsPerDay));
     }
+    // The date that was typed stands, also where the format shows less of its year.
     return readByICU(write(*date)) ? date : std::nullopt;
   }
 
