@@ -7,6 +7,7 @@ here=$(realpath "$(dirname "$0")")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
+export XDG_CONFIG_HOME=$work/settings
 
 expenses() { "$program" --color "${DEMO_COLOR:-auto}" "$@"; }
 make_statement() { "$here/make_statement.py" "$@"; }
@@ -35,10 +36,17 @@ step "A new book, and a second currency"
 run expenses new home.book --currency EUR --symbol € --wallet 'Current account'
 run expenses add home.book --kind currency code=CHF rate=1.04
 
-step "The rows become expenses: one undo step, one transaction"
-run expenses import home.book statement.csv --encoding windows-1252 --separator ';' --first-line 4 \
-  --date-format dd.MM.yyyy --number-format 1.234,56 --invert --map date=Booked --map payee=Payee --map memo=Purpose \
-  --map category=Category --map amount=Amount --map currency=Currency
+step "How would the rows be read? Nobody has said which encoding, separator, dates and numbers these are"
+how=(--first-line 4 --invert --map date=Booked --map memo=Purpose)
+run expenses import home.book statement.csv "${how[@]}" --preview
+
+step "The rows become expenses: one undo step, one transaction; and how they were read is remembered"
+run expenses import home.book statement.csv "${how[@]}" --remember bank
+
+step "The next file, read like the last one: the rows of 30 December once more, a new one, and a bad one"
+{ head -n 4 statement.csv && grep '^30.12.2024' statement.csv &&
+  printf '02.01.2025;%s\r\n' 'Canteen;;Food/Eating out;-7,50;EUR' 'Kiosk;;Food/Eating out;-7,x0;EUR'; } >next.csv
+run expenses import home.book next.csv --remember bank --skip-duplicates --skip-bad-rows --dry-run
 
 step "Another process opens the book"
 run expenses list home.book --where category=Leisure --sort -amount,date --limit 5

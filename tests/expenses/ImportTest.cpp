@@ -137,7 +137,7 @@ TEST_F(ImportTest, DuplicatesAreListedAndSkippedOnRequest) {
       "date,payee,amount\n2024-01-01,Zoo,1.5\n2024-01-02,Zoo,1.5\n2024-01-01,Kiosk,1.5\n2024-01-01,Zoo,1.51\n"
       "2024-01-02,Zoo,1.500\n");
   const std::string list =
-      "2 rows are alike in date, amount and payee:\n"
+      "2 duplicates with the same date, amount and payee:\n"
       "line  date        payee  amount  same as\n"
       "   2  2024-01-01  Zoo       1.5  an expense\n"
       "   6  2024-01-02  Zoo       1.5  line 3\n";
@@ -146,7 +146,7 @@ TEST_F(ImportTest, DuplicatesAreListedAndSkippedOnRequest) {
               testing::StartsWith(list + "Left out 2 duplicates.\nImported 3 expenses"));
   EXPECT_THAT(listed("amount"), ElementsAre("1.5", "1.5", "1.5", "1.51"));
   const std::string again = import("bank.csv", {});
-  EXPECT_THAT(again, HasSubstr("5 rows are alike"));
+  EXPECT_THAT(again, HasSubstr("5 duplicates"));
   EXPECT_THAT(again, HasSubstr("Imported 5 expenses"));
 }
 

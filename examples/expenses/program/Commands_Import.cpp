@@ -263,8 +263,8 @@ void printDuplicates(const StatementImport::Result& result) {
     table.addRow(
         {std::to_string(line), date, payee, amount, sameAs ? fmt::format("line {}", sameAs) : "an expense"});
   }
-  fmt::print("{} alike in date, amount and payee:\n{}",
-             Texts::counted(result.duplicateRows, "row is", "rows are"), table.text());
+  fmt::print("{} with the same date, amount and payee:\n{}",
+             Texts::counted(result.duplicateRows, "duplicate", "duplicates"), table.text());
   printMore(result.duplicateRows, listed);
 }
 
@@ -351,7 +351,8 @@ class Import {
     if (result_->rejectedRows) left.push_back(Texts::counted(result_->rejectedRows, "bad row", "bad rows"));
     if (result_->duplicateRows && statement_.skipDuplicates)
       left.push_back(Texts::counted(result_->duplicateRows, "duplicate", "duplicates"));
-    if (!left.empty()) fmt::print("Left out {}.\n", fmt::join(left, " and "));
+    if (!left.empty())
+      fmt::print("{} {}.\n", options_.dryRun ? "Would leave out" : "Left out", fmt::join(left, " and "));
     const std::string expenses = Records::counted(result_->imported, Records::expenses());
     if (options_.dryRun)
       fmt::print("Would import {}.\n", expenses);
