@@ -22,6 +22,8 @@ class Book : public QWDatabaseObject {
     assign<&Book::homeCurrency_>(qw::Reference<Currency>(currency));
   }
 
+  std::string synchronizationDescription() const override { return "Book"; }
+
   /// An amount in the home currency, unrounded.
   qw::Decimal homeAmount(const qw::Decimal& amount, const Currency& currency) const;
 

@@ -10,7 +10,8 @@ constinit const qw::Class Category::kClass = qw::define<Category, QWDatabaseObje
           qw::attribute<&Category::name_>("name", {.localizationKey = "Category.name"}),
           qw::attribute<&Category::color_>("color", {.localizationKey = "Category.color"}),
           qw::attribute<&Category::budget_>("budget", {.localizationKey = "Category.budget"}),
-          qw::attribute<&Category::share_>("share", {.localizationKey = "Category.share"}),
+          qw::attribute<&Category::share_>("share",
+                                           {.localizationKey = "Category.share", .isPercentage = true}),
           qw::derived<&Category::path>("path", {"name", "parent.path"}));
     });
 

@@ -34,6 +34,8 @@ class Category : public QWDatabaseObject {
   std::string path() const;
   bool isBelow(const Category& other) const;
 
+  std::string synchronizationDescription() const override { return path(); }
+
  private:
   qw::Back<Category> parent_;
   qw::Children<Category> categories_;

@@ -10,7 +10,8 @@ constinit const qw::Class Currency::kClass = qw::define<Currency, QWDatabaseObje
           qw::attribute<&Currency::symbol_>("symbol", {.localizationKey = "Currency.symbol"}),
           qw::attribute<&Currency::fractionDigits_>("fractionDigits",
                                                     {.localizationKey = "Currency.fractionDigits"}),
-          qw::attribute<&Currency::rate_>("rate", {.localizationKey = "Currency.rate"}));
+          qw::attribute<&Currency::rate_>("rate", {.localizationKey = "Currency.rate"}),
+          qw::derived<&Currency::money>("money", {"code", "symbol", "fractionDigits", "rate"}));
     });
 
 Book* Currency::book() const { return book_.get(); }

@@ -4,6 +4,7 @@
 
 #include "platform/Decimal.h"
 #include "store/QWDatabaseObject.h"
+#include "values/QWCurrency.h"
 
 class Book;
 
@@ -25,6 +26,10 @@ class Currency : public QWDatabaseObject {
   /// What one unit is worth, in a unit that all currencies of the book share. Above 0.
   const qw::Decimal& rate() const { return rate_; }
   void setRate(const qw::Decimal& rate) { assign<&Currency::rate_>(rate); }
+  /// What amounts are written in.
+  QWCurrency money() const { return {code_, symbol_, fractionDigits_, rate_}; }
+
+  std::string synchronizationDescription() const override { return code_; }
 
  private:
   qw::Back<Book> book_;

@@ -9,7 +9,8 @@ constinit const qw::Class Expense::kClass =
           qw::parent<&Expense::wallet_>("wallet", "expenses"),
           qw::dateAttribute<&Expense::date_>("date", {.localizationKey = "Expense.date"}),
           qw::attribute<&Expense::payee_>("payee", {.localizationKey = "Expense.payee"}),
-          qw::attribute<&Expense::amount_>("amount", {.localizationKey = "Expense.amount"}),
+          qw::attribute<&Expense::amount_>(
+              "amount", {.localizationKey = "Expense.amount", .currencyKeyPath = "currency.money"}),
           qw::reference<&Expense::currency_>("currency", {.localizationKey = "Expense.currency"}),
           qw::attribute<&Expense::memo_>("memo", {.localizationKey = "Expense.memo"}),
           qw::reference<&Expense::category_>("category", {.localizationKey = "Expense.category"}),
@@ -38,6 +39,14 @@ void Expense::setCategory(Category* category) {
 qw::Decimal Expense::homeAmount() const {
   const Book* book = wallet() ? wallet()->book() : nullptr;
   return book && currency() ? book->homeAmount(amount_, *currency()) : amount_;
+}
+
+std::optional<qw::ObjectID> Expense::synchronizationParentID() const {
+  return wallet() ? std::optional(wallet()->ID()) : std::nullopt;
+}
+
+std::string Expense::synchronizationDescription() const {
+  return qw::DateText::dateText(date_) + (payee_.empty() ? "" : " " + payee_);
 }
 
 std::string Expense::year() const { return qw::DateText::dateText(date_).substr(0, 4); }

@@ -42,6 +42,9 @@ class Expense : public QWDatabaseObject {
   const std::optional<qw::Image>& receipt() const { return receipt_; }
   void setReceipt(std::optional<qw::Image> receipt) { assign<&Expense::receipt_>(std::move(receipt)); }
 
+  std::optional<qw::ObjectID> synchronizationParentID() const override;
+  std::string synchronizationDescription() const override;
+
   /// The amount in the book's home currency, unrounded.
   qw::Decimal homeAmount() const;
   /// "yyyy-MM" and "yyyy".

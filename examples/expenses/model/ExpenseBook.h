@@ -13,6 +13,10 @@ class ExpenseBook : public QWDatabaseManager {
   const qw::Class& rootObjectClass() const override { return Book::kClass; }
   std::vector<const qw::Class*> modelClasses() const override;
 
+  /// Expenses come after what they belong to and refer to.
+  int numberOfSynchronizationSteps() const override { return 2; }
+  std::int64_t maximumSynchronizationPriorityForStep(int step) const override;
+
  protected:
   void addInitialData() override;
 };

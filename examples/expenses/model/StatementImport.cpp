@@ -161,7 +161,7 @@ std::optional<StatementImport::Result> StatementImport::run(QWCSVImportControlle
                         : index.book().wallets().size() == 1 ? &index.book().wallets()[0]
                                                              : nullptr;
   if (const Currency* currency = usual ? usual->currency() : nullptr) {
-    const QWCurrency own(currency->code(), currency->symbol(), currency->fractionDigits(), currency->rate());
+    const QWCurrency own = currency->money();
     numbers.setCurrency(own);
     numbers.setCurrencies({own});
   }

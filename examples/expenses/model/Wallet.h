@@ -25,6 +25,8 @@ class Wallet : public QWDatabaseObject {
   Currency* currency() const { return currency_.get(); }
   void setCurrency(Currency* currency) { assign<&Wallet::currency_>(qw::Reference<Currency>(currency)); }
 
+  std::string synchronizationDescription() const override { return name_; }
+
  private:
   qw::Back<Book> book_;
   qw::Children<Expense> expenses_;

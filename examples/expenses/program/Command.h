@@ -42,6 +42,7 @@ Action declareBatch(CLI::App& app);
 Action declareUndo(CLI::App& app);
 Action declareRedo(CLI::App& app);
 Action declareSave(CLI::App& app);
+Action declareSync(CLI::App& app);
 Action declareCheck(CLI::App& app);
 Action declarePassword(CLI::App& app);
 

@@ -38,6 +38,8 @@ class Session {
   }
   /// Says that the work of this `change` changes nothing.
   void onlyLook() { hasOnlyLooked_ = true; }
+  /// Says that the book was changed otherwise.
+  void noteChange() { isChanged_ = true; }
   /// Writes what has changed, in one transaction; leaves the file alone when nothing has.
   bool save(qw::Error* error);
 

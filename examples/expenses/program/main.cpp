@@ -22,6 +22,8 @@ constexpr Command kCommands[] = {
     {"edit", "Change records.", kChange, kEverywhere, true, &declareEdit},
     {"delete", "Delete records; what belongs to them goes with them.", kChange, kEverywhere, true,
      &declareDelete},
+    {"sync", "Bring the book into agreement with another copy of it.", kChange, kEverywhere, false,
+     &declareSync},
     {"batch", "Run commands read from the standard input on one open book.", kChange, kCommandLine, false,
      &declareBatch},
     {"undo", "Take back the last change.", kChange, kBatch, false, &declareUndo},
