@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cassert>
 
 #include "platform/Clock.h"
 #include "platform/KeyPath.h"
@@ -176,6 +177,7 @@ std::vector<std::shared_ptr<QWDatabaseObject>> QWDatabaseManager::objectsWithIDs
 }
 
 void QWDatabaseManager::registerObject(QWDatabaseObject& object) {
+  assertOwningThread();
   auto shared = object.sharedAs<QWDatabaseObject>();
   if (QWDatabaseObject* present = objects_.find(object.ID()); present && present != &object) {
     const auto former = present->sharedAs<QWDatabaseObject>();
@@ -324,7 +326,13 @@ void QWDatabaseManager::objectsChanged() {
   qw::NotificationQueue::current().enqueue(QWDatabaseManagerObjectsDidChangeNotification, this);
 }
 
+void QWDatabaseManager::assertOwningThread() const {
+  assert((!loaded_ || thread_ == std::thread::id() || thread_ == std::this_thread::get_id()) &&
+         "a store is edited on the thread that opened it; others work on a copy");
+}
+
 void QWDatabaseManager::queueForSaving(QWDatabaseObject& object) {
+  assertOwningThread();
   if (object.queued_) return;
   object.queued_ = true;
   unsaved_.push_back(object.sharedAs<QWDatabaseObject>());

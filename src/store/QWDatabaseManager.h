@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <unordered_map>
 #include <vector>
 
@@ -38,8 +39,8 @@ inline constexpr qw::NotificationName QWDatabaseManagerObjectsDidChangeNotificat
 /// Owns one store file: the SQLite connection, the registry of live objects by ID, deletions, undo, saving.
 /// An application subclasses it, names its root object's class and its model classes, and opens a file with
 /// `QWDatabaseManager::open`. Owned by the application's document; belongs with everything in it to the
-/// thread that opened it, normally the main one. Operations that fail answer false or null, fill the optional
-/// error, and leave file and objects as they were.
+/// thread that opened it, normally the main one, which debug builds assert. Operations that fail answer false
+/// or null, fill the optional error, and leave file and objects as they were.
 class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
  public:
   static const qw::Class kClass;
@@ -294,6 +295,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
 
   void objectsChanged();
   void queueForSaving(QWDatabaseObject& object);
+  void assertOwningThread() const;
   /// Rows that name the object by its ID are to be written: it has another one, or none while it is deleted.
   void nameChanged(QWDatabaseObject& object);
   void touchRowsThatName();
@@ -308,6 +310,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
 
   std::shared_ptr<QWDatabaseManager> (*makeAnother_)() = nullptr;  // of the same class
   bool loaded_ = false;
+  std::thread::id thread_;  // none for a copy and for a foreign store, which go from one thread to another
   bool readOnly_ = false;
   bool deleteOnDealloc_ = false;
   std::filesystem::path url_;

@@ -78,6 +78,7 @@ bool QWDatabaseManager::initWithURL(const std::filesystem::path& URL, const Open
   }
   deleteOnDealloc_ = options.deleteOnDealloc;
   loaded_ = true;
+  if (!foreign) thread_ = std::this_thread::get_id();
   if (!isNew)
     qw::RunLoop::main().dispatch([weak = std::weak_ptr(sharedAs<QWDatabaseManager>())] {
       if (const auto self = weak.lock()) self->dataDidLoad();

@@ -7,10 +7,6 @@
 
 #include "platform/Image.h"
 
-// Read by LeakSanitizer: fontconfig keeps its configuration until the process ends.
-extern "C" const char* __lsan_default_suppressions();
-const char* __lsan_default_suppressions() { return "leak:libfontconfig"; }
-
 namespace {
 
 using qw::Color;

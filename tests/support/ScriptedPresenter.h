@@ -86,7 +86,8 @@ class ScriptedPresenter : public qw::Presenter {
   }
   qw::Registration show(std::shared_ptr<qw::Object> controller) override {
     shown.push_back(controller);
-    return qw::Registration([this, controller] { std::erase(shown, controller); });
+    // The controller owns the registration, which must not own the controller.
+    return qw::Registration([this, weak = std::weak_ptr(controller)] { std::erase(shown, weak.lock()); });
   }
   /// Cancels the progress shown last.
   std::function<void()> cancelProgress;
