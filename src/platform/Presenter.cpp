@@ -42,7 +42,9 @@ void Presenter::askPassword(const PasswordRequest&,
   RunLoop::main().dispatch([completion = std::move(completion)] { completion(std::nullopt); });
 }
 
-std::unique_ptr<Presenter::Progress> Presenter::showProgress(const std::string&, std::function<void()>) {
+// Presenters that show something keep the closure.
+std::unique_ptr<Presenter::Progress> Presenter::showProgress(const std::string&,
+                                                             std::function<void()>) {  // NOLINT
   return std::make_unique<Progress>();
 }
 

@@ -264,7 +264,8 @@ class QWDatabaseSynchronizationSession::Comparer {
     };
     std::stable_sort(missing_.begin(), missing_.end(),
                      [&](const Missing& a, const Missing& b) { return key(a) < key(b); });
-    for (const auto& [remote, priority, parentRank, index] : missing_) {
+    for (const Missing& missing : missing_) {
+      const ObjectPointer& remote = missing.remote;
       auto change = mine_.isObjectDeleted(remote->ID()) ? proposal("Deleted", "CancelDeletion", false)
                                                         : proposal("CancelCreation", "Created", true);
       change->block = [weak = weakSession(), id = remote->ID()] {

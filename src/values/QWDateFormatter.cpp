@@ -180,6 +180,7 @@ class QWDateFormatter::Engine {
     std::int32_t count = 0;
     const icu::UnicodeString* markers = symbols.getAmPmStrings(count);
     std::vector<icu::UnicodeString> plain;
+    plain.reserve(static_cast<std::size_t>(count));
     for (std::int32_t i = 0; i < count; ++i)
       plain.push_back(utf16(DatePattern::withoutInvisible(utf8(markers[i]))));
     symbols.setAmPmStrings(plain.data(), count);
