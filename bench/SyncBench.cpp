@@ -182,7 +182,7 @@ std::size_t comparePlain(const Books& books) {
   std::size_t differences = 0;
   for (const auto& [id, row] : mine) {
     const auto other = theirs.find(id);
-    if (other == theirs.end()) {
+    if (other == theirs.end() || other->second.size() != row.size()) {  // not there, or deleted
       ++differences;
       continue;
     }

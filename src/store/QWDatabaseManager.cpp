@@ -202,13 +202,20 @@ void QWDatabaseManager::requestObjectWithID(const qw::ObjectID& id, QWRequestsMa
 void QWDatabaseManager::requestParentPresenceForObject(QWDatabaseObject& object,
                                                        std::string_view parentKeyPath) {
   const qw::KeyPath path(parentKeyPath);
-  afterRequests_.push_back(
-      [weak = std::weak_ptr(object.sharedAs<QWDatabaseObject>()), path, recorded = path.value(object)] {
-        const auto self = weak.lock();
-        if (!self) return;
-        const qw::Value now = path.value(*self);
-        if (now.kind() == recorded.kind() && now.object() == recorded.object()) self->deleteObject();
-      });
+  const auto check = [weak = std::weak_ptr(object.sharedAs<QWDatabaseObject>()), path,
+                      recorded = path.value(object)] {
+    const auto self = weak.lock();
+    if (!self) return;
+    const qw::Value now = path.value(*self);
+    if (now.kind() == recorded.kind() && now.object() == recorded.object()) self->deleteObject();
+  };
+  // After every request, and every move, that may give the object another parent.
+  afterRequests_.push_back([this, check] {
+    afterRequests_.push_back([this, check] {
+      performWaitingMoves();
+      check();
+    });
+  });
 }
 
 void QWDatabaseManager::addDeletedID(const qw::ObjectID& id) { addDeletedID(id, qw::Clock::now()); }

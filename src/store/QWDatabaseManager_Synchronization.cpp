@@ -87,16 +87,23 @@ void QWDatabaseManager::performWaitingMoves() {
     if (!former[i].empty())
       listFor(*moves[i].object, *former[i][0].property, *former[i][0].object)->detach(*moves[i].object);
   for (std::size_t i = 0; i < moves.size(); ++i) {
-    const auto& [object, property, parent, owner, siblings] = moves[i];
+    const auto& [object, property, parent, siblingsOwner, siblings] = moves[i];
     if (object->isDeleted()) continue;
-    former[i].insert(former[i].begin(), {property, parent});
-    // Where it cannot go it returns to its former parent, or the next one above that.
-    for (const Ancestor& place : former[i]) {
-      qw::ChildList* list = listFor(*object, *place.property, *place.object);
-      if (!list || place.object->isDeleted() || isOrIsBelow(*place.object, *object)) continue;
-      insert(*object, *list, place.object == parent ? siblings : nullptr);
-      break;
-    }
+    // Where it cannot go it returns to its former parent, or the next one above that; a new object, which has
+    // none, goes below the next one above it in the store that it comes from.
+    std::vector<Ancestor> places{{property, parent}};
+    places.insert(places.end(), former[i].begin(), former[i].end());
+    for (Ancestor above{property, siblingsOwner}; above.object; above = parentOf(*above.object))
+      places.push_back({above.property, objectWithID(above.object->ID())});
+    const auto place = std::find_if(places.begin(), places.end(), [&](const Ancestor& place) {
+      return place.object && !place.object->isDeleted() && listFor(*object, *place.property, *place.object) &&
+             !isOrIsBelow(*place.object, *object);
+    });
+    if (place == places.end())
+      object->deleteObject();
+    else
+      insert(*object, *listFor(*object, *place->property, *place->object),
+             place == places.begin() ? siblings : nullptr);
   }
 }
 

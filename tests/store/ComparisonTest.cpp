@@ -266,6 +266,17 @@ TEST_F(Comparing, MovesGoToTheirPlaceAndNeverInCircles) {
   EXPECT_EQ(tree(*store), "Rent(Fun(Food()))") << "stays where it was";
   EXPECT_EQ(store->ledger().tags().size(), 1u);
 
+  // A new one there that would close a circle here: Rent > Fun here; there Rent below it, and it below Fun.
+  Tag& added = addTag(tag(*other, {0}).tags(), "New");
+  move(tag(*other, {0, 1}), added.tags());
+  ASSERT_EQ(tree(*other), "Fun(Food()New(Rent()))");
+  begin();
+  for (const auto& change : mine->objectWithID(rent)->compareWithObject(*other->objectWithID(rent)))
+    change->otherBlock();
+  added.importInDatabaseManager(*store);
+  store->removeAllObjectRequests();
+  EXPECT_EQ(tree(*store), "New(Rent(Fun(Food())))") << "nothing is left without a parent";
+
   // A place among new siblings.
   auto second = addAccount(*store, "B");
   ASSERT_TRUE(store->save());
