@@ -148,20 +148,16 @@ bool importWithController(const std::filesystem::path& file, LedgerStore& store)
   const auto text = [&](std::size_t column) { return std::string(reader.text(columns[column])); };
   while (reader.next()) {
     const auto booking = store.create<Booking>();
-    {
-      // What a new object holds comes and goes with it.
-      const qw::UndoRegistrationDisabled scope(&undo);
-      booking->setNumber(text(0));
-      booking->setDate(reader.date(columns[1]));
-      booking->setValueDate(reader.date(columns[2]));
-      booking->setPayee(text(3));
-      booking->setMemo(text(4));
-      booking->setCategory(text(5));
-      booking->setAmount(reader.number(columns[6]).value_or(0));
-      booking->setBalance(reader.number(columns[7]).value_or(0));
-      booking->setCurrency(text(8));
-      booking->setReference(text(9));
-    }
+    booking->setNumber(text(0));
+    booking->setDate(reader.date(columns[1]));
+    booking->setValueDate(reader.date(columns[2]));
+    booking->setPayee(text(3));
+    booking->setMemo(text(4));
+    booking->setCategory(text(5));
+    booking->setAmount(reader.number(columns[6]).value_or(0));
+    booking->setBalance(reader.number(columns[7]).value_or(0));
+    booking->setCurrency(text(8));
+    booking->setReference(text(9));
     store.ledger().bookings().add(booking);
   }
   undo.endUndoGrouping();

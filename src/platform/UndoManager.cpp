@@ -59,10 +59,14 @@ void UndoManager::add(Object& target, Action action, const Property* property, V
 
 bool UndoManager::canUndo() const { return !undo_.empty() || (eventGroupOpen_ && !current_.records.empty()); }
 
-void UndoManager::beginUndoGrouping() { openGroups_.push_back(current_.records.size()); }
+void UndoManager::beginUndoGrouping() {
+  changeScope();
+  openGroups_.push_back(current_.records.size());
+}
 
 void UndoManager::endUndoGrouping() {
   assert(!openGroups_.empty());
+  changeScope();
   openGroups_.pop_back();
   if (!openGroups_.empty() || current_.records.empty()) {
     if (openGroups_.empty()) current_.name.clear();
@@ -85,13 +89,15 @@ bool UndoManager::reopenGroup(std::uint64_t number) {
   if (number == 0 || number != lastGroup() || !openGroups_.empty()) return false;
   current_ = std::move(undo_.back());
   undo_.pop_back();
-  openGroups_.push_back(0);
+  beginUndoGrouping();
+  openGroups_.back() = 0;
   return true;
 }
 
 void UndoManager::undoNestedGroup() {
   assert(!openGroups_.empty());
   const std::size_t from = openGroups_.back();
+  changeScope();
   disableUndoRegistration();
   const State before = std::exchange(state_, State::kUndoing);
   if (listener_) listener_->undoManagerWillPerform(*this);
@@ -172,6 +178,7 @@ void UndoManager::removeAllActions() {
   undo_.clear();
   redo_.clear();
   current_.records.clear();
+  changeScope();
   for (std::size_t& begin : openGroups_) begin = 0;
 }
 

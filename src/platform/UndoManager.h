@@ -46,6 +46,9 @@ class UndoManager {
   void beginUndoGrouping();
   void endUndoGrouping();
   int groupingLevel() const { return static_cast<int>(openGroups_.size()); }
+  /// Differs from every earlier one as soon as a group began or ended: what was registered under the present
+  /// one is taken back together with all that is registered under it. Never 0.
+  std::uint32_t scope() const { return scope_; }
   /// Takes back and forgets what was registered since the innermost open group began. Requires: an open
   /// group.
   void undoNestedGroup();
@@ -105,6 +108,7 @@ class UndoManager {
 
   void add(Object& target, Action action, const Property* property, Value argument, std::int64_t number);
   void perform(std::vector<Group>& from, State state);
+  void changeScope() { scope_ += scope_ + 1 == 0 ? 2 : 1; }
   static void performReversed(std::vector<Record>& records, std::size_t from);
   void trim();
 
@@ -119,6 +123,7 @@ class UndoManager {
   std::vector<Group> redo_;
   Listener* listener_ = nullptr;
   std::uint64_t lastNumber_ = 0;
+  std::uint32_t scope_ = 1;
   std::shared_ptr<int> alive_ = std::make_shared<int>(0);
 };
 

@@ -63,8 +63,10 @@ void QWDatabaseObject::attach(QWDatabaseManager& manager) {
 }
 
 void QWDatabaseObject::registerCreation(bool recorded) {
-  if (qw::UndoManager* undo = recordingUndoManager())
+  if (qw::UndoManager* undo = recordingUndoManager()) {
     undo->registerAction(*this, &deleteTarget, nullptr, {}, recorded);
+    createdIn_ = undo->scope();
+  }
   databaseManager()->queueForSaving(*this);
 }
 

@@ -116,7 +116,7 @@ class QWDatabaseObject : public qw::Object {
     auto& member = static_cast<qw::detail::OwnerOf<Member>&>(*this).*Member;
     if (member == value) return false;
     const qw::Property& property = qw::propertyOf<Member>();
-    if (qw::UndoManager* undo = recordingUndoManager())
+    if (qw::UndoManager* undo = recordingUndoManager(); undo && !isNewIn(*undo, property))
       undo->registerRestore(*this, property, property.storedValue(*this));
     edit(property.key, [&] { member = std::forward<V>(value); });
     return true;
@@ -145,6 +145,11 @@ class QWDatabaseObject : public qw::Object {
 
   /// The manager's undo manager when it is recording.
   qw::UndoManager* recordingUndoManager() const;
+  /// Whether the property comes and goes with the object: an attribute of one that was created in the group
+  /// that is open. Undo takes the object away whole, and redo brings it back as it was.
+  bool isNewIn(const qw::UndoManager& undo, const qw::Property& property) const {
+    return createdIn_ == undo.scope() && property.kind == qw::PropertyKind::kAttribute;
+  }
   /// Around every change of a persisted value: a pending write keeps the old values, observers hear of it.
   template <class Store>
   void edit(std::string_view key, Store store) {
@@ -191,6 +196,7 @@ class QWDatabaseObject : public qw::Object {
   std::int32_t modificationsCount_ = 0;
   std::int32_t index_ = -1;
   std::int32_t writtenIndex_ = -1;  // in the row of the file
+  std::uint32_t createdIn_ = 0;     // the undo manager's scope
   bool deleted_ = false;
   bool beingImported_ = false;
   bool registered_ = false;

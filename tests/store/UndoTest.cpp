@@ -53,6 +53,35 @@ TEST_F(StoreUndo, ASaveBetweenAnEditAndItsUndoKeepsTheFileRight) {
   EXPECT_EQ(ask("SELECT payee FROM Entry ORDER BY \"index\""), "a|b|c");
 }
 
+TEST_F(StoreUndo, WhatANewObjectIsGivenComesAndGoesWithIt) {
+  std::shared_ptr<Entry> added;
+  undo->beginUndoGrouping();
+  added = addEntry(*account, "new");
+  undo->beginUndoGrouping();
+  added->setPayee("taken back");
+  undo->undoNestedGroup();
+  undo->endUndoGrouping();
+  EXPECT_EQ(added->payee(), "new") << "an inner group is taken back by itself";
+  added->setPayee("newer");
+  undo->endUndoGrouping();
+  step(*store, [&] { added->setPayee("newest"); });
+  undo->undo();
+  EXPECT_EQ(added->payee(), "newer");
+  for (const bool savesWhileGone : {false, true}) {
+    undo->undo();
+    EXPECT_EQ(payees(), "a0b1c2");
+    if (savesWhileGone) {
+      ASSERT_TRUE(store->save());
+    }
+    undo->redo();
+    ASSERT_TRUE(store->save());
+    EXPECT_EQ(ask("SELECT payee FROM Entry ORDER BY \"index\""), "a|b|c|newer");
+  }
+  undo->redo();
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT payee FROM Entry ORDER BY \"index\""), "a|b|c|newest");
+}
+
 TEST_F(StoreUndo, InsertingRemovingAndMovingChildren) {
   std::shared_ptr<Entry> added;
   step(*store, [&] {
