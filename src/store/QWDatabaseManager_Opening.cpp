@@ -48,6 +48,19 @@ int statementStartedWithLog(unsigned kind, void* context, void* statement, void*
   return 0;
 }
 
+/// What a killed save left in the file is rolled back by whoever opens it next, for which a connection that
+/// only reads is not enough. Where nobody may write, reading fails.
+void rollBackKilledSave(sqlite3* reader, const std::filesystem::path& path, int busyTimeout) {
+  constexpr const char* kRead = "PRAGMA schema_version";
+  if (sqlite3_exec(reader, kRead, nullptr, nullptr, nullptr) != SQLITE_READONLY_ROLLBACK) return;
+  sqlite3* writer = nullptr;
+  if (sqlite3_open_v2(path.c_str(), &writer, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
+    sqlite3_busy_timeout(writer, busyTimeout);
+    sqlite3_exec(writer, kRead, nullptr, nullptr, nullptr);
+  }
+  sqlite3_close(writer);
+}
+
 }  // namespace
 
 bool QWDatabaseManager::initWithURL(const std::filesystem::path& URL, const OpenOptions& options,
@@ -91,7 +104,9 @@ bool QWDatabaseManager::openConnection(const OpenOptions& options, bool checked,
   const std::string message = fmt::format("Could not open database at URL : {}", fileURL(url_));
   if (sqlite3_open_v2(url_.c_str(), &database_, flags, nullptr) != SQLITE_OK) return fail(error, message);
   sqlite3_extended_result_codes(database_, 1);
-  sqlite3_busy_timeout(database_, static_cast<int>(options.busyTimeout.count()));
+  const auto busyTimeout = static_cast<int>(options.busyTimeout.count());
+  sqlite3_busy_timeout(database_, busyTimeout);
+  if (readOnly_) rollBackKilledSave(database_, url_, busyTimeout);
   const bool log = qw::UserDefaults::standard().boolValue("QWDatabaseManagerSQLLog");
   sqlite3_trace_v2(database_, SQLITE_TRACE_STMT, log ? &statementStartedWithLog : &statementStarted,
                    &lastExecutedQuery_);
