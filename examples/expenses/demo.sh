@@ -69,5 +69,13 @@ run cat commands.txt
 echo '$ expenses batch home.book < commands.txt'
 expenses batch home.book <commands.txt
 
+step "A copy on another computer: both are edited, then brought into agreement"
+run cp home.book laptop.book
+run expenses edit laptop.book --kind category --where path=Health budget=60
+run expenses add laptop.book date=2025-01-02 payee='Kiosk am Dom' amount=3.20 category=Food/Groceries
+run expenses edit home.book --kind category --where path=Food/Groceries budget=900
+run expenses sync home.book laptop.book --yes --write-both
+run expenses sync home.book laptop.book
+
 step "Is everything in its place?"
 run expenses check home.book

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -7,6 +8,7 @@
 #include "platform/KeyedArchiver.h"
 #include "platform/KeyedUnarchiver.h"
 #include "platform/Python.h"
+#include "platform/RestorableState.h"
 
 namespace {
 
@@ -546,6 +548,47 @@ plistlib.dump({'$version': 100000, '$archiver': 'NSKeyedArchiver', '$top': {'roo
   EXPECT_EQ(read->next, read);
   EXPECT_EQ(read->any, Value(Array{17, nullptr, Data::fromText("data")}));
   read->next = nullptr;
+}
+
+struct Columns : qw::Restorable {
+  std::string order;
+  int width = 0;
+  void encodeRestorableState(qw::KeyedArchiver& coder) const override {
+    coder.encodeObject(order, "order");
+    coder.encodeInt(width, "width");
+  }
+  void restoreState(qw::KeyedUnarchiver& coder) override {
+    order = coder.decodeText("order");
+    width = coder.decodeInt("width");
+  }
+};
+
+TEST(RestorableState, PartsKeepTheirsApart) {
+  Columns left, right;
+  left.order = "date,payee";
+  left.width = 3;
+  right.order = "no text: \xFF";
+  qw::KeyedArchiver archiver;
+  EXPECT_TRUE(qw::encodeRestorableStateOfSubitem(archiver, left, "left"));
+  EXPECT_FALSE(qw::encodeRestorableStateOfSubitem(archiver, right, "right"));
+  archiver.encodeBytes(std::array<std::uint8_t, 2>{1, 2}, "damaged");
+  archiver.encodeInt(7, "width");
+  const auto data = archiver.finish();
+  ASSERT_TRUE(data);
+
+  const auto unarchiver = qw::KeyedUnarchiver::open(data->bytes(), {});
+  ASSERT_TRUE(unarchiver);
+  Columns found;
+  EXPECT_TRUE(qw::restoreStateOfSubitem(*unarchiver, found, "right"));
+  EXPECT_EQ(found.order, "") << "nothing was kept, and nothing is touched";
+  qw::Error error;
+  EXPECT_FALSE(qw::restoreStateOfSubitem(*unarchiver, found, "damaged", {}, &error));
+  EXPECT_TRUE(error);
+  EXPECT_TRUE(qw::restoreStateOfSubitem(*unarchiver, found, "left"));
+  EXPECT_EQ(found.order, "date,payee");
+  EXPECT_EQ(found.width, 3);
+  EXPECT_EQ(unarchiver->decodeInt("width"), 7);
+  EXPECT_TRUE(unarchiver->finish());
 }
 
 }  // namespace
