@@ -87,23 +87,25 @@ void QWDatabaseManager::performWaitingMoves() {
     if (!former[i].empty())
       listFor(*moves[i].object, *former[i][0].property, *former[i][0].object)->detach(*moves[i].object);
   for (std::size_t i = 0; i < moves.size(); ++i) {
-    const auto& [object, property, parent, siblingsOwner, siblings] = moves[i];
-    if (object->isDeleted()) continue;
+    const WaitingMove& move = moves[i];
+    QWDatabaseObject& object = *move.object;
+    if (object.isDeleted()) continue;
     // Where it cannot go it returns to its former parent, or the next one above that; a new object, which has
     // none, goes below the next one above it in the store that it comes from.
-    std::vector<Ancestor> places{{property, parent}};
+    std::vector<Ancestor> places{{move.parentProperty, move.parent}};
     places.insert(places.end(), former[i].begin(), former[i].end());
-    for (Ancestor above{property, siblingsOwner}; above.object; above = parentOf(*above.object))
+    for (Ancestor above{move.parentProperty, move.siblingsOwner}; above.object;
+         above = parentOf(*above.object))
       places.push_back({above.property, objectWithID(above.object->ID())});
     const auto place = std::find_if(places.begin(), places.end(), [&](const Ancestor& place) {
-      return place.object && !place.object->isDeleted() && listFor(*object, *place.property, *place.object) &&
-             !isOrIsBelow(*place.object, *object);
+      return place.object && !place.object->isDeleted() && listFor(object, *place.property, *place.object) &&
+             !isOrIsBelow(*place.object, object);
     });
     if (place == places.end())
-      object->deleteObject();
+      object.deleteObject();
     else
-      insert(*object, *listFor(*object, *place->property, *place->object),
-             place == places.begin() ? siblings : nullptr);
+      insert(object, *listFor(object, *place->property, *place->object),
+             place == places.begin() ? move.siblings : nullptr);
   }
 }
 

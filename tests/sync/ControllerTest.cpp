@@ -1,3 +1,4 @@
+// What a controller does on its SerialQueue and on the main thread.
 #include <gtest/gtest.h>
 
 #include "sync/TwoStores.h"
@@ -84,7 +85,8 @@ TEST_F(Controllers, TheFullProgressStaysToBeSeenForAMoment) {
   auto controller = presented();
   controller->setReviewDelay(std::chrono::milliseconds(200));
   controller->start();
-  ASSERT_TRUE(runUntil([&] { return !controller->session()->changes().empty(); }));
+  ASSERT_TRUE(runUntil(
+      [&] { return controller->maxProgress() > 0 && controller->progress() == controller->maxProgress(); }));
   const auto start = std::chrono::steady_clock::now();
   ASSERT_TRUE(reach(*controller, State::kReviewing));
   EXPECT_GT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(150));
