@@ -188,7 +188,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   /// object stays unsaved.
   bool saveChanges(const Changes& changes, qw::Error* error = nullptr);
   /// `computeChanges` and `saveChanges`.
-  bool save(qw::Error* error = nullptr) { return saveChanges(computeChanges(), error); }
+  bool save(qw::Error* error = nullptr);
   /// Also answers the bytes of the saved file, and, if asked to, hands a zipped copy to the active
   /// synchronization handlers.
   std::optional<qw::Data> saveChanges(const Changes& changes, bool processSynchronizationHandlers,
@@ -282,12 +282,10 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   void initByCopyingDatabaseManager(const QWDatabaseManager& source);
   void loadSynchronizationHandlers();
   std::shared_ptr<QWDatabaseObject> makeFiltersBarData(QWDatabaseResultSet* row);
-  /// Answers an SQLite result code.
-  int saveChange(const QWDatabaseChange& change, std::shared_ptr<QWDatabaseQuery>& query,
-                 qw::RowBinder& binder, std::vector<std::string>& messages);
-  /// Whether the row that the change inserts is in the file.
-  bool isInFile(const QWDatabaseChange& insert);
-  void putBack(const std::shared_ptr<QWDatabaseQuery>& query);
+  /// The writes of the store's own rows.
+  Changes ownChanges() const;
+  /// The writes of all rows that differ from their objects, in order. The objects count as clean then.
+  std::vector<qw::RowWrite> takeRowWrites();
   void takeOutOfCache(const std::shared_ptr<QWDatabaseQuery>& query);
   bool handOver(const std::vector<std::shared_ptr<QWSynchronizationHandling>>& handlers,
                 const std::string& displayName, qw::Error* error);

@@ -100,7 +100,9 @@ bool QWDatabaseManager::initWithURL(const std::filesystem::path& URL, const Open
 }
 
 bool QWDatabaseManager::openConnection(const OpenOptions& options, bool checked, qw::Error* error) {
-  const int flags = readOnly_ ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  // A connection belongs to one thread at a time: it needs no mutex of its own.
+  const int flags =
+      SQLITE_OPEN_NOMUTEX | (readOnly_ ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   const std::string message = fmt::format("Could not open database at URL : {}", fileURL(url_));
   if (sqlite3_open_v2(url_.c_str(), &database_, flags, nullptr) != SQLITE_OK) return fail(error, message);
   sqlite3_extended_result_codes(database_, 1);

@@ -54,7 +54,16 @@ qw::UndoManager* QWDatabaseObject::recordingUndoManager() const {
   return undo && undo->isUndoRegistrationEnabled() ? undo : nullptr;
 }
 
-void QWDatabaseObject::capturePendingChange() { pendingChange_->capture(); }
+void QWDatabaseObject::capturePendingChange() { std::exchange(rare_->pendingChange, nullptr)->capture(); }
+
+void QWDatabaseObject::expectPendingChange(QWDatabaseChange& change) {
+  willModify();
+  rare().pendingChange = &change;
+}
+
+void QWDatabaseObject::forgetPendingChange(const QWDatabaseChange& change) {
+  if (rare_ && rare_->pendingChange == &change) rare_->pendingChange = nullptr;
+}
 
 void QWDatabaseObject::attach(QWDatabaseManager& manager) {
   manager_ = qw::Back<QWDatabaseManager>(&manager);
@@ -369,10 +378,7 @@ void QWDatabaseObject::bindColumns(qw::RowBinder& row) const {
 }
 
 std::function<void(QWDatabaseQuery&)> QWDatabaseObject::prepareBlock() const {
-  // The values of now, kept by a copy that belongs to no store.
-  auto copy = std::static_pointer_cast<QWDatabaseObject>(objectClass().create());
-  QWDatabaseChange::keepValues(*copy, *this);
-  return [copy](QWDatabaseQuery& query) {
+  return [copy = copyOfColumns()](QWDatabaseQuery& query) {
     qw::RowBinder row;
     const auto& columns = qw::ClassSchema::of(copy->objectClass()).columns();
     row.beginMapped(query.statement(), [&] {
@@ -386,34 +392,63 @@ std::function<void(QWDatabaseQuery&)> QWDatabaseObject::prepareBlock() const {
   };
 }
 
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::copyOfColumns() const {
+  auto copy = std::static_pointer_cast<QWDatabaseObject>(objectClass().create());
+  copy->id_ = id_;
+  copy->lastModificationDate_ = lastModificationDate_;
+  copy->index_ = index_;
+  for (const auto& entry : qw::ClassSchema::of(objectClass()).stored()) {
+    if (entry.storage->copy)
+      entry.storage->copy(*copy, *this);
+    else if (const qw::Relation* relation = entry.storage->relation)
+      relation->setTarget(*copy, relation->target(*this));
+  }
+  return copy;
+}
+
 std::vector<std::shared_ptr<QWDatabaseChange>> QWDatabaseObject::computeChanges() {
   std::vector<std::shared_ptr<QWDatabaseChange>> changes;
-  if (auto change = computeChange(sharedAs<QWDatabaseObject>())) changes.push_back(std::move(change));
+  if (qw::RowWrite write = takeWrite(sharedAs<QWDatabaseObject>()))
+    changes.push_back(std::make_shared<QWDatabaseChange>(std::move(write)));
   return changes;
 }
 
-std::shared_ptr<QWDatabaseChange> QWDatabaseObject::computeChange(std::shared_ptr<QWDatabaseObject> object) {
-  using Kind = QWDatabaseChange::Kind;
+qw::RowWrite QWDatabaseObject::takeWrite(std::shared_ptr<QWDatabaseObject> object) {
+  using Kind = qw::RowWrite::Kind;
   QWDatabaseObject& self = *object;
-  const qw::ClassSchema& schema = qw::ClassSchema::of(self.objectClass());
-  std::shared_ptr<QWDatabaseChange> change;
-  const auto make = [&](Kind kind, const std::string& sql) {
-    change = std::make_shared<QWDatabaseChange>(QWDatabaseChange::ObjectKey(), kind, std::move(object), sql);
-  };
+  qw::RowWrite write{std::move(object), self.sqlID_, self.modificationsCount_, Kind::kNone};
   if (self.deleted_) {
     if (self.sqlID_ > 0) {
-      make(Kind::kDelete, schema.deleteStatement());
+      write.kind = Kind::kDelete;
       self.sqlID_ = -1;
     }
   } else if (self.sqlID_ < 1) {
-    make(Kind::kInsert, schema.insertStatement());
+    write.kind = Kind::kInsert;
   } else if (self.modificationsCount_ != 0 || self.mustWrite_ || self.index_ != self.writtenIndex_) {
-    make(Kind::kUpdate, schema.updateStatement());
+    write.kind = Kind::kUpdate;
   }
   self.modificationsCount_ = 0;
   self.mustWrite_ = false;
   self.writtenIndex_ = self.index_;
-  return change;
+  return write;
+}
+
+void QWDatabaseObject::revertWrite(const qw::RowWrite& write, bool committed) {
+  if (write.kind == qw::RowWrite::Kind::kInsert) {
+    if (!committed) sqlID_ = 0;
+  } else {
+    if (write.kind == qw::RowWrite::Kind::kDelete && !committed) sqlID_ = write.sqlID;
+    modificationsCount_ += write.modificationsCount;
+  }
+  mustWrite_ = true;
+  if (QWDatabaseManager* manager = databaseManager()) manager->queueForSaving(*this);
+}
+
+const std::string& qw::RowWrite::sql() const {
+  const ClassSchema& schema = ClassSchema::of(object->objectClass());
+  return kind == Kind::kInsert   ? schema.insertStatement()
+         : kind == Kind::kUpdate ? schema.updateStatement()
+                                 : schema.deleteStatement();
 }
 
 void QWDatabaseObject::commitChangesToOriginalDatabaseManager() {

@@ -23,6 +23,8 @@ namespace qw {
 class ChildList;
 class Loader;
 class RowBinder;
+class SaveRun;
+struct RowWrite;
 }  // namespace qw
 
 /// Base of every persisted object: identity, row, modification date and deletion, and all that follows from
@@ -135,12 +137,14 @@ class QWDatabaseObject : public qw::Object {
   friend class QWDatabaseManager;
   friend class qw::ChildList;
   friend class qw::Loader;
+  friend class qw::SaveRun;
 
   static constexpr std::int64_t kNoDate = std::numeric_limits<std::int64_t>::min();
 
   struct Rare {
     qw::Back<QWDatabaseObject> originalObject;
     std::vector<qw::Back<qw::Object>> referringParameters;
+    QWDatabaseChange* pendingChange = nullptr;
   };
 
   /// The manager's undo manager when it is recording.
@@ -163,12 +167,20 @@ class QWDatabaseObject : public qw::Object {
       addModification();
     }
   }
-  /// Null when there is nothing to write.
-  static std::shared_ptr<QWDatabaseChange> computeChange(std::shared_ptr<QWDatabaseObject> object);
+  /// The write that brings the row up to date. The object counts as clean from then on.
+  static qw::RowWrite takeWrite(std::shared_ptr<QWDatabaseObject> object);
+  /// The write failed: the object is as unsaved as before, and will be written whatever its count says.
+  /// `committed`: the file has it nevertheless, only not safely.
+  void revertWrite(const qw::RowWrite& write, bool committed);
+  /// A change that was computed and not run yet is told before an edit.
+  void expectPendingChange(QWDatabaseChange& change);
+  void forgetPendingChange(const QWDatabaseChange& change);
   void willModify() {
-    if (pendingChange_) capturePendingChange();
+    if (rare_ && rare_->pendingChange) capturePendingChange();
   }
   void capturePendingChange();
+  /// An object of no store with the values that the columns have now.
+  std::shared_ptr<QWDatabaseObject> copyOfColumns() const;
   /// Stamps a saved object as modified now, unless that is an undo.
   void stamp();
   /// The row is to be written: queues the object and has it told. No edit by itself: a place that siblings
@@ -191,7 +203,6 @@ class QWDatabaseObject : public qw::Object {
   qw::ObjectID id_;
   std::int64_t sqlID_ = 0;
   std::int64_t lastModificationDate_ = kNoDate;  // microseconds
-  QWDatabaseChange* pendingChange_ = nullptr;
   std::unique_ptr<Rare> rare_;
   std::int32_t modificationsCount_ = 0;
   std::int32_t index_ = -1;
