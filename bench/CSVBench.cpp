@@ -4,7 +4,7 @@
 #include <string>
 
 #include "bench/Bench.h"
-#include "values/QWCSVRows.h"
+#include "import/QWCSVRows.h"
 
 namespace {
 

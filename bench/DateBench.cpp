@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "bench/Bench.h"
-#include "platform/CivilDate.h"
-#include "platform/DateText.h"
-#include "platform/TimeZone.h"
-#include "values/QWDateFormatter.h"
+#include "platform/base/CivilDate.h"
+#include "platform/system/DateText.h"
+#include "platform/system/TimeZone.h"
+#include "values/dates/QWDateFormatter.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "bench/Bench.h"
-#include "platform/ApplicationContext.h"
-#include "values/QWCurrencyFormatter.h"
+#include "platform/system/ApplicationContext.h"
+#include "values/numbers/QWCurrencyFormatter.h"
 
 namespace {
 

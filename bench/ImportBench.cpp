@@ -16,12 +16,12 @@
 #include "bench/Bench.h"
 #include "import/CSVRecordReader.h"
 #include "import/QWCSVImportController.h"
-#include "platform/ApplicationContext.h"
-#include "platform/Clock.h"
-#include "platform/DateText.h"
-#include "platform/TemporaryDirectory.h"
-#include "platform/UndoManager.h"
-#include "store/QWDatabaseManager.h"
+#include "platform/object/UndoManager.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/Clock.h"
+#include "platform/system/DateText.h"
+#include "platform/system/TemporaryDirectory.h"
+#include "store/model/QWDatabaseManager.h"
 
 namespace {
 

@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "bench/Bench.h"
-#include "platform/Clock.h"
-#include "platform/KeyPath.h"
-#include "platform/TemporaryDirectory.h"
-#include "platform/UndoGroup.h"
-#include "store/QWDatabaseManager.h"
+#include "platform/object/KeyPath.h"
+#include "platform/object/UndoGroup.h"
+#include "platform/system/Clock.h"
+#include "platform/system/TemporaryDirectory.h"
+#include "store/model/QWDatabaseManager.h"
 
 namespace {
 

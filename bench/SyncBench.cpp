@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "bench/Bench.h"
-#include "platform/ApplicationContext.h"
-#include "platform/TemporaryDirectory.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/TemporaryDirectory.h"
 #include "sync/QWDatabaseSynchronizationSession.h"
 
 namespace {

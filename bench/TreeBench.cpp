@@ -3,9 +3,9 @@
 #include <vector>
 
 #include "bench/Bench.h"
-#include "platform/Object.h"
-#include "platform/Property.h"
-#include "values/QWArrayAdditions.h"
+#include "platform/object/Object.h"
+#include "platform/object/Property.h"
+#include "values/collections/QWArrayAdditions.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <unordered_set>
 
-#include "../tests/values/CSVReference.h"
-#include "values/QWCSVRows.h"
+#include "../tests/import/CSVReference.h"
+#include "import/QWCSVRows.h"
 
 // Whatever text is read: the records are those of a plain reader, whether fields are read in turn or by
 // index, and with a header each row answers by the name of each of its columns. The first byte chooses the

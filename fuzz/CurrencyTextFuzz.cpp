@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <optional>
 
-#include "values/QWCurrencyFormatter.h"
+#include "values/numbers/QWCurrencyFormatter.h"
 
 // Whatever is typed among currencies whose signs hold each other, and operators: the short way of one amount
 // and the whole grammar read the same, and an amount that was read and is written is read again.

@@ -4,9 +4,9 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/CivilDate.h"
-#include "platform/DateText.h"
-#include "platform/TimeZone.h"
+#include "platform/base/CivilDate.h"
+#include "platform/system/DateText.h"
+#include "platform/system/TimeZone.h"
 
 // Whatever text is read as a date of a store: what is written for it fits its stated size, reads back as the
 // same date, and is written the same again.

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "platform/Decimal.h"
+#include "platform/base/Decimal.h"
 
 // Whatever text is read: what is written fits its stated size and reads back as the same number, and
 // arithmetic on it keeps that property.

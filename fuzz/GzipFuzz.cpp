@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <span>
 
-#include "values/QWDataAdditions.h"
+#include "values/text/QWDataAdditions.h"
 
 // Whatever bytes are inflated: the result keeps its bound. Bytes survive compression, Base64 in lines or in
 // one, and text that decodes as Base64 is exactly the text of what it decodes to.

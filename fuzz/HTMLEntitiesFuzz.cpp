@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "values/QWStringAdditions.h"
+#include "values/text/QWStringAdditions.h"
 
 // Whatever text is decoded: it does not grow, and stays UTF-8 if it was. What was escaped decodes to itself,
 // but for apostrophes and line ends, which have no reference of HTML 4.01.

@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "platform/Image.h"
+#include "platform/base/Image.h"
 
 // A picture that can be reduced fits, and can be decoded again; one that cannot is refused by every
 // operation.

@@ -10,8 +10,8 @@
 #include "import/CSVRecordReader.h"
 #include "import/CSVText.h"
 #include "import/QWCSVImportController.h"
-#include "platform/ApplicationContext.h"
-#include "platform/TemporaryDirectory.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/TemporaryDirectory.h"
 
 namespace {
 

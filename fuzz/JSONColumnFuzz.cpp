@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "values/QWJSONSerializationAdditions.h"
+#include "values/text/QWJSONSerializationAdditions.h"
 
 // Whatever text is read: a failure says why; a value is written, read again as the same value and written as
 // the same text.

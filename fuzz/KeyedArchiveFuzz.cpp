@@ -1,7 +1,7 @@
 #include <cstdlib>
 
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
+#include "platform/files/KeyedArchiver.h"
+#include "platform/files/KeyedUnarchiver.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <optional>
 
-#include "values/QWNumberFormatter.h"
+#include "values/numbers/QWNumberFormatter.h"
 
 // Whatever is typed: the short way of one number and the whole grammar read the same, and a number that was
 // read and is written with all its digits is read again.

@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "platform/PropertyList.h"
+#include "platform/files/PropertyList.h"
 
 // Whatever is read can be written, and reading that again gives the same list: its bytes no longer change.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "platform/TextEncoding.h"
+#include "platform/system/TextEncoding.h"
 
 // The first byte chooses the encoding, the others are the input. What is read is valid UTF-8 of bounded size
 // and can be written so that it reads the same; what is written from the input taken as text reads back as

@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "platform/ZipArchive.h"
+#include "platform/files/ZipArchive.h"
 
 // Whatever the archive says, files appear below its directory only, exactly those that are answered, and none
 // at all after a failure.

@@ -1,4 +1,4 @@
-#include <store/QWDatabaseManager.h>
+#include <store/model/QWDatabaseManager.h>
 
 #include <cstdio>
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "import/CSVText.h"
-#include "platform/Localization.h"
-#include "platform/TextEncoding.h"
+#include "platform/system/Localization.h"
+#include "platform/system/TextEncoding.h"
 
 namespace {
 

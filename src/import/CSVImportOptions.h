@@ -6,12 +6,12 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Form.h"
-#include "platform/Value.h"
-#include "values/QWCharacterSeparator.h"
-#include "values/QWDateFormatter.h"
-#include "values/QWNumberFormatter.h"
-#include "values/QWStringEncoding.h"
+#include "platform/object/Value.h"
+#include "platform/ui/Form.h"
+#include "values/collections/QWCharacterSeparator.h"
+#include "values/collections/QWStringEncoding.h"
+#include "values/dates/QWDateFormatter.h"
+#include "values/numbers/QWNumberFormatter.h"
 
 /// The options of a CSV import as controls in a form, and what follows from them. Owned by the import's
 /// controller; main thread.

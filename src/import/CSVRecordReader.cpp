@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "import/CSVText.h"
-#include "platform/Localization.h"
+#include "platform/system/Localization.h"
 
 CSVRecordReader::CSVRecordReader(const QWCSVRows& rows,
                                  const std::map<std::string, std::string, std::less<>>& mapping,

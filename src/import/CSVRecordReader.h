@@ -7,11 +7,11 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Date.h"
-#include "platform/Decimal.h"
-#include "values/QWCSVRows.h"
-#include "values/QWDateFormatter.h"
-#include "values/QWNumberFormatter.h"
+#include "import/QWCSVRows.h"
+#include "platform/base/Date.h"
+#include "platform/base/Decimal.h"
+#include "values/dates/QWDateFormatter.h"
+#include "values/numbers/QWNumberFormatter.h"
 
 /// Reads the rows of an import one after the other, field by field through the mapping and the parsers, and
 /// keeps an account of what was refused. Uses what it is given, all of which has to outlive it; one thread.

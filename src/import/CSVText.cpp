@@ -4,7 +4,7 @@
 #include <cstring>
 #include <map>
 
-#include "values/QWCSVRows.h"
+#include "import/QWCSVRows.h"
 
 namespace {
 

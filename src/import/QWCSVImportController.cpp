@@ -3,12 +3,12 @@
 #include <algorithm>
 
 #include "import/CSVText.h"
-#include "platform/Collation.h"
-#include "platform/FileManager.h"
-#include "platform/Localization.h"
-#include "platform/Property.h"
-#include "platform/RunLoop.h"
-#include "platform/UserDefaults.h"
+#include "platform/files/UserDefaults.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/object/Property.h"
+#include "platform/system/Collation.h"
+#include "platform/system/FileManager.h"
+#include "platform/system/Localization.h"
 
 namespace {
 

@@ -10,12 +10,12 @@
 #include <vector>
 
 #include "import/CSVImportOptions.h"
-#include "platform/Data.h"
-#include "platform/Error.h"
-#include "platform/Form.h"
-#include "platform/Presenter.h"
-#include "platform/Registration.h"
-#include "values/QWCSVRows.h"
+#include "import/QWCSVRows.h"
+#include "platform/base/Data.h"
+#include "platform/base/Error.h"
+#include "platform/base/Registration.h"
+#include "platform/ui/Form.h"
+#include "platform/ui/Presenter.h"
 
 /// Asks for a delimited text file, for how it is read and for which column holds which property, and hands
 /// the rows with two parsers to a block, which makes the objects (`CSVRecordReader` helps). Controls and

@@ -1,7 +1,7 @@
 #include "shell/QWPluginsManager.h"
 
-#include "platform/ApplicationContext.h"
-#include "platform/Property.h"
+#include "platform/object/Property.h"
+#include "platform/system/ApplicationContext.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Object.h"
+#include "platform/object/Object.h"
 
 /// Which classes of an application implement an extension point of the framework (a type). One shared
 /// instance, which starts with what the application declares under "QWPlugins" in its information dictionary;

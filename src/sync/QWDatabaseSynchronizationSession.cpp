@@ -10,13 +10,13 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "platform/ApplicationContext.h"
-#include "platform/FileManager.h"
-#include "platform/Localization.h"
-#include "platform/Log.h"
-#include "platform/ZipArchive.h"
-#include "store/ClassSchema.h"
-#include "values/QWStringAdditions.h"
+#include "platform/base/Log.h"
+#include "platform/files/ZipArchive.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/FileManager.h"
+#include "platform/system/Localization.h"
+#include "store/model/ClassSchema.h"
+#include "values/text/QWStringAdditions.h"
 
 constinit const qw::Class QWDatabaseSynchronizationSession::kClass =
     qw::define<QWDatabaseSynchronizationSession, qw::Object>("QWDatabaseSynchronizationSession", {}, [] {

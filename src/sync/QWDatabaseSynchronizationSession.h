@@ -6,9 +6,9 @@
 #include <optional>
 #include <vector>
 
-#include "platform/Error.h"
-#include "platform/Image.h"
-#include "store/QWDatabaseManager.h"
+#include "platform/base/Error.h"
+#include "platform/base/Image.h"
+#include "store/model/QWDatabaseManager.h"
 #include "sync/QWSynchronizationChangesGroup.h"
 
 /// Brings a store into agreement with another file of the same kind: a copy of the store that went its own

@@ -1,6 +1,6 @@
 #include "sync/QWDatabaseSynchronizationSessionController.h"
 
-#include "platform/Localization.h"
+#include "platform/system/Localization.h"
 
 constinit const qw::Class QWDatabaseSynchronizationSessionController::kClass =
     qw::define<QWDatabaseSynchronizationSessionController, qw::SynchronizationRun>(

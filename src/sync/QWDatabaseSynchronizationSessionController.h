@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "platform/Presenter.h"
-#include "platform/RunLoop.h"
-#include "platform/SerialQueue.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/loop/SerialQueue.h"
+#include "platform/ui/Presenter.h"
 #include "sync/QWDatabaseSynchronizationSession.h"
 
 /// Drives a synchronization session through its steps: opens and compares on a queue of its own, reviews and

@@ -1,6 +1,6 @@
 #include "sync/QWSynchronizationChangesGroup.h"
 
-#include "values/QWStringAdditions.h"
+#include "values/text/QWStringAdditions.h"
 
 QWSynchronizationChangesGroup::QWSynchronizationChangesGroup(
     std::string title, std::vector<std::shared_ptr<QWSynchronizationChange>> changes, qw::ObjectID objectID)

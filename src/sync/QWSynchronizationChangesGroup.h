@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "store/ObjectID.h"
-#include "store/QWSynchronizationChange.h"
+#include "store/columns/ObjectID.h"
+#include "store/columns/QWSynchronizationChange.h"
 
 /// The changes of one object, as they are reviewed together.
 class QWSynchronizationChangesGroup {

@@ -1,6 +1,6 @@
-#include <platform/Resources.h>
-#include <platform/UUID.h>
-#include <values/QWStringAdditions.h>
+#include <platform/base/Resources.h>
+#include <platform/base/UUID.h>
+#include <values/text/QWStringAdditions.h>
 
 #include <cstdio>
 

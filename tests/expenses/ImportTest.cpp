@@ -2,7 +2,7 @@
 #include <sqlite3.h>
 
 #include "Program.h"
-#include "platform/Decimal.h"
+#include "platform/base/Decimal.h"
 
 namespace {
 

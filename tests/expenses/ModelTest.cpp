@@ -3,8 +3,8 @@
 #include "model/ExpenseBook.h"
 #include "model/Records.h"
 #include "model/Summary.h"
-#include "platform/DateText.h"
-#include "platform/TemporaryDirectory.h"
+#include "platform/system/DateText.h"
+#include "platform/system/TemporaryDirectory.h"
 
 namespace {
 

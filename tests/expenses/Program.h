@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/TemporaryDirectory.h"
+#include "platform/system/TemporaryDirectory.h"
 
 /// Runs the real program, with a directory of its own for each test.
 class ProgramTest : public testing::Test {

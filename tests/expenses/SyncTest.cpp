@@ -8,8 +8,8 @@
 #include "Program.h"
 #include "model/BookCheck.h"
 #include "model/Records.h"
-#include "platform/ApplicationContext.h"
-#include "platform/Clock.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/Clock.h"
 #include "sync/QWDatabaseSynchronizationSession.h"
 
 namespace {

@@ -4,10 +4,10 @@
 
 #include "import/CSVRecordReader.h"
 #include "import/QWCSVImportController.h"
-#include "platform/ApplicationContext.h"
-#include "platform/FileManager.h"
-#include "platform/Localization.h"
-#include "platform/UserDefaults.h"
+#include "platform/files/UserDefaults.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/FileManager.h"
+#include "platform/system/Localization.h"
 #include "support/ScriptedPresenter.h"
 
 namespace {

@@ -4,9 +4,9 @@
 #include <fstream>
 #include <optional>
 
-#include "platform/ApplicationContext.h"
-#include "platform/Clock.h"
-#include "platform/Log.h"
+#include "platform/base/Log.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/Clock.h"
 
 namespace {
 

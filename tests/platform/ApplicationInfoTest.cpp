@@ -2,8 +2,8 @@
 
 #include <fstream>
 
-#include "platform/ApplicationContext.h"
-#include "platform/ApplicationInfo.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/ApplicationInfo.h"
 
 namespace {
 

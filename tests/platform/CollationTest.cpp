@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/ApplicationContext.h"
-#include "platform/Collation.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/Collation.h"
 
 namespace qw {
 namespace {

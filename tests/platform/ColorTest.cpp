@@ -4,7 +4,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "platform/Color.h"
+#include "platform/base/Color.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
-#include "platform/CivilDate.h"
-#include "platform/DateText.h"
-#include "platform/TimeZone.h"
+#include "platform/base/CivilDate.h"
+#include "platform/system/DateText.h"
+#include "platform/system/TimeZone.h"
 
 namespace qw {
 namespace {

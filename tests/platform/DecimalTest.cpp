@@ -7,7 +7,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "platform/Decimal.h"
+#include "platform/base/Decimal.h"
 
 namespace qw {
 

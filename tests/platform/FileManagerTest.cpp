@@ -5,9 +5,9 @@
 #include <csignal>
 #include <fstream>
 
-#include "platform/ApplicationContext.h"
-#include "platform/FileManager.h"
-#include "platform/TemporaryDirectory.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/FileManager.h"
+#include "platform/system/TemporaryDirectory.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "platform/Image.h"
+#include "platform/base/Image.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <set>
 #include <vector>
 
-#include "platform/IndexSet.h"
+#include "platform/base/IndexSet.h"
 
 namespace qw {
 namespace {

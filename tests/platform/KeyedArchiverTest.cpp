@@ -4,11 +4,11 @@
 #include <cmath>
 #include <limits>
 
-#include "platform/KeyedArchiveLayout.h"
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
 #include "platform/Python.h"
-#include "platform/RestorableState.h"
+#include "platform/files/KeyedArchiveLayout.h"
+#include "platform/files/KeyedArchiver.h"
+#include "platform/files/KeyedUnarchiver.h"
+#include "platform/files/RestorableState.h"
 
 namespace {
 

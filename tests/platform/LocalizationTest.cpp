@@ -5,9 +5,9 @@
 #include <set>
 #include <thread>
 
-#include "platform/ApplicationContext.h"
-#include "platform/Localization.h"
-#include "platform/Resources.h"
+#include "platform/base/Resources.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/Localization.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <thread>
 #include <vector>
 
-#include "platform/NotificationCenter.h"
-#include "platform/NotificationQueue.h"
-#include "platform/RunLoop.h"
+#include "platform/loop/NotificationCenter.h"
+#include "platform/loop/NotificationQueue.h"
+#include "platform/loop/RunLoop.h"
 
 namespace {
 

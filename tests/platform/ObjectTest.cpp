@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "platform/KeyPath.h"
-#include "platform/Object.h"
-#include "platform/Property.h"
+#include "platform/object/KeyPath.h"
+#include "platform/object/Object.h"
+#include "platform/object/Property.h"
 
 namespace {
 

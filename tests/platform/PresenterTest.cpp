@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "platform/Presenter.h"
-#include "platform/RunLoop.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/ui/Presenter.h"
 #include "support/ScriptedPresenter.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <limits>
 
-#include "platform/PropertyList.h"
 #include "platform/Python.h"
+#include "platform/files/PropertyList.h"
 
 using qw::Data;
 using qw::Date;

@@ -8,9 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "platform/OperationQueue.h"
-#include "platform/RunLoop.h"
-#include "platform/SerialQueue.h"
+#include "platform/loop/OperationQueue.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/loop/SerialQueue.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/Resources.h"
+#include "platform/base/Resources.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/RunLoop.h"
+#include "platform/loop/RunLoop.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <cmath>
 #include <random>
 
-#include "platform/ApplicationContext.h"
-#include "platform/Property.h"
-#include "platform/SortDescriptor.h"
+#include "platform/object/Property.h"
+#include "platform/object/SortDescriptor.h"
+#include "platform/system/ApplicationContext.h"
 
 namespace {
 

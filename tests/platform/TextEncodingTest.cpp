@@ -6,8 +6,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/ApplicationContext.h"
-#include "platform/TextEncoding.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/TextEncoding.h"
 
 namespace qw {
 namespace {

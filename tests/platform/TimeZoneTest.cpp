@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/CivilDate.h"
-#include "platform/TimeZone.h"
+#include "platform/base/CivilDate.h"
+#include "platform/system/TimeZone.h"
 
 namespace qw {
 namespace {

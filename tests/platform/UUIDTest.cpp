@@ -6,7 +6,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "platform/UUID.h"
+#include "platform/base/UUID.h"
 
 namespace qw {
 namespace {

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "platform/Property.h"
-#include "platform/RunLoop.h"
-#include "platform/UndoGroup.h"
-#include "platform/UndoManager.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/object/Property.h"
+#include "platform/object/UndoGroup.h"
+#include "platform/object/UndoManager.h"
 
 namespace {
 

@@ -8,12 +8,12 @@
 #include <limits>
 #include <thread>
 
-#include "platform/ApplicationContext.h"
-#include "platform/FileManager.h"
-#include "platform/Image.h"
-#include "platform/Log.h"
-#include "platform/RunLoop.h"
-#include "platform/UserDefaults.h"
+#include "platform/base/Image.h"
+#include "platform/base/Log.h"
+#include "platform/files/UserDefaults.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/FileManager.h"
 
 namespace {
 

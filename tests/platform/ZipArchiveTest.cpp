@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "platform/ApplicationContext.h"
-#include "platform/FileManager.h"
-#include "platform/ZipArchive.h"
+#include "platform/files/ZipArchive.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/FileManager.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/ApplicationContext.h"
-#include "platform/Property.h"
+#include "platform/object/Property.h"
+#include "platform/system/ApplicationContext.h"
 #include "shell/QWPluginsManager.h"
 
 namespace {

@@ -2,10 +2,10 @@
 
 #include <limits>
 
-#include "platform/Clock.h"
-#include "platform/RunLoop.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/system/Clock.h"
 #include "store/Ledger.h"
-#include "store/QWSynchronizationComparison.h"
+#include "store/compare/QWSynchronizationComparison.h"
 
 using namespace QWSynchronizationComparison;
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "platform/Clock.h"
-#include "platform/RunLoop.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/system/Clock.h"
 #include "store/Ledger.h"
 
 class Copies : public LedgerTest {

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <random>
 
-#include "platform/Clock.h"
+#include "platform/system/Clock.h"
 #include "store/Ledger.h"
 
 namespace {

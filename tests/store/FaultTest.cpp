@@ -2,7 +2,7 @@
 
 #include <map>
 
-#include "platform/Clock.h"
+#include "platform/system/Clock.h"
 #include "store/Ledger.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "platform/UndoGroup.h"
+#include "platform/object/UndoGroup.h"
 
 constinit const qw::Class Ledger::kClass =
     qw::define<Ledger, QWDatabaseObject>("Ledger", {.table = "Ledger", .synchronizationPriority = 1}, [] {

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/ApplicationContext.h"
-#include "platform/TemporaryDirectory.h"
-#include "store/QWDatabaseManager.h"
-#include "store/QWLibraryObject.h"
-#include "values/QWCurrency.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/TemporaryDirectory.h"
+#include "store/model/QWDatabaseManager.h"
+#include "store/model/QWLibraryObject.h"
+#include "values/numbers/QWCurrency.h"
 
 // A small model with every kind of property: a root with ordered children, a tree, references, owned objects,
 // and two classes in one table.

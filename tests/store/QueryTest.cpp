@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "platform/Clock.h"
-#include "platform/Log.h"
-#include "platform/TimeZone.h"
+#include "platform/base/Log.h"
+#include "platform/system/Clock.h"
+#include "platform/system/TimeZone.h"
 #include "store/Ledger.h"
-#include "values/QWBoolean.h"
+#include "values/collections/QWBoolean.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "platform/Clock.h"
-#include "platform/NotificationCenter.h"
-#include "platform/RunLoop.h"
+#include "platform/loop/NotificationCenter.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/system/Clock.h"
 #include "store/Ledger.h"
 
 using SaveAndLoad = LedgerTest;

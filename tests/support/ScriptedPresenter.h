@@ -6,8 +6,8 @@
 #include <deque>
 #include <utility>
 
-#include "platform/Presenter.h"
-#include "platform/RunLoop.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/ui/Presenter.h"
 
 /// A presenter that plays a user: a test says in advance how the coming requests are answered, in order. A
 /// request without an answer, and an answer that no request asked for, fail the test. What was shown is kept

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "platform/Log.h"
+#include "platform/base/Log.h"
 #include "sync/TwoStores.h"
 
 class Sessions : public TwoStores {};

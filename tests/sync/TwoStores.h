@@ -2,9 +2,9 @@
 
 #include <fstream>
 
-#include "platform/Clock.h"
-#include "platform/RunLoop.h"
-#include "platform/ZipArchive.h"
+#include "platform/files/ZipArchive.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/system/Clock.h"
 #include "store/Ledger.h"
 #include "support/ScriptedPresenter.h"
 #include "sync/QWDatabaseSynchronizationSessionController.h"

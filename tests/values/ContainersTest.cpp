@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/ApplicationContext.h"
-#include "platform/Property.h"
-#include "values/QWCountedSet.h"
-#include "values/QWOrderedMap.h"
+#include "platform/object/Property.h"
+#include "platform/system/ApplicationContext.h"
+#include "values/collections/QWCountedSet.h"
+#include "values/collections/QWOrderedMap.h"
 
 namespace {
 

@@ -1,14 +1,13 @@
 #include <gmock/gmock.h>
 
-#include "platform/ApplicationContext.h"
-#include "platform/Object.h"
-#include "platform/Property.h"
-#include "platform/TimeZone.h"
-#include "values/DeepMutableCopy.h"
-#include "values/QWArrayAdditions.h"
-#include "values/QWCSVRows.h"
-#include "values/QWSetAdditions.h"
-#include "values/QWStringAdditions.h"
+#include "platform/object/Object.h"
+#include "platform/object/Property.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/TimeZone.h"
+#include "values/collections/DeepMutableCopy.h"
+#include "values/collections/QWArrayAdditions.h"
+#include "values/collections/QWSetAdditions.h"
+#include "values/text/QWStringAdditions.h"
 
 namespace {
 
@@ -108,15 +107,6 @@ TEST(QWArrayAdditions, WritesCSVLines) {
   german.locale = "de_DE";
   qw::ApplicationContext::install(german);
   EXPECT_EQ(CSVLineWithSeparator({date, 1.5}, ","), "01.01.24,1.5\n");
-}
-
-TEST(QWArrayAdditions, WhatIsWrittenAsCSVIsRead) {
-  const qw::Array fields = {"a", "b,c", "d\r\ne", "", "quote \" and\nbreak"};
-  const QWCSVRows rows = QWStringAdditions::CSVRowsWithSeparator(CSVLineWithSeparator(fields, ","), ",");
-  ASSERT_EQ(rows.size(), 1u);
-  EXPECT_EQ(rows[0].toValue(), qw::Value(fields));
-  EXPECT_EQ(QWStringAdditions::CSVRowsWithSeparator("n,m\n1", ",", true)[0].toValue(),
-            qw::Value(qw::Dictionary{{"n", "1"}}));
 }
 
 TEST(QWArrayAdditions, FlattensTreesInOrderAndOnce) {

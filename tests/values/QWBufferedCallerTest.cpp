@@ -4,8 +4,8 @@
 #include <string>
 #include <thread>
 
-#include "platform/RunLoop.h"
-#include "values/QWBufferedCaller.h"
+#include "platform/loop/RunLoop.h"
+#include "values/collections/QWBufferedCaller.h"
 
 namespace {
 

@@ -5,13 +5,13 @@
 #include <thread>
 #include <vector>
 
-#include "platform/ApplicationContext.h"
-#include "platform/Localization.h"
-#include "platform/Property.h"
-#include "values/QWBoolean.h"
-#include "values/QWCharacterSeparator.h"
-#include "values/QWConstant.h"
-#include "values/QWStringEncoding.h"
+#include "platform/object/Property.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/Localization.h"
+#include "values/collections/QWBoolean.h"
+#include "values/collections/QWCharacterSeparator.h"
+#include "values/collections/QWConstant.h"
+#include "values/collections/QWStringEncoding.h"
 
 namespace {
 

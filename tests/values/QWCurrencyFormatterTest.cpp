@@ -9,14 +9,14 @@
 #include <thread>
 #include <vector>
 
-#include "platform/ApplicationContext.h"
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
-#include "platform/UserDefaults.h"
-#include "values/QWColorFormatter.h"
-#include "values/QWCurrencyAdditions.h"
-#include "values/QWCurrencyFormatter.h"
-#include "values/QWPercentageFormatter.h"
+#include "platform/files/KeyedArchiver.h"
+#include "platform/files/KeyedUnarchiver.h"
+#include "platform/files/UserDefaults.h"
+#include "platform/system/ApplicationContext.h"
+#include "values/numbers/QWColorFormatter.h"
+#include "values/numbers/QWCurrencyAdditions.h"
+#include "values/numbers/QWCurrencyFormatter.h"
+#include "values/numbers/QWPercentageFormatter.h"
 
 namespace {
 

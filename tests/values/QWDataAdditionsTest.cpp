@@ -2,7 +2,7 @@
 
 #include <random>
 
-#include "values/QWDataAdditions.h"
+#include "values/text/QWDataAdditions.h"
 
 namespace {
 

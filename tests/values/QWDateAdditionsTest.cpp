@@ -6,12 +6,12 @@
 #include <string>
 #include <thread>
 
-#include "platform/ApplicationContext.h"
-#include "platform/Clock.h"
-#include "platform/DateText.h"
-#include "platform/TimeZone.h"
-#include "values/QWCalendarAdditions.h"
-#include "values/QWDateAdditions.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/Clock.h"
+#include "platform/system/DateText.h"
+#include "platform/system/TimeZone.h"
+#include "values/dates/QWCalendarAdditions.h"
+#include "values/dates/QWDateAdditions.h"
 
 namespace {
 

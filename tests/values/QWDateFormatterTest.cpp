@@ -6,11 +6,11 @@
 #include <random>
 #include <string>
 
-#include "platform/ApplicationContext.h"
-#include "platform/Clock.h"
-#include "platform/DateText.h"
-#include "platform/TimeZone.h"
-#include "values/QWDateFormatter.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/Clock.h"
+#include "platform/system/DateText.h"
+#include "platform/system/TimeZone.h"
+#include "values/dates/QWDateFormatter.h"
 
 namespace {
 

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "platform/ApplicationContext.h"
-#include "platform/DateText.h"
-#include "platform/TimeZone.h"
-#include "values/QWDateAdditions.h"
-#include "values/QWDateLookupTable.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/DateText.h"
+#include "platform/system/TimeZone.h"
+#include "values/dates/QWDateAdditions.h"
+#include "values/dates/QWDateLookupTable.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <limits>
 #include <optional>
 
-#include "values/QWDecimalNumberAdditions.h"
+#include "values/numbers/QWDecimalNumberAdditions.h"
 
 namespace {
 

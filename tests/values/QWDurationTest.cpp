@@ -8,12 +8,12 @@
 #include <utility>
 #include <vector>
 
-#include "platform/ApplicationContext.h"
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
-#include "platform/TimeZone.h"
-#include "values/QWDateAdditions.h"
-#include "values/QWDuration.h"
+#include "platform/files/KeyedArchiver.h"
+#include "platform/files/KeyedUnarchiver.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/TimeZone.h"
+#include "values/dates/QWDateAdditions.h"
+#include "values/dates/QWDuration.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include <limits>
 
-#include "platform/Object.h"
-#include "values/QWJSONSerializationAdditions.h"
-#include "values/QWStringAdditions.h"
+#include "platform/object/Object.h"
+#include "values/text/QWJSONSerializationAdditions.h"
+#include "values/text/QWStringAdditions.h"
 
 namespace {
 

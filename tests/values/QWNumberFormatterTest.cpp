@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/ApplicationContext.h"
-#include "values/QWNumberFormatter.h"
+#include "platform/system/ApplicationContext.h"
+#include "values/numbers/QWNumberFormatter.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 
-#include "platform/Object.h"
-#include "platform/Property.h"
-#include "values/QWObjectAdditions.h"
-#include "values/QWSetAdditions.h"
-#include "values/UniqueNames.h"
+#include "platform/object/Object.h"
+#include "platform/object/Property.h"
+#include "values/collections/QWObjectAdditions.h"
+#include "values/collections/QWSetAdditions.h"
+#include "values/text/UniqueNames.h"
 
 namespace {
 

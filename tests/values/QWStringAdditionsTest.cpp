@@ -3,9 +3,9 @@
 #include <chrono>
 #include <filesystem>
 
-#include "platform/ApplicationContext.h"
-#include "platform/Localization.h"
-#include "values/QWStringAdditions.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/Localization.h"
+#include "values/text/QWStringAdditions.h"
 
 namespace {
 

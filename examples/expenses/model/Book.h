@@ -3,7 +3,7 @@
 #include "model/Category.h"
 #include "model/Currency.h"
 #include "model/Wallet.h"
-#include "store/QWDatabaseObject.h"
+#include "store/model/QWDatabaseObject.h"
 
 /// The root of an expense book: its wallets, the tree of categories and the currencies.
 class Book : public QWDatabaseObject {

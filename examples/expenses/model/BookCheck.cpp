@@ -6,7 +6,7 @@
 #include <set>
 
 #include "model/Records.h"
-#include "store/ClassSchema.h"
+#include "store/model/ClassSchema.h"
 
 namespace BookCheck {
 

@@ -3,9 +3,9 @@
 #include <optional>
 #include <string>
 
-#include "platform/Color.h"
-#include "platform/Decimal.h"
-#include "store/QWDatabaseObject.h"
+#include "platform/base/Color.h"
+#include "platform/base/Decimal.h"
+#include "store/model/QWDatabaseObject.h"
 
 /// What an expense is for. Categories are a tree: each is a child of another, except the root, which belongs
 /// to the book and has no name.

@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "platform/Decimal.h"
-#include "store/QWDatabaseObject.h"
-#include "values/QWCurrency.h"
+#include "platform/base/Decimal.h"
+#include "store/model/QWDatabaseObject.h"
+#include "values/numbers/QWCurrency.h"
 
 class Book;
 

@@ -1,7 +1,7 @@
 #include "model/Expense.h"
 
 #include "model/Book.h"
-#include "platform/DateText.h"
+#include "platform/system/DateText.h"
 
 constinit const qw::Class Expense::kClass =
     qw::define<Expense, QWDatabaseObject>("Expense", {.table = "Expense", .synchronizationPriority = 30}, [] {

@@ -3,11 +3,11 @@
 #include <optional>
 #include <string>
 
-#include "platform/Date.h"
-#include "platform/Decimal.h"
-#include "platform/Image.h"
-#include "store/QWDatabaseObject.h"
-#include "values/QWDuration.h"
+#include "platform/base/Date.h"
+#include "platform/base/Decimal.h"
+#include "platform/base/Image.h"
+#include "store/model/QWDatabaseObject.h"
+#include "values/dates/QWDuration.h"
 
 class Category;
 class Currency;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/Book.h"
-#include "store/QWDatabaseManager.h"
+#include "store/model/QWDatabaseManager.h"
 
 /// The store file of an expense book.
 class ExpenseBook : public QWDatabaseManager {

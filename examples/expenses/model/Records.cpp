@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
-#include "platform/Clock.h"
-#include "platform/DateText.h"
-#include "platform/FileManager.h"
+#include "platform/system/Clock.h"
+#include "platform/system/DateText.h"
+#include "platform/system/FileManager.h"
 
 namespace {
 

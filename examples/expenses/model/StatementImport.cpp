@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "platform/DateText.h"
-#include "values/QWCurrencyFormatter.h"
-#include "values/QWDateAdditions.h"
+#include "platform/system/DateText.h"
+#include "values/dates/QWDateAdditions.h"
+#include "values/numbers/QWCurrencyFormatter.h"
 
 namespace {
 

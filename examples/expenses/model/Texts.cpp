@@ -5,8 +5,8 @@
 #include <charconv>
 #include <cmath>
 
-#include "platform/DateText.h"
-#include "values/QWNumberFormatter.h"
+#include "platform/system/DateText.h"
+#include "values/numbers/QWNumberFormatter.h"
 
 namespace Texts {
 

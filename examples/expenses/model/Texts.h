@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Color.h"
-#include "platform/Date.h"
-#include "platform/Decimal.h"
-#include "values/QWDuration.h"
+#include "platform/base/Color.h"
+#include "platform/base/Date.h"
+#include "platform/base/Decimal.h"
+#include "values/dates/QWDuration.h"
 
 /// How the values of records are written in texts, whatever the locale. Main thread.
 namespace Texts {

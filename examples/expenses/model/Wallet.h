@@ -5,8 +5,8 @@
 
 #include "model/Currency.h"
 #include "model/Expense.h"
-#include "platform/Color.h"
-#include "store/QWDatabaseObject.h"
+#include "platform/base/Color.h"
+#include "store/model/QWDatabaseObject.h"
 
 /// Where money is kept: an account, a card, a purse. Child of the book; its expenses go with it.
 class Wallet : public QWDatabaseObject {

@@ -4,7 +4,7 @@
 #include <span>
 #include <string_view>
 
-#include "platform/Error.h"
+#include "platform/base/Error.h"
 #include "program/Session.h"
 
 namespace CLI {

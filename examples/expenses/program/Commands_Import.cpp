@@ -8,8 +8,8 @@
 
 #include "model/StatementForms.h"
 #include "model/StatementImport.h"
-#include "platform/RunLoop.h"
-#include "platform/UserDefaults.h"
+#include "platform/files/UserDefaults.h"
+#include "platform/loop/RunLoop.h"
 #include "program/Command.h"
 #include "program/Selection.h"
 #include "program/Terminal.h"

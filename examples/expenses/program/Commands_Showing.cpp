@@ -7,7 +7,7 @@
 
 #include "model/BookCheck.h"
 #include "model/Summary.h"
-#include "platform/SortDescriptor.h"
+#include "platform/object/SortDescriptor.h"
 #include "program/Command.h"
 #include "program/Selection.h"
 #include "program/Terminal.h"

@@ -10,10 +10,10 @@
 #include <nlohmann/json.hpp>
 
 #include "model/Records.h"
-#include "platform/FileDescriptor.h"
-#include "platform/FileManager.h"
-#include "platform/Localization.h"
-#include "platform/ZipArchive.h"
+#include "platform/base/FileDescriptor.h"
+#include "platform/files/ZipArchive.h"
+#include "platform/system/FileManager.h"
+#include "platform/system/Localization.h"
 #include "program/Command.h"
 #include "program/Terminal.h"
 #include "sync/QWDatabaseSynchronizationSessionController.h"

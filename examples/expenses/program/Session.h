@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "model/ExpenseBook.h"
-#include "platform/UndoGroup.h"
+#include "platform/object/UndoGroup.h"
 
 struct Command;
 

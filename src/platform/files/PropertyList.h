@@ -1,0 +1,144 @@
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/base/Data.h"
+#include "platform/base/Date.h"
+#include "platform/base/Error.h"
+
+namespace qw {
+
+/// A property list as a flat table of nodes that refer to each other by index, with a reader and a writer of
+/// the binary format "bplist00". Nothing is recursive and shared nodes are never expanded, so hostile bytes
+/// cost at most time and memory in proportion to their number: they give an error. A value type, used by one
+/// thread at a time.
+///
+///     qw::PropertyList list;
+///     auto name = list.addText("name");
+///     auto text = list.addText("Rent");
+///     list.setRoot(list.addDictionary({{name}}, {{text}}));
+///     std::optional<qw::Data> bytes = list.write(&error);
+class PropertyList {
+ public:
+  enum class Type : std::uint8_t {
+    kNull,
+    kBoolean,
+    kInteger,
+    kReal,
+    kDate,
+    kData,
+    kText,
+    kUID,
+    kArray,
+    kSet,
+    kDictionary
+  };
+  using Index = std::uint32_t;
+
+  static constexpr const char* kErrorDomain = "QWPropertyListErrorDomain";
+  enum ErrorCode { kDamaged = 1, kTooLarge = 2, kUnrepresentable = 3 };
+
+  /// What a reader accepts: bytes of the whole list, nodes, and containers within each other.
+  struct Limits {
+    std::size_t size = std::size_t{1} << 30;
+    std::size_t objects = std::size_t{1} << 26;
+    std::size_t depth = 512;
+  };
+
+  /// Reads the binary format. A list is refused with `kDamaged` when a length, offset, reference, text or
+  /// date is wrong, when objects overlap, when a container holds itself, when a dictionary's key is no text
+  /// or an integer does not fit 64 bits; with `kTooLarge` when it exceeds `limits`.
+  static std::optional<PropertyList> read(std::span<const std::uint8_t> bytes, const Limits& limits,
+                                          Error* error = nullptr);
+  static std::optional<PropertyList> read(std::span<const std::uint8_t> bytes, Error* error = nullptr) {
+    return read(bytes, Limits(), error);
+  }
+  /// The list in the binary format, in time linear in its size, with the smallest offsets, references and
+  /// integers. Dates become seconds as a double: exact to the microsecond within 140 years of 2001. Fails
+  /// with `kUnrepresentable` when a text is no UTF-8 or there is no root.
+  std::optional<Data> write(Error* error = nullptr) const;
+
+  /// Dates as the format counts them, in seconds since 2001-01-01 00:00:00 UTC: exact to the microsecond
+  /// within 140 years of that. No value for what is not finite or beyond the range of `Date`.
+  static double secondsSince2001(Date date);
+  static std::optional<Date> dateFromSecondsSince2001(double seconds);
+
+  /// The node that holds all others.
+  Index root() const { return root_; }
+  std::size_t size() const { return nodes_.size(); }
+
+  /// Queries of one node; each requires the type that it names.
+  Type type(Index index) const { return nodes_[index].type; }
+  bool boolean(Index index) const { return nodes_[index].payload != 0; }
+  std::int64_t integer(Index index) const { return static_cast<std::int64_t>(nodes_[index].payload); }
+  double real(Index index) const { return std::bit_cast<double>(nodes_[index].payload); }
+  Date date(Index index) const { return Date::fromMicroseconds(integer(index)); }
+  std::uint64_t uid(Index index) const { return nodes_[index].payload; }
+  /// UTF-8, valid until the list is changed.
+  std::string_view text(Index index) const;
+  /// Valid until the list is changed.
+  std::span<const std::uint8_t> bytes(Index index) const;
+  /// The elements of an array or a set, in order; valid until the list is changed.
+  std::span<const Index> elements(Index index) const;
+  /// The keys of a dictionary and, in the same order, its values.
+  std::span<const Index> keys(Index index) const;
+  std::span<const Index> values(Index index) const;
+  /// The value of the first key equal to `key`, by a scan that begins at the entry `*hint` and leaves there
+  /// the entry after the found one, so that keys asked for in their order are each found at once.
+  std::optional<Index> find(Index dictionary, std::string_view key, std::size_t* hint = nullptr) const;
+
+  /// Commands that add a node. Equal numbers, dates, texts and data that are added share one node; UIDs do
+  /// not.
+  Index addNull();
+  Index addBoolean(bool value);
+  Index addInteger(std::int64_t value);
+  Index addReal(double value);
+  Index addDate(Date value);
+  Index addUID(std::uint64_t value);
+  Index addData(std::span<const std::uint8_t> bytes);
+  Index addText(std::string_view text);
+  /// Containers hold nodes that exist already, so a list that is built never holds itself.
+  Index addArray(std::span<const Index> elements);
+  Index addSet(std::span<const Index> elements);
+  /// As many values as keys; keys are texts, each once.
+  Index addDictionary(std::span<const Index> keys, std::span<const Index> values);
+  void setRoot(Index index) { root_ = index; }
+
+ private:
+  friend class BinaryPropertyListReader;
+
+  struct Node {
+    Type type = Type::kNull;
+    std::uint32_t count = 0;    // bytes of a text or data, elements or entries of a container
+    std::uint64_t payload = 0;  // a number's bits, or the position in `bytes_` or `references_`
+  };
+
+  /// A place of the table: index + 1 of a node, 0 when free, and bits of its hash.
+  struct Place {
+    Index entry = 0;
+    std::uint32_t hash = 0;
+  };
+
+  Index add(const Node& node);
+  Index addUnique(Type type, std::uint64_t payload, std::string_view content = {});
+  Index addContainer(Type type, std::span<const Index> first, std::span<const Index> second);
+  std::string_view content(const Node& node) const;
+  void growTable();
+
+  std::vector<Node> nodes_;
+  std::string bytes_;
+  std::vector<Index> references_;
+  std::vector<Place> table_;  // open addressing over the shared nodes
+  std::size_t uniqueCount_ = 0;
+  bool overflowed_ = false;
+  Index root_ = UINT32_MAX;
+};
+
+}  // namespace qw

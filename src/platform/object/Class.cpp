@@ -1,0 +1,101 @@
+#include "platform/object/Class.h"
+
+#include <algorithm>
+#include <cassert>
+#include <map>
+#include <mutex>
+#include <shared_mutex>
+
+namespace qw {
+
+namespace {
+
+std::size_t hashOfKey(std::string_view key) {
+  std::size_t hash = 0xcbf29ce484222325ULL;
+  for (const char c : key) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3ULL;
+  return hash ^ (hash >> 29);
+}
+
+struct Registered {
+  std::shared_mutex mutex;
+  std::map<std::string_view, const Class*> classes;
+};
+
+Registered& registered() {
+  static Registered instance;
+  return instance;
+}
+
+}  // namespace
+
+std::string_view Class::table() const {
+  for (const Class* c = this; c; c = c->superclass_)
+    if (!c->options_.table.empty()) return c->options_.table;
+  return {};
+}
+
+bool Class::isSubclassOf(const Class& other) const {
+  for (const Class* c = this; c; c = c->superclass_)
+    if (c == &other) return true;
+  return false;
+}
+
+const Property* Class::property(std::string_view key) const {
+  const Layout& table = layout();
+  const std::size_t mask = table.slots.size() - 1;
+  for (std::size_t slot = hashOfKey(key) & mask; table.slots[slot]; slot = (slot + 1) & mask)
+    if (table.slots[slot]->key == key) return table.slots[slot];
+  return nullptr;
+}
+
+const Property* Class::propertyOfMember(const void* member) const {
+  for (const Property* property : properties())
+    if (property->member == member) return property;
+  return nullptr;
+}
+
+const Class::Layout& Class::makeLayout() const {
+  auto layout = std::make_unique<Layout>();
+  if (superclass_) layout->properties = superclass_->layout().properties;
+  for (const Property& property : own_) {
+    auto same = std::find_if(layout->properties.begin(), layout->properties.end(),
+                             [&](const Property* other) { return other->key == property.key; });
+    if (same != layout->properties.end())
+      *same = &property;
+    else
+      layout->properties.push_back(&property);
+  }
+  std::size_t size = 4;
+  while (size < layout->properties.size() * 2) size *= 2;
+  layout->slots.resize(size);
+  for (const Property* property : layout->properties) {
+    std::size_t slot = hashOfKey(property->key) & (size - 1);
+    while (layout->slots[slot]) slot = (slot + 1) & (size - 1);
+    layout->slots[slot] = property;
+  }
+  // Two threads may both get here; the first one's table stays, for the process.
+  const Layout* expected = nullptr;
+  if (layout_.compare_exchange_strong(expected, layout.get(), std::memory_order_acq_rel))
+    return *layout.release();
+  return *expected;
+}
+
+void ClassRegistry::add(std::initializer_list<const Class*> classes) {
+  add(std::span<const Class* const>(classes.begin(), classes.size()));
+}
+
+void ClassRegistry::add(std::span<const Class* const> classes) {
+  std::unique_lock lock(registered().mutex);
+  for (const Class* c : classes) {
+    [[maybe_unused]] const auto entry = registered().classes.emplace(c->name(), c).first;
+    assert(entry->second == c && "two classes of one name");
+  }
+}
+
+const Class* ClassRegistry::find(std::string_view name) {
+  std::shared_lock lock(registered().mutex);
+  const auto found = registered().classes.find(name);
+  return found == registered().classes.end() ? nullptr : found->second;
+}
+
+}  // namespace qw

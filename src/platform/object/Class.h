@@ -1,0 +1,204 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "platform/object/Value.h"
+
+namespace qw {
+
+class Object;
+struct PropertyStorage;  // how the store keeps a property in columns: the store's own business
+
+/// What a property is to the rest of the system: persisted ones are attributes, references, owned objects,
+/// parents and children; a derived one is computed; a plain one is neither stored nor undone.
+enum class PropertyKind : std::uint8_t {
+  kPlain,
+  kAttribute,
+  kReference,
+  kOwned,
+  kParent,
+  kChildren,
+  kDerived
+};
+
+/// One row of a class's property table: everything that the system does with the property by its name goes
+/// through here. A literal type, so that tables are constants; made by `property`, `derived` and the store's
+/// `attribute`, `reference`, `owned`, `parent` and `children`.
+struct Property {
+  using Keys = std::array<std::string_view, 6>;
+
+  std::string_view key;
+  PropertyKind kind = PropertyKind::kPlain;
+  /// Identity of the member behind the property; null when there is none.
+  const void* member = nullptr;
+  Value (*get)(const Object&) = nullptr;
+  /// Null when the property has no borrowed form.
+  ValueView (*view)(const Object&) = nullptr;
+  /// Sets through the public setter; false when the value has the wrong type. Null for a read-only property.
+  bool (*set)(Object&, const Value&) = nullptr;
+  /// Puts back a value exactly as `storedValue` gave it, as undo does. Null for a read-only property.
+  bool (*restore)(Object&, const Value&) = nullptr;
+  /// What `restore` takes, where `get` answers something else (a default in the place of nothing). Null:
+  /// `get`.
+  Value (*stored)(const Object&) = nullptr;
+  /// Keys or key paths of the same object whose changes change this property; the first empty one ends the
+  /// list.
+  Keys dependsOn{};
+  /// Key of the property's title in the table "Synchronization"; empty when it has none.
+  std::string_view localizationKey{};
+  /// For an amount of money: where its object's currency is found; for a share: that it reads as a
+  /// percentage.
+  std::string_view currencyKeyPath{};
+  bool isPercentage = false;
+  /// Name under which the store keeps the property; empty for its key.
+  std::string_view column{};
+  /// For parents and children: key of the property at the other end.
+  std::string_view inverse{};
+  const PropertyStorage* storage = nullptr;
+
+  Value storedValue(const Object& object) const { return stored ? stored(object) : get(object); }
+};
+
+/// What a class says about itself beside its properties.
+struct ClassOptions {
+  /// SQL table; empty for a class that is not persisted.
+  std::string_view table{};
+  /// Order of commit and of synchronization: parents lower than their children. -1: after all steps with a
+  /// bound.
+  std::int32_t synchronizationPriority = -1;
+};
+
+/// A class as data: its name, superclass, property table and how to make an instance. Constant-initialised
+/// (`define`), lives for the process, safe to read from any thread. The table is flattened over the
+/// superclasses at first use.
+class Class {
+ public:
+  using Factory = std::shared_ptr<Object> (*)();
+
+  constexpr Class(std::string_view name, const Class* superclass, ClassOptions options,
+                  std::span<const Property> properties, Factory factory)
+      : name_(name), superclass_(superclass), options_(options), own_(properties), factory_(factory) {}
+  Class(const Class&) = delete;
+  Class& operator=(const Class&) = delete;
+
+  constexpr std::string_view name() const { return name_; }
+  /// Null for `Object`.
+  constexpr const Class* superclass() const { return superclass_; }
+  /// The nearest table up the superclasses; empty when there is none.
+  std::string_view table() const;
+  constexpr std::int32_t synchronizationPriority() const { return options_.synchronizationPriority; }
+  bool isSubclassOf(const Class& other) const;
+
+  /// Every property, the superclass's first. A subclass's row with a superclass's key stands in its place.
+  std::span<const Property* const> properties() const { return layout().properties; }
+  /// Null when no property has that key.
+  const Property* property(std::string_view key) const;
+  /// The property behind a member (`memberTag<&T::member_>()`); null when the table does not list it.
+  const Property* propertyOfMember(const void* member) const;
+
+  /// A new instance, not yet initialised; null for an abstract class.
+  std::shared_ptr<Object> create() const { return factory_ ? factory_() : nullptr; }
+
+  /// A place for what an upper floor works out about the class once and keeps for the process.
+  std::atomic<const void*>& annotation() const { return annotation_; }
+
+ private:
+  struct Layout {
+    std::vector<const Property*> properties;
+    std::vector<const Property*> slots;  // open addressing by key, a power of two, at most half full
+  };
+  const Layout& layout() const {
+    const Layout* layout = layout_.load(std::memory_order_acquire);
+    return layout ? *layout : makeLayout();
+  }
+  const Layout& makeLayout() const;
+
+  std::string_view name_;
+  const Class* superclass_;
+  ClassOptions options_;
+  std::span<const Property> own_;
+  Factory factory_;
+  mutable std::atomic<const Layout*> layout_{nullptr};
+  mutable std::atomic<const void*> annotation_{nullptr};
+};
+
+/// The classes that can be found by name: those of stored rows, archives and declarations. A class gets here
+/// by being listed (a store lists its model classes), never by a static initialiser that a linker may drop.
+class ClassRegistry {
+ public:
+  /// Adding a class again does nothing; adding another class under a taken name is a programming error.
+  static void add(std::initializer_list<const Class*> classes);
+  static void add(std::span<const Class* const> classes);
+  /// Null when no class of that name was added.
+  static const Class* find(std::string_view name);
+};
+
+namespace detail {
+
+template <auto Member>
+inline constexpr char kMemberTag = 0;
+
+template <class L>
+inline constexpr auto kTable = L{}();
+
+template <class M>
+struct MemberOf;
+template <class C, class T>
+struct MemberOf<T C::*> {
+  using Owner = C;
+  using Type = T;
+};
+
+template <auto Member>
+using OwnerOf = typename MemberOf<decltype(Member)>::Owner;
+template <auto Member>
+using TypeOf = typename MemberOf<decltype(Member)>::Type;
+
+template <class T>
+std::shared_ptr<Object> createInstance();
+
+template <class T>
+constexpr Class::Factory factoryOf() {
+  if constexpr (std::is_abstract_v<T> || !std::is_default_constructible_v<T>)
+    return nullptr;
+  else
+    return &createInstance<T>;
+}
+
+}  // namespace detail
+
+/// The identity of a member for `Class::propertyOfMember`.
+template <auto Member>
+constexpr const void* memberTag() {
+  return &detail::kMemberTag<Member>;
+}
+
+/// The rows of a property table. Two rows with one key do not compile.
+template <class... Rows>
+constexpr std::array<Property, sizeof...(Rows)> properties(Rows... rows) {
+  std::array<Property, sizeof...(Rows)> table{rows...};
+  for (std::size_t i = 0; i < table.size(); ++i)
+    for (std::size_t k = 0; k < i; ++k)
+      if (table[i].key == table[k].key) throw "two properties with the same key";
+  return table;
+}
+
+/// A class description. `table` is a capture-less lambda written in the initialiser of the static member
+/// `kClass`, where it may name private members:
+///
+///   constinit const qw::Class Expense::kClass = qw::define<Expense, QWDatabaseObject>(
+///       "Expense", {.table = "Expense"}, [] { return
+///       qw::properties(qw::attribute<&Expense::payee_>("payee")); });
+template <class T, class Base, class L>
+constexpr Class define(std::string_view name, ClassOptions options, L) {
+  return Class(name, &Base::kClass, options, detail::kTable<L>, detail::factoryOf<T>());
+}
+
+}  // namespace qw

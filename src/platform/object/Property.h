@@ -1,0 +1,311 @@
+#pragma once
+
+#include <algorithm>
+#include <functional>
+
+#include "platform/object/Back.h"
+#include "platform/object/Object.h"
+
+namespace qw {
+
+/// Beside the key: what a row of a property table may say.
+struct PropertyOptions {
+  std::string_view localizationKey{};
+  Property::Keys dependsOn{};
+};
+
+template <>
+struct ValueTraits<Value> {
+  static Value toValue(const Value& value) { return value; }
+  static std::optional<Value> fromValue(const Value& value) { return value; }
+  static ValueView view(const Value& value) { return ValueView(value); }
+};
+
+template <>
+struct ValueTraits<bool> {
+  static Value toValue(bool value) { return value; }
+  static std::optional<bool> fromValue(const Value& value) {
+    return value.isNumber() || value.isNull() || value.text() ? std::optional(value.boolValue())
+                                                              : std::nullopt;
+  }
+  static ValueView view(bool value) { return value; }
+};
+
+template <class T>
+requires(std::is_integral_v<T> || std::is_enum_v<T>) struct ValueTraits<T> {
+  static Value toValue(T value) { return static_cast<std::int64_t>(value); }
+  static std::optional<T> fromValue(const Value& value) {
+    if (!value.isNumber() && !value.isNull() && !value.text()) return std::nullopt;
+    return static_cast<T>(value.int64Value());
+  }
+  static ValueView view(T value) { return static_cast<std::int64_t>(value); }
+};
+
+template <>
+struct ValueTraits<double> {
+  static Value toValue(double value) { return value; }
+  static std::optional<double> fromValue(const Value& value) {
+    return value.isNumber() || value.isNull() || value.text() ? std::optional(value.doubleValue())
+                                                              : std::nullopt;
+  }
+  static ValueView view(double value) { return value; }
+};
+
+template <>
+struct ValueTraits<Decimal> {
+  static Value toValue(const Decimal& value) { return value; }
+  static std::optional<Decimal> fromValue(const Value& value) {
+    return value.isNull() ? std::optional(Decimal()) : value.decimalValue();
+  }
+  static ValueView view(const Decimal& value) { return value; }
+};
+
+template <>
+struct ValueTraits<std::string> {
+  static Value toValue(const std::string& value) { return value; }
+  static std::optional<std::string> fromValue(const Value& value) {
+    if (value.text()) return *value.text();
+    return value.isNull() ? std::optional(std::string()) : std::nullopt;
+  }
+  static ValueView view(const std::string& value) { return std::string_view(value); }
+};
+
+namespace detail {
+
+/// The kinds that a `Value` holds as they are and that have no empty state of their own: null is refused.
+template <class T, const T* (Value::*Content)() const>
+struct ContentTraits {
+  static Value toValue(const T& value) { return value; }
+  static std::optional<T> fromValue(const Value& value) {
+    const T* content = (value.*Content)();
+    return content ? std::optional<T>(*content) : std::nullopt;
+  }
+};
+
+}  // namespace detail
+
+template <>
+struct ValueTraits<Date> : detail::ContentTraits<Date, &Value::date> {
+  static ValueView view(Date value) { return value; }
+};
+template <>
+struct ValueTraits<Color> : detail::ContentTraits<Color, &Value::color> {};
+
+/// Kinds whose empty value is "none".
+template <>
+struct ValueTraits<Data> : detail::ContentTraits<Data, &Value::data> {
+  static std::optional<Data> fromValue(const Value& value) {
+    return value.isNull() ? std::optional(Data()) : ContentTraits::fromValue(value);
+  }
+};
+template <>
+struct ValueTraits<Array> : detail::ContentTraits<Array, &Value::array> {};
+template <>
+struct ValueTraits<Dictionary> : detail::ContentTraits<Dictionary, &Value::dictionary> {
+  static std::optional<Dictionary> fromValue(const Value& value) {
+    return value.isNull() ? std::optional(Dictionary()) : ContentTraits::fromValue(value);
+  }
+};
+template <>
+struct ValueTraits<Image> : detail::ContentTraits<Image, &Value::image> {};
+
+template <class T>
+struct ValueTraits<std::optional<T>> {
+  static Value toValue(const std::optional<T>& value) {
+    return value ? ValueTraits<T>::toValue(*value) : Value();
+  }
+  static std::optional<std::optional<T>> fromValue(const Value& value) {
+    if (value.isNull()) return std::optional<T>();
+    if (auto content = ValueTraits<T>::fromValue(value))
+      return std::optional<std::optional<T>>(std::move(content));
+    return std::nullopt;
+  }
+  static ValueView view(const std::optional<T>& value) requires requires(const T& t) {
+    ValueTraits<T>::view(t);
+  }
+  { return value ? ValueTraits<T>::view(*value) : ValueView(); }
+};
+
+template <class T>
+requires std::is_base_of_v<Object, T>
+struct ValueTraits<std::shared_ptr<T>> {
+  static Value toValue(const std::shared_ptr<T>& value) { return std::static_pointer_cast<Object>(value); }
+  static std::optional<std::shared_ptr<T>> fromValue(const Value& value) {
+    if (value.isNull()) return std::shared_ptr<T>();
+    auto object = value.objectAs<T>();
+    return object ? std::optional(std::move(object)) : std::nullopt;
+  }
+  static ValueView view(const std::shared_ptr<T>& value) { return static_cast<Object*>(value.get()); }
+};
+
+template <class T>
+struct ValueTraits<Back<T>> {
+  static Value toValue(const Back<T>& value) { return Value(std::shared_ptr<Object>(value.lock())); }
+  static std::optional<Back<T>> fromValue(const Value& value) {
+    if (value.isNull()) return Back<T>();
+    auto object = value.objectAs<T>();
+    return object ? std::optional(Back<T>(object)) : std::nullopt;
+  }
+  static ValueView view(const Back<T>& value) { return static_cast<Object*>(value.get()); }
+};
+
+template <class T>
+struct ValueTraits<T*> {
+  static Value toValue(T* value) {
+    return value
+               ? Value(std::const_pointer_cast<Object>(static_cast<const Object*>(value)->shared_from_this()))
+               : Value();
+  }
+};
+
+template <class T>
+struct ValueTraits<std::vector<T>> {
+  static Value toValue(const std::vector<T>& values) {
+    Array array;
+    array.reserve(values.size());
+    for (const T& value : values) array.push_back(ValueTraits<T>::toValue(value));
+    return array;
+  }
+  static std::optional<std::vector<T>> fromValue(const Value& value) {
+    if (value.isNull()) return std::vector<T>();
+    if (!value.array()) return std::nullopt;
+    std::vector<T> values;
+    values.reserve(value.array()->size());
+    for (const Value& element : *value.array()) {
+      auto content = ValueTraits<T>::fromValue(element);
+      if (!content) return std::nullopt;
+      values.push_back(*std::move(content));
+    }
+    return values;
+  }
+};
+
+/// A value type of an upper floor inside a `Value`. `T` has ==, `hash()`, `compare(T)` and `description()`,
+/// and `kArchiveClass` and `encodeWithCoder(KeyedArchiver&)` when it can be archived.
+template <class T>
+class Extension final : public ExtensionValue {
+ public:
+  explicit Extension(T value) : value_(std::move(value)) {}
+  const T& value() const { return value_; }
+  bool isEqual(const ExtensionValue& other) const override {
+    return value_ == static_cast<const Extension&>(other).value_;
+  }
+  std::size_t hash() const override { return value_.hash(); }
+  int compare(const ExtensionValue& other) const override {
+    return value_.compare(static_cast<const Extension&>(other).value_);
+  }
+  std::string description() const override { return value_.description(); }
+  std::string_view archiveClassName() const override {
+    if constexpr (requires { T::kArchiveClass; }) return T::kArchiveClass;
+    return {};
+  }
+  void encodeWithCoder([[maybe_unused]] KeyedArchiver& coder) const override {
+    if constexpr (requires { value_.encodeWithCoder(coder); }) value_.encodeWithCoder(coder);
+  }
+
+ private:
+  T value_;
+};
+
+/// `template <> struct qw::ValueTraits<QWDuration> : qw::ExtensionTraits<QWDuration> {};` makes such a type a
+/// member type.
+template <class T>
+struct ExtensionTraits {
+  static Value toValue(const T& value) {
+    return Value(std::shared_ptr<const ExtensionValue>(std::make_shared<Extension<T>>(value)));
+  }
+  static std::optional<T> fromValue(const Value& value) {
+    auto extension = value.extensionAs<Extension<T>>();
+    return extension ? std::optional<T>(extension->value()) : std::nullopt;
+  }
+};
+
+namespace detail {
+
+/// Reading of a member or of a const member function.
+template <auto Member>
+struct Access {
+  using Owner = OwnerOf<Member>;
+  using Result = std::remove_cvref_t<decltype(std::invoke(Member, std::declval<const Owner&>()))>;
+  static constexpr bool kReference =
+      std::is_member_object_pointer_v<decltype(Member)> ||
+      std::is_reference_v<decltype(std::invoke(Member, std::declval<const Owner&>()))>;
+
+  static Value get(const Object& object) {
+    return ValueTraits<Result>::toValue(std::invoke(Member, static_cast<const Owner&>(object)));
+  }
+  static ValueView view(const Object& object) {
+    return ValueTraits<Result>::view(std::invoke(Member, static_cast<const Owner&>(object)));
+  }
+  static constexpr auto viewFunction() -> ValueView (*)(const Object&) {
+    constexpr bool borrowed =
+        std::is_arithmetic_v<Result> || std::is_enum_v<Result> || std::is_same_v<Result, Date> || kReference;
+    if constexpr (borrowed && requires(const Result& r) { ValueTraits<Result>::view(r); })
+      return &view;
+    else
+      return nullptr;
+  }
+};
+
+template <class F>
+struct SetterArgument;
+template <class R, class C, class A>
+struct SetterArgument<R (C::*)(A)> {
+  using Type = std::remove_cvref_t<A>;
+};
+
+/// Calls a public setter with a value of the right type.
+template <auto Setter>
+bool callSetter(Object& object, const Value& value) {
+  using Owner = OwnerOf<Setter>;
+  using Argument = typename SetterArgument<decltype(Setter)>::Type;
+  if constexpr (std::is_pointer_v<Argument>) {
+    using Target = std::remove_pointer_t<Argument>;
+    auto target = value.template objectAs<Target>();
+    if (!target && !value.isNull()) return false;
+    (static_cast<Owner&>(object).*Setter)(target.get());
+  } else {
+    auto argument = ValueTraits<Argument>::fromValue(value);
+    if (!argument) return false;
+    (static_cast<Owner&>(object).*Setter)(*std::move(argument));
+  }
+  return true;
+}
+
+}  // namespace detail
+
+/// The row of a member in its class's table, looked up once.
+template <auto Member>
+const Property& propertyOf() {
+  static const Property& row = *detail::OwnerOf<Member>::kClass.propertyOfMember(memberTag<Member>());
+  return row;
+}
+
+/// A property that is observed but neither stored nor undone; `Setter` is its public setter, none for
+/// read-only.
+template <auto Member, auto Setter = nullptr>
+constexpr Property property(std::string_view key, PropertyOptions options = {}) {
+  Property row;
+  row.key = key;
+  row.member = memberTag<Member>();
+  row.get = &detail::Access<Member>::get;
+  row.view = detail::Access<Member>::viewFunction();
+  if constexpr (!std::is_same_v<decltype(Setter), std::nullptr_t>) {
+    row.set = &detail::callSetter<Setter>;
+    row.restore = row.set;
+  }
+  row.dependsOn = options.dependsOn;
+  row.localizationKey = options.localizationKey;
+  return row;
+}
+
+/// A computed property: a const member function, and the keys or key paths that it is computed from.
+template <auto Getter>
+constexpr Property derived(std::string_view key, Property::Keys dependsOn = {}) {
+  Property row = property<Getter>(key);
+  row.kind = PropertyKind::kDerived;
+  row.dependsOn = dependsOn;
+  return row;
+}
+
+}  // namespace qw

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <atomic>
+#include <limits>
+
+#include "platform/base/Date.h"
+
+namespace qw {
+
+/// The one source of the current time, so that tests can hold it still. May be read from any thread; run loop
+/// timers and deadlines follow the monotonic clock of the system and are not affected.
+class Clock {
+ public:
+  class Override;
+
+  /// The current time in microseconds since 1970 UTC, or the time that an `Override` holds.
+  static Date now() {
+    const std::int64_t held = held_.load(std::memory_order_acquire);
+    return held == kNotHeld ? systemNow() : Date::fromMicroseconds(held);
+  }
+
+ private:
+  static constexpr std::int64_t kNotHeld = std::numeric_limits<std::int64_t>::min();
+  static Date systemNow();
+  static inline std::atomic<std::int64_t> held_{kNotHeld};
+};
+
+/// Holds the clock at a time while it lives, for all threads; what was before comes back at its end.
+/// Overrides nest.
+class Clock::Override {
+ public:
+  explicit Override(Date date) : previous_(held_.exchange(date.microseconds(), std::memory_order_acq_rel)) {}
+  ~Override() { held_.store(previous_, std::memory_order_release); }
+  Override(const Override&) = delete;
+  Override& operator=(const Override&) = delete;
+
+  void set(Date date) { held_.store(date.microseconds(), std::memory_order_release); }
+  void advanceSeconds(std::int64_t seconds) { advanceMicroseconds(seconds * 1'000'000); }
+  void advanceMicroseconds(std::int64_t microseconds) {
+    held_.fetch_add(microseconds, std::memory_order_acq_rel);
+  }
+
+ private:
+  std::int64_t previous_;
+};
+
+}  // namespace qw

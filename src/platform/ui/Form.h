@@ -1,0 +1,37 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/ui/Control.h"
+
+namespace qw {
+
+/// Controls that are shown together, one below the other, with a table beneath them if it has rows: what a
+/// controller hands to a presenter as the accessory of a question. Observed by key ("controls", "table",
+/// "labelFontSize"). Main thread.
+class Form : public Object {
+ public:
+  using Table = std::vector<std::vector<std::string>>;
+  using Controls = std::vector<std::shared_ptr<Control>>;
+
+  static const Class kClass;
+  static std::shared_ptr<Form> make(Controls controls);
+
+  const Controls& controls() const { return controls_; }
+  void setControls(Controls controls) { assign<&Form::controls_>(std::move(controls)); }
+  /// Texts by row; the first row holds the titles of the columns.
+  const Table& table() const { return table_; }
+  void setTable(Table table) { assign<&Form::table_>(std::move(table)); }
+  /// In points; 0 leaves it to the presenter.
+  double labelFontSize() const { return labelFontSize_; }
+  void setLabelFontSize(double size) { assign<&Form::labelFontSize_>(size); }
+
+ private:
+  Controls controls_;
+  Table table_;
+  double labelFontSize_ = 0;
+};
+
+}  // namespace qw

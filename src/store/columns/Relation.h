@@ -1,0 +1,81 @@
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "platform/object/Back.h"
+#include "platform/object/Property.h"
+
+class QWDatabaseObject;
+
+namespace qw {
+
+struct AttributeComparison;
+class ChildList;
+class RowBinder;
+class RowReader;
+
+/// What a relation's row in a property table knows beside its columns.
+struct Relation {
+  const Class& (*targetClass)() = nullptr;
+  /// For a reference, an owned object and a parent: the target, deleted or not.
+  std::shared_ptr<QWDatabaseObject> (*target)(const QWDatabaseObject&) = nullptr;
+  /// Stores the target and nothing else: no undo, no notice.
+  void (*setTarget)(QWDatabaseObject&, const std::shared_ptr<QWDatabaseObject>&) = nullptr;
+  /// For children.
+  ChildList& (*list)(QWDatabaseObject&) = nullptr;
+};
+
+/// How the store keeps one property.
+struct PropertyStorage {
+  std::span<const std::string_view> suffixes{};
+  std::span<const std::string_view> types{};
+  void (*bind)(RowBinder&, const QWDatabaseObject&) = nullptr;
+  /// For attributes; relations are resolved by the loader.
+  void (*read)(const RowReader&, const int* columns, QWDatabaseObject&) = nullptr;
+  void (*copy)(QWDatabaseObject& to, const QWDatabaseObject& from) = nullptr;
+  const Relation* relation = nullptr;
+  /// For attributes.
+  const AttributeComparison* comparison = nullptr;
+};
+
+/// A link to an object that lives elsewhere in the store: kept in the file as the target's ID. A target that
+/// is deleted reads as none; when its deletion is undone the link is there again.
+template <class T>
+class Reference {
+ public:
+  Reference() = default;
+  Reference(std::nullptr_t) {}
+  Reference(T* target) : target_(target) {}
+  Reference(const std::shared_ptr<T>& target) : target_(target) {}
+
+  T* get() const {
+    T* target = target_.get();
+    return target && !target->isDeleted() ? target : nullptr;
+  }
+  T* operator->() const { return get(); }
+  explicit operator bool() const { return get() != nullptr; }
+  /// The target even when it is deleted.
+  const Back<T>& link() const { return target_; }
+  friend bool operator==(const Reference& a, const Reference& b) { return a.target_ == b.target_; }
+  friend bool operator==(const Reference& a, const T* b) { return a.target_ == b; }
+
+ private:
+  Back<T> target_;
+};
+
+template <class T>
+struct ValueTraits<Reference<T>> {
+  static Value toValue(const Reference<T>& value) {
+    return value.get() ? Value(std::shared_ptr<Object>(value.link().lock())) : Value();
+  }
+  static std::optional<Reference<T>> fromValue(const Value& value) {
+    if (value.isNull()) return Reference<T>();
+    auto object = value.objectAs<T>();
+    return object ? std::optional(Reference<T>(object)) : std::nullopt;
+  }
+  static ValueView view(const Reference<T>& value) { return static_cast<Object*>(value.get()); }
+};
+
+}  // namespace qw

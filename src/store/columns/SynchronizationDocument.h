@@ -1,0 +1,49 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/base/Image.h"
+#include "platform/object/Object.h"
+
+class QWDatabaseManager;
+
+namespace qw {
+
+class Presenter;
+
+/// The controller of a running synchronization, as far as a store knows it.
+class SynchronizationRun : public Object {
+ public:
+  static const Class kClass;
+  /// Ends the run without applying anything more; its completion is told. Nothing happens when it has ended.
+  virtual void cancel() = 0;
+};
+
+/// What a store asks of its document when it is to be synchronized. A document derives from this beside
+/// `Object`; `QWDatabaseSynchronizationSessionController::start` does what is asked. Main thread.
+class SynchronizationDocument {
+ public:
+  /// How a run ended: done (false, none), cancelled or refused access (true, none), or failed (false, the
+  /// message, if there is one).
+  using Completion = std::function<void(bool canceled, const std::optional<std::string>& message)>;
+  struct Request {
+    std::shared_ptr<QWDatabaseManager> manager;
+    std::filesystem::path otherDatabaseURL;
+    std::optional<Image> otherIcon;
+    /// Nothing is shown; the proposals are taken.
+    bool inBackground = false;
+  };
+
+  virtual ~SynchronizationDocument() = default;
+  /// Starts a run and answers its controller. The completion is called once, later.
+  virtual std::shared_ptr<SynchronizationRun> startSynchronization(const Request& request,
+                                                                   Completion completion) = 0;
+  /// Asked for access to files that the program may not read; null leaves those unread.
+  virtual Presenter* presenter() { return nullptr; }
+};
+
+}  // namespace qw

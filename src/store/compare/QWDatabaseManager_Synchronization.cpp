@@ -1,0 +1,146 @@
+// What a synchronization asks of a store: the objects of each step, links and places that are found by ID.
+#include <algorithm>
+
+#include "store/model/ClassSchema.h"
+#include "store/model/QWDatabaseManager.h"
+
+namespace {
+
+using ObjectPointer = std::shared_ptr<QWDatabaseObject>;
+
+/// The parent that an object has, and the property that leads there.
+struct Ancestor {
+  const qw::Property* property = nullptr;
+  ObjectPointer object;
+};
+
+Ancestor parentOf(const QWDatabaseObject& object) {
+  for (const auto& entry : qw::ClassSchema::of(object.objectClass()).parents())
+    if (auto parent = entry.storage->relation->target(object)) return {entry.property, std::move(parent)};
+  return {};
+}
+
+bool isOrIsBelow(const QWDatabaseObject& object, const QWDatabaseObject& other) {
+  if (&object == &other) return true;
+  for (Ancestor above = parentOf(object); above.object; above = parentOf(*above.object))
+    if (above.object.get() == &other) return true;
+  return false;
+}
+
+/// The children of `parent` that an object with this property belongs to; null when it cannot.
+qw::ChildList* listFor(const QWDatabaseObject& object, const qw::Property& parentProperty,
+                       QWDatabaseObject& parent) {
+  if (object.objectClass().property(parentProperty.key) != &parentProperty ||
+      !parent.isKindOf(parentProperty.storage->relation->targetClass()))
+    return nullptr;
+  const qw::Property* children = parent.objectClass().property(parentProperty.inverse);
+  const qw::Relation* relation =
+      children && children->kind == qw::PropertyKind::kChildren ? children->storage->relation : nullptr;
+  return relation && object.isKindOf(relation->targetClass()) ? &relation->list(parent) : nullptr;
+}
+
+void insert(QWDatabaseObject& object, qw::ChildList& list, const qw::ChildList* siblings) {
+  list.insertObject(object.sharedAs<QWDatabaseObject>(),
+                    siblings ? list.indexToInsertObject(object.ID(), *siblings) : list.size());
+}
+
+}  // namespace
+
+void QWDatabaseManager::requestLiveObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block) {
+  requestObjectWithID(id, [this, id, block = std::move(block)](const ObjectPointer& found) {
+    if (!found || !found->isDeleted()) return block(found);
+    afterRequests_.push_back([this, id, block] { block(objectWithID(id)); });
+  });
+}
+
+void QWDatabaseManager::removeAllObjectRequests() {
+  objects_.removeAllRequests();
+  while (!afterRequests_.empty()) {
+    for (const auto& request : std::exchange(afterRequests_, {})) request();
+    objects_.removeAllRequests();
+  }
+  performWaitingMoves();
+}
+
+bool QWDatabaseManager::placeObject(QWDatabaseObject& object, const qw::Property& parentProperty,
+                                    const ObjectPointer& parent, const qw::ChildList* siblings) {
+  if (!parent) return true;
+  qw::ChildList* list = listFor(object, parentProperty, *parent);
+  if (!list) return false;
+  if (parentProperty.storage->relation->target(object) == parent) return true;
+  if (isOrIsBelow(*parent, object))
+    waitingMoves_.push_back({object.sharedAs<QWDatabaseObject>(), &parentProperty, parent,
+                             siblings ? siblings->owner() : nullptr, siblings});
+  else
+    insert(object, *list, siblings);
+  return true;
+}
+
+/// All of them leave their parents first, so that only circles among what was chosen remain.
+void QWDatabaseManager::performWaitingMoves() {
+  const auto moves = std::exchange(waitingMoves_, {});
+  std::vector<std::vector<Ancestor>> former(moves.size());
+  for (std::size_t i = 0; i < moves.size(); ++i)
+    for (Ancestor above = parentOf(*moves[i].object); above.object; above = parentOf(*above.object))
+      former[i].push_back(above);
+  for (std::size_t i = 0; i < moves.size(); ++i)
+    if (!former[i].empty())
+      listFor(*moves[i].object, *former[i][0].property, *former[i][0].object)->detach(*moves[i].object);
+  for (std::size_t i = 0; i < moves.size(); ++i) {
+    const WaitingMove& move = moves[i];
+    QWDatabaseObject& object = *move.object;
+    if (object.isDeleted()) continue;
+    // Where it cannot go it returns to its former parent, or the next one above that; a new object, which has
+    // none, goes below the next one above it in the store that it comes from.
+    std::vector<Ancestor> places{{move.parentProperty, move.parent}};
+    places.insert(places.end(), former[i].begin(), former[i].end());
+    for (Ancestor above{move.parentProperty, move.siblingsOwner}; above.object;
+         above = parentOf(*above.object))
+      places.push_back({above.property, objectWithID(above.object->ID())});
+    const auto place = std::find_if(places.begin(), places.end(), [&](const Ancestor& place) {
+      return place.object && !place.object->isDeleted() && listFor(object, *place.property, *place.object) &&
+             !isOrIsBelow(*place.object, object);
+    });
+    if (place == places.end())
+      object.deleteObject();
+    else
+      insert(object, *listFor(object, *place->property, *place->object),
+             place == places.begin() ? move.siblings : nullptr);
+  }
+}
+
+std::shared_ptr<QWSynchronizationHandling> QWDatabaseManager::synchronizationHandler(
+    std::string_view description) const {
+  for (const auto& handler : synchronizationHandlers_)
+    if (handler->objectClass().name() == description) return handler;
+  return nullptr;
+}
+
+void QWDatabaseManager::prepareSynchronization(int step, QWDatabaseManager& other) {
+  if (step != numberOfSynchronizationSteps()) return;
+  for (const auto& [name, data] : other.filtersBarDatas_) filtersBarData(name)->setID(data->ID());
+}
+
+std::vector<qw::ObjectID> QWDatabaseManager::synchronizingObjectIDsForStep(int step) const {
+  // Priorities compare as unsigned numbers: -1, on either side, is the largest.
+  const auto bound = [&](int n) {
+    return static_cast<std::uint64_t>(maximumSynchronizationPriorityForStep(n));
+  };
+  constexpr std::uint64_t kNoBound = ~std::uint64_t{0};
+  const std::uint64_t below = bound(step);
+  const std::uint64_t from = step >= 2 ? bound(step - 1) : kNoBound;
+  std::vector<std::pair<std::int32_t, qw::ObjectID>> found;
+  objects_.forEach([&](const std::shared_ptr<QWDatabaseObject>& object) {
+    const std::int32_t priority = object->objectClass().synchronizationPriority();
+    const auto key = static_cast<std::uint64_t>(std::int64_t{priority});
+    if (object->isDeleted() || (below != kNoBound && key >= below) || (from != kNoBound && key < from))
+      return;
+    found.emplace_back(priority, object->ID());
+  });
+  std::stable_sort(found.begin(), found.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::vector<qw::ObjectID> ids;
+  ids.reserve(found.size());
+  for (auto& [priority, id] : found) ids.push_back(id);
+  return ids;
+}

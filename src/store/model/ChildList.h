@@ -1,0 +1,126 @@
+#pragma once
+
+#include <cstddef>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/base/IndexSet.h"
+#include "store/columns/ObjectID.h"
+#include "store/columns/Relation.h"
+
+namespace qw {
+
+/// The ordered children of an object: rows of their own with the parent's ID and an "index" from 0 on. Every
+/// edit is undoable, tells the observers of the relation and keeps the children's parent and index right;
+/// indexes behind an insertion or removal are brought up to date together before anybody reads or saves them.
+/// Owned by the parent, owns the children.
+class ChildList {
+ public:
+  ChildList() = default;
+  ChildList(const ChildList&) = delete;
+  ChildList& operator=(const ChildList&) = delete;
+
+  std::size_t size() const { return items_.size(); }
+  bool empty() const { return items_.empty(); }
+  /// `kNone` when the object is not among the children.
+  std::size_t indexOf(const QWDatabaseObject& child) const;
+  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+  const std::vector<std::shared_ptr<QWDatabaseObject>>& objects() const { return items_; }
+
+  /// Takes the child out of its parent first. An index beyond the end is the end. Requires: same store.
+  void insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_t index);
+  void addObject(std::shared_ptr<QWDatabaseObject> child) { insertObject(std::move(child), items_.size()); }
+  /// Takes a child out without deleting it: it has no parent then and index -1.
+  void detach(QWDatabaseObject& child);
+  /// Takes a child out and deletes it.
+  void remove(QWDatabaseObject& child);
+  /// To another place; `to` counts without the child.
+  void move(QWDatabaseObject& child, std::size_t to);
+  /// Exactly these children in this order; the ones that are no longer there are deleted.
+  void setObjects(const std::vector<std::shared_ptr<QWDatabaseObject>>& children);
+  /// Where a child with this ID belongs when the order of `order` is to be kept: behind the last child whose
+  /// ID precedes it there, else at the front.
+  std::size_t indexToInsertObject(const ObjectID& child, const std::vector<ObjectID>& order) const;
+  /// Where the child belongs that has this ID in another store, among these siblings: behind the nearest of
+  /// those before it that is here, too, else at the front. Children that come in their order cost no search.
+  std::size_t indexToInsertObject(const ObjectID& child, const ChildList& siblings) const;
+
+  /// Brings stale indexes up to date.
+  void settle();
+
+  /// Whose children these are.
+  std::shared_ptr<QWDatabaseObject> owner() const;
+
+  /// Value of the relation: an array of the children.
+  Value toValue() const;
+
+ private:
+  friend class Loader;
+  friend class ::QWDatabaseObject;
+
+  void bind(QWDatabaseObject& owner, const Property& property) {
+    owner_ = &owner;
+    property_ = &property;
+  }
+  void markStale(std::size_t from);
+  void detachAt(std::size_t index);
+  /// As stored: appended without undo, notices and modification.
+  void append(std::shared_ptr<QWDatabaseObject> child);
+
+  QWDatabaseObject* owner_ = nullptr;
+  const Property* property_ = nullptr;
+  std::vector<std::shared_ptr<QWDatabaseObject>> items_;
+  std::size_t staleFrom_ = kNone;
+};
+
+/// The children as their class: `for (Expense& expense : book->expenses())`.
+template <class T>
+class Children : public ChildList {
+ public:
+  class Iterator {
+   public:
+    using iterator_category = std::random_access_iterator_tag;
+    using value_type = T;
+    using difference_type = std::ptrdiff_t;
+    using pointer = T*;
+    using reference = T&;
+
+    Iterator() = default;
+    explicit Iterator(const std::shared_ptr<QWDatabaseObject>* place) : place_(place) {}
+    T& operator*() const { return static_cast<T&>(**place_); }
+    T* operator->() const { return &**this; }
+    T& operator[](difference_type n) const { return *(*this + n); }
+    Iterator& operator++() { return *this += 1; }
+    Iterator operator++(int) { return Iterator(place_++); }
+    Iterator& operator--() { return *this += -1; }
+    Iterator operator--(int) { return Iterator(place_--); }
+    Iterator& operator+=(difference_type n) {
+      place_ += n;
+      return *this;
+    }
+    Iterator& operator-=(difference_type n) { return *this += -n; }
+    friend Iterator operator+(Iterator i, difference_type n) { return i += n; }
+    friend Iterator operator+(difference_type n, Iterator i) { return i += n; }
+    friend Iterator operator-(Iterator i, difference_type n) { return i -= n; }
+    friend difference_type operator-(Iterator a, Iterator b) { return a.place_ - b.place_; }
+    friend auto operator<=>(Iterator, Iterator) = default;
+
+   private:
+    const std::shared_ptr<QWDatabaseObject>* place_ = nullptr;
+  };
+
+  Iterator begin() const { return Iterator(objects().data()); }
+  Iterator end() const { return Iterator(objects().data() + size()); }
+  T& operator[](std::size_t index) const { return static_cast<T&>(*objects()[index]); }
+  std::shared_ptr<T> at(std::size_t index) const { return std::static_pointer_cast<T>(objects()[index]); }
+
+  void add(std::shared_ptr<T> child) { addObject(std::move(child)); }
+  void insert(std::shared_ptr<T> child, std::size_t index) { insertObject(std::move(child), index); }
+  void set(const std::vector<std::shared_ptr<T>>& children) {
+    setObjects({children.begin(), children.end()});
+  }
+};
+
+}  // namespace qw

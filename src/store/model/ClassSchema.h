@@ -1,0 +1,70 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/columns/Relation.h"
+
+namespace qw {
+
+/// What the store works out once for each class from its property table: columns, statements, and the
+/// relations by kind. Lives for the process.
+class ClassSchema {
+ public:
+  struct Entry {
+    const Property* property;
+    const PropertyStorage* storage;
+    int column;  // position in columns(), of its first column; -1 for children
+  };
+
+  static const ClassSchema& of(const Class& c);
+
+  const Class& objectClass() const { return class_; }
+  const std::string& table() const { return table_; }
+  /// For statements: a table may be called "Order".
+  const std::string& quotedTable() const { return quotedTable_; }
+  /// "ID", "lastModificationDate", then those of the property table from the root class down.
+  const std::vector<std::string>& columns() const { return columns_; }
+  /// Declared SQL types of the columns.
+  const std::vector<std::string_view>& types() const { return types_; }
+  /// Everything but children, in column order.
+  const std::vector<Entry>& stored() const { return stored_; }
+  const std::vector<Entry>& attributes() const { return attributes_; }
+  const std::vector<Entry>& references() const { return references_; }
+  const std::vector<Entry>& owned() const { return owned_; }
+  const std::vector<Entry>& parents() const { return parents_; }
+  const std::vector<Entry>& children() const { return children_; }
+  /// Position of "index", -1 without a parent; of "class", -1 for a class with a table of its own.
+  int indexColumn() const { return indexColumn_; }
+  int classColumn() const { return classColumn_; }
+
+  const std::string& insertStatement() const { return insert_; }
+  const std::string& updateStatement() const { return update_; }
+  const std::string& deleteStatement() const { return delete_; }
+
+  /// The name in the column "class": a name beginning "QWKT" loses its first two characters.
+  static std::string_view storedClassName(std::string_view name);
+  /// The class with that stored name among the registered ones; null when there is none.
+  static const Class* classWithStoredName(std::string_view stored);
+
+  /// "name" with quotation marks doubled inside.
+  static std::string quoted(std::string_view name);
+  /// CREATE TABLE for every table of the classes; a table has the columns of all classes that share it. No
+  /// index is made: loading reads each table once, and every index would multiply the cost of saving.
+  static std::string createStatements(std::span<const Class* const> classes);
+
+ private:
+  explicit ClassSchema(const Class& c);
+
+  const Class& class_;
+  std::string table_, quotedTable_;
+  std::vector<std::string> columns_;
+  std::vector<std::string_view> types_;
+  std::vector<Entry> stored_, attributes_, references_, owned_, parents_, children_;
+  int indexColumn_ = -1;
+  int classColumn_ = -1;
+  std::string insert_, update_, delete_;
+};
+
+}  // namespace qw

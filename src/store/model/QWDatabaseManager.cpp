@@ -1,0 +1,361 @@
+#include "store/model/QWDatabaseManager.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cassert>
+
+#include "platform/files/KeyedArchiver.h"
+#include "platform/files/KeyedUnarchiver.h"
+#include "platform/loop/NotificationQueue.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/object/KeyPath.h"
+#include "platform/system/Clock.h"
+#include "store/model/ClassSchema.h"
+#include "store/model/FiltersBarRecord.h"
+#include "values/text/QWStringAdditions.h"
+
+constinit const qw::Class QWDatabaseManager::kClass =
+    qw::define<QWDatabaseManager, qw::Object>("QWDatabaseManager", {}, [] {
+      using Manager = QWDatabaseManager;
+      return qw::properties(
+          qw::derived<&Manager::isLoaded>("loaded"), qw::derived<&Manager::isReadOnly>("readOnly"),
+          qw::derived<&Manager::rootObject>("rootObject"), qw::derived<&Manager::password>("password"));
+    });
+
+constinit const qw::Class QWSynchronizationHandling::kClass =
+    qw::define<QWSynchronizationHandling, qw::Object>("QWSynchronizationHandling", {},
+                                                      [] { return qw::properties(); });
+
+QWDatabaseManager::QWDatabaseManager() = default;
+
+QWDatabaseManager::~QWDatabaseManager() {
+  queue_.reset();
+  qw::NotificationQueue::current().forgetSender(this);
+  // Changes that outlive the store must not look for it.
+  undoManager_.reset();
+  close();
+}
+
+void QWDatabaseManager::close() {
+  cachedQueries_.clear();
+  if (!database_) return;
+  sqlite3_close_v2(std::exchange(database_, nullptr));
+  std::error_code ignored;
+  if (deleteOnDealloc_) std::filesystem::remove(url_, ignored);
+}
+
+qw::OperationQueue& QWDatabaseManager::queue() {
+  if (!queue_) queue_ = std::make_unique<qw::OperationQueue>("QWDatabaseManager", 1);
+  return *queue_;
+}
+
+std::shared_ptr<QWDatabaseManager> QWDatabaseManager::openAnother(const std::filesystem::path& URL,
+                                                                  const OpenOptions& options,
+                                                                  qw::Error* error) const {
+  auto manager = makeAnother_();
+  manager->makeAnother_ = makeAnother_;
+  return manager->initWithURL(URL, options, error) ? manager : nullptr;
+}
+
+std::shared_ptr<QWDatabaseManager> QWDatabaseManager::copy() const {
+  auto copy = makeAnother_();
+  copy->makeAnother_ = makeAnother_;
+  copy->initByCopyingDatabaseManager(*this);
+  return copy;
+}
+
+void QWDatabaseManager::initByCopyingDatabaseManager(const QWDatabaseManager& source) {
+  auto& original = const_cast<QWDatabaseManager&>(source);
+  original.settle();
+  originalManager_ = original.sharedAs<QWDatabaseManager>();
+  url_ = source.url_;
+  objects_.reserve(source.objects_.count());
+  if (source.rootObject_) rootObject_ = source.rootObject_->copyInDatabaseManager(*this);
+  deletedIDs_ = source.deletedIDs_;
+  for (const auto& [name, data] : source.filtersBarDatas_)
+    filtersBarDatas_[name] = data->copyInDatabaseManager(*this);
+  removeAllObjectRequests();
+  loaded_ = true;
+  // What was copied is what the original has: nothing to commit yet.
+  for (const auto& object : unsaved_) object->queued_ = false;
+  unsaved_.clear();
+}
+
+std::shared_ptr<QWDatabaseQuery> QWDatabaseManager::prepareQuery(const std::string& sql, qw::Error* error) {
+  if (const auto cached = cachedQueries_.find(sql);
+      cached != cachedQueries_.end() && !cached->second.empty()) {
+    auto query = std::move(cached->second.back());
+    cached->second.pop_back();
+    query->cached_ = false;
+    query->reset();
+    return query;
+  }
+  sqlite3_stmt* statement = nullptr;
+  if (!database_ || sqlite3_prepare_v2(database_, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK ||
+      !statement) {
+    const char* reason = !database_                   ? "no connection"
+                         : sqlite3_errcode(database_) ? sqlite3_errmsg(database_)
+                                                      : "no statement";
+    if (database_ && (sqlite3_errcode(database_) & 0xff) != SQLITE_ERROR) noteReadFailure();
+    qw::Error::set(error, QWDatabaseErrorDomain, 2, fmt::format("Invalid query : {}\n{}", sql, reason));
+    return nullptr;
+  }
+  return std::make_shared<QWDatabaseQuery>(*this, sql, statement);
+}
+
+void QWDatabaseManager::addQueryToCache(const std::shared_ptr<QWDatabaseQuery>& query) {
+  query->reset();
+  if (std::exchange(query->cached_, true)) return;
+  cachedQueries_[query->sql()].push_back(query);
+}
+
+/// A statement that is run again by the one who kept it must not be handed to another meanwhile.
+void QWDatabaseManager::takeOutOfCache(const std::shared_ptr<QWDatabaseQuery>& query) {
+  if (std::exchange(query->cached_, false)) std::erase(cachedQueries_[query->sql()], query);
+}
+
+void QWDatabaseManager::noteReadFailure() {
+  if (!loaded_ && readFailure_.empty()) readFailure_ = sqlite3_errmsg(database_);
+}
+
+namespace {
+
+/// Steps unless a value is missing because it could not be bound; one that has no column format only leaves
+/// its parameter unbound.
+int stepBound(QWDatabaseQuery& query) {
+  const int bound = query.bindResult();
+  return bound == SQLITE_OK || bound == SQLITE_MISMATCH ? sqlite3_step(query.statement()) : bound;
+}
+
+}  // namespace
+
+std::shared_ptr<QWDatabaseResultSet> QWDatabaseManager::executeQuery(
+    const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error) {
+  if (error) *error = {};
+  if (!query) return nullptr;
+  takeOutOfCache(query);
+  const int result = stepBound(*query);
+  if (result != SQLITE_ROW && result != SQLITE_DONE) {
+    noteReadFailure();
+    qw::Error::set(
+        error, QWDatabaseErrorDomain, 3,
+        fmt::format("Error while executing query : {}\n{}", lastExecutedQuery_, sqlite3_errmsg(database_)));
+    query->reset();
+    return nullptr;
+  }
+  query->reset();
+  return std::make_shared<QWDatabaseResultSet>(query);
+}
+
+bool QWDatabaseManager::executeUpdate(const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error) {
+  if (error) *error = {};
+  if (!query) return false;
+  takeOutOfCache(query);
+  if (stepBound(*query) != SQLITE_DONE) {
+    qw::Error::set(
+        error, QWDatabaseErrorDomain, 3,
+        fmt::format("Error while executing update : {}\n{}", lastExecutedQuery_, sqlite3_errmsg(database_)));
+    query->reset();
+    return false;
+  }
+  addQueryToCache(query);
+  return true;
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseManager::objectWithID(const qw::ObjectID& id) const {
+  auto object = objects_.objectForKey(id);
+  return object && !object->isDeleted() ? object : nullptr;
+}
+
+std::vector<std::shared_ptr<QWDatabaseObject>> QWDatabaseManager::objectsWithIDs(
+    const std::vector<qw::ObjectID>& ids) const {
+  std::vector<std::shared_ptr<QWDatabaseObject>> objects;
+  for (const qw::ObjectID& id : ids)
+    if (auto object = objectWithID(id)) objects.push_back(std::move(object));
+  return objects;
+}
+
+void QWDatabaseManager::registerObject(QWDatabaseObject& object) {
+  assertOwningThread();
+  auto shared = object.sharedAs<QWDatabaseObject>();
+  if (QWDatabaseObject* present = objects_.find(object.ID()); present && present != &object) {
+    const auto former = present->sharedAs<QWDatabaseObject>();
+    const bool suspended = undoManager_ && (undoManager_->isUndoing() || undoManager_->isRedoing());
+    qw::UndoRegistrationDisabled scope(suspended ? undoManager_.get() : nullptr);
+    former->setID(QWStringAdditions::uniqueID());
+  }
+  object.registered_ = true;
+  objects_.setObjectForKey(std::move(shared), object.ID());
+}
+
+void QWDatabaseManager::unregisterObject(QWDatabaseObject& object) {
+  if (objects_.find(object.ID()) != &object) return;
+  object.registered_ = false;
+  objects_.removeObjectForKey(object.ID());
+}
+
+void QWDatabaseManager::requestObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block) {
+  objects_.requestObjectForKey(id, std::move(block));
+}
+
+void QWDatabaseManager::requestParentPresenceForObject(QWDatabaseObject& object,
+                                                       std::string_view parentKeyPath) {
+  const qw::KeyPath path(parentKeyPath);
+  const auto check = [weak = std::weak_ptr(object.sharedAs<QWDatabaseObject>()), path,
+                      recorded = path.value(object)] {
+    const auto self = weak.lock();
+    if (!self) return;
+    const qw::Value now = path.value(*self);
+    if (now.kind() == recorded.kind() && now.object() == recorded.object()) self->deleteObject();
+  };
+  // After every request, and every move, that may give the object another parent.
+  afterRequests_.push_back([this, check] {
+    afterRequests_.push_back([this, check] {
+      performWaitingMoves();
+      check();
+    });
+  });
+}
+
+void QWDatabaseManager::addDeletedID(const qw::ObjectID& id) { addDeletedID(id, qw::Clock::now()); }
+
+namespace {
+
+/// Undo actions on the manager take the ID as their argument and the date as their number.
+void undoAddedID(qw::Object& manager, const qw::Property*, const qw::Value& id, std::int64_t) {
+  static_cast<QWDatabaseManager&>(manager).removeDeletedID(*id.text());
+}
+
+void undoRemovedID(qw::Object& manager, const qw::Property*, const qw::Value& id, std::int64_t date) {
+  static_cast<QWDatabaseManager&>(manager).addDeletedID(*id.text(), qw::Date::fromMicroseconds(date));
+}
+
+}  // namespace
+
+void QWDatabaseManager::addDeletedID(const qw::ObjectID& id, qw::Date date) {
+  const auto [entry, isNew] = deletedIDs_.try_emplace(id, date);
+  if (undoManager_ && isNew)
+    undoManager_->registerAction(*this, &undoAddedID, nullptr, id.text());
+  else if (undoManager_)
+    undoManager_->registerAction(*this, &undoRemovedID, nullptr, id.text(), entry->second.microseconds());
+  entry->second = date;
+}
+
+void QWDatabaseManager::removeDeletedID(const qw::ObjectID& id) {
+  const auto entry = deletedIDs_.find(id);
+  if (entry == deletedIDs_.end()) return;
+  if (undoManager_)
+    undoManager_->registerAction(*this, &undoRemovedID, nullptr, id.text(), entry->second.microseconds());
+  deletedIDs_.erase(entry);
+}
+
+void QWDatabaseManager::performBlockWithoutModifyingLastModificationDates(
+    const std::function<void()>& block) {
+  ++disableModifyLastModificationDatesCount_;
+  block();
+  --disableModifyLastModificationDatesCount_;
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseManager::makeFiltersBarData(QWDatabaseResultSet* row) {
+  const qw::Class* c = qw::ClassRegistry::find("QWFiltersBarData");
+  auto data = std::static_pointer_cast<QWDatabaseObject>((c ? *c : qw::FiltersBarRecord::kClass).create());
+  row ? data->initWithRow(*this, *row) : data->initWithDatabaseManager(*this);
+  return data;
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseManager::filtersBarData(const std::string& name) {
+  auto& data = filtersBarDatas_[name];
+  if (!data) {
+    qw::UndoRegistrationDisabled scope(undoManager_.get());  // looking is no edit
+    data = makeFiltersBarData(nullptr);
+    data->setValueForKey(name, "name");
+  }
+  return data;
+}
+
+QWCountedSet* QWDatabaseManager::completionsSet(const std::string& name) {
+  if (const auto found = completionsSets_.find(name); found != completionsSets_.end()) return &found->second;
+  if (readOnly_ || document_.expired()) return nullptr;
+  return &completionsSets_[name];
+}
+
+bool QWDatabaseManager::checkPassword(std::string_view password) const {
+  return !password_ || *password_ == QWStringAdditions::SHA1(password);
+}
+
+void QWDatabaseManager::protectWithPassword(std::string_view password) {
+  qw::ChangeScope scope(*this, "password");
+  password_ = password.empty() ? std::nullopt : std::optional(QWStringAdditions::SHA1(password));
+}
+
+qw::Value QWDatabaseManager::valueForLocalParameter(const std::string& key) const {
+  const auto found = localParameters_.find(key);
+  return found == localParameters_.end() ? qw::Value() : found->second;
+}
+
+void QWDatabaseManager::setValueForLocalParameter(const qw::Value& value, const std::string& key) {
+  if (value.isNull())
+    localParameters_.erase(key);
+  else
+    localParameters_[key] = value;
+}
+
+std::shared_ptr<QWDatabaseOperation> QWDatabaseManager::addOperationWithBlock(
+    QWDatabaseOperation::Block block) {
+  auto operation = std::make_shared<QWDatabaseOperation>(*this, std::move(block));
+  queue().addOperation(operation);
+  return operation;
+}
+
+void QWDatabaseManager::finishImportingOldData(bool didLoad) {
+  loaded_ = true;
+  if (didLoad) qw::RunLoop::main().dispatchSync([this] { dataDidLoad(); });
+}
+
+std::optional<qw::Data> QWDatabaseManager::archivedDataWithRootObject(
+    const std::shared_ptr<qw::Object>& object, qw::Error* error) {
+  return qw::KeyedArchiver::archivedData(object, error);
+}
+
+std::shared_ptr<qw::Object> QWDatabaseManager::unarchiveObjectWithData(const qw::Data& data,
+                                                                       qw::Error* error) {
+  const auto coder = qw::KeyedUnarchiver::open(data.bytes(), modelClasses(), error);
+  if (!coder) return nullptr;
+  coder->setContext<QWDatabaseManager>(this);
+  auto object = coder->decodeObject(qw::KeyedArchiver::kRootKey).object();
+  if (!coder->finish(error)) object = nullptr;
+  removeAllObjectRequests();
+  return object;
+}
+
+void QWDatabaseManager::objectsChanged() {
+  qw::NotificationQueue::current().enqueue(QWDatabaseManagerObjectsDidChangeNotification, this);
+}
+
+void QWDatabaseManager::assertOwningThread() const {
+  assert((!loaded_ || thread_ == std::thread::id() || thread_ == std::this_thread::get_id()) &&
+         "a store is edited on the thread that opened it; others work on a copy");
+}
+
+void QWDatabaseManager::queueForSaving(QWDatabaseObject& object) {
+  assertOwningThread();
+  if (object.queued_) return;
+  object.queued_ = true;
+  unsaved_.push_back(object.sharedAs<QWDatabaseObject>());
+}
+
+void QWDatabaseManager::nameChanged(QWDatabaseObject& object) {
+  renamed_.push_back(object.sharedAs<QWDatabaseObject>());
+}
+
+void QWDatabaseManager::listIsStale(QWDatabaseObject& owner, qw::ChildList& list) {
+  staleLists_.emplace_back(owner.sharedAs<QWDatabaseObject>(), &list);
+}
+
+void QWDatabaseManager::settle() {
+  while (!staleLists_.empty()) {
+    const auto lists = std::exchange(staleLists_, {});
+    for (const auto& [owner, list] : lists) list->settle();
+  }
+}

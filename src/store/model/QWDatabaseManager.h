@@ -1,0 +1,341 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <chrono>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/base/Error.h"
+#include "platform/loop/NotificationCenter.h"
+#include "platform/loop/OperationQueue.h"
+#include "platform/object/UndoManager.h"
+#include "store/columns/SynchronizationDocument.h"
+#include "store/columns/SynchronizationHandling.h"
+#include "store/model/QWDatabaseChange.h"
+#include "store/model/QWDatabaseObject.h"
+#include "store/model/QWDatabaseOperation.h"
+#include "store/model/QWDatabaseQuery.h"
+#include "store/model/QWDatabaseResultSet.h"
+#include "store/model/QWRequestsMap.h"
+#include "values/collections/QWCountedSet.h"
+
+/// Domain of the store's errors. 1: opening, creating or upgrading failed; 2: invalid query; 3: execution
+/// failed; 4: saving failed, the messages joined by "\n".
+inline constexpr std::string_view QWDatabaseErrorDomain = "QWDatabaseErrorDomain";
+
+/// Posted, when idle, with the manager as sender, after objects of the store changed.
+inline constexpr qw::NotificationName QWDatabaseManagerObjectsDidChangeNotification =
+    "QWDatabaseManagerObjectsDidChangeNotification";
+
+/// Owns one store file: the SQLite connection, the registry of live objects by ID, deletions, undo, saving.
+/// An application subclasses it, names its root object's class and its model classes, and opens a file with
+/// `QWDatabaseManager::open`. Owned by the application's document; belongs with everything in it to the
+/// thread that opened it, normally the main one, which debug builds assert. Operations that fail answer false
+/// or null, fill the optional error, and leave file and objects as they were.
+class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
+ public:
+  static const qw::Class kClass;
+
+  enum class Access : std::uint8_t {
+    kReadWrite,
+    kReadOnly,
+    /// A file of foreign origin: it is checked for damage first, its schema is not trusted.
+    kForeign,
+    kForeignReadOnly
+  };
+  struct OpenOptions {
+    /// Any object that stands for the document; only whether there is one matters to the store.
+    std::shared_ptr<qw::Object> document{};
+    Access access = Access::kReadWrite;
+    /// Deletes the file when the manager is destroyed.
+    bool deleteOnDealloc = false;
+    /// How long to wait for another connection that has the file locked, when opening and when saving.
+    std::chrono::milliseconds busyTimeout{5000};
+  };
+
+  QWDatabaseManager();
+  ~QWDatabaseManager() override;
+
+  /// Opens the file, or makes a new store where there is none. Null with the error set when that fails; a
+  /// file that was there is then as before, one that was not is not left behind.
+  template <class Manager>
+  static std::shared_ptr<Manager> open(const std::filesystem::path& URL, const OpenOptions& options,
+                                       qw::Error* error = nullptr) {
+    auto manager = qw::make<Manager>();
+    manager->makeAnother_ = [] { return std::shared_ptr<QWDatabaseManager>(qw::make<Manager>()); };
+    return manager->initWithURL(URL, options, error) ? manager : nullptr;
+  }
+  template <class Manager>
+  static std::shared_ptr<Manager> open(const std::filesystem::path& URL, qw::Error* error = nullptr) {
+    return open<Manager>(URL, OpenOptions(), error);
+  }
+  /// A manager of the same class as this one.
+  std::shared_ptr<QWDatabaseManager> openAnother(const std::filesystem::path& URL, const OpenOptions& options,
+                                                 qw::Error* error = nullptr) const;
+  /// A detached copy: own objects with the same IDs, no connection; knows this manager as its original.
+  std::shared_ptr<QWDatabaseManager> copy() const;
+
+  bool isLoaded() const { return loaded_; }
+  bool isReadOnly() const { return readOnly_; }
+  const std::filesystem::path& URL() const { return url_; }
+  std::shared_ptr<qw::Object> document() const { return document_.lock(); }
+  /// Null for a read-only store and for a copy.
+  qw::UndoManager* undoManager() const { return undoManager_.get(); }
+  std::shared_ptr<QWDatabaseManager> originalDatabaseManager() const { return originalManager_.lock(); }
+  QWDatabaseObject* rootObject() const { return rootObject_.get(); }
+  template <class T>
+  std::shared_ptr<T> rootObjectAs() const {
+    return std::dynamic_pointer_cast<T>(rootObject_);
+  }
+  const std::unordered_map<qw::ObjectID, qw::Date>& deletedIDs() const { return deletedIDs_; }
+  const QWRequestsMap& objects() const { return objects_; }
+  sqlite3* database() const { return database_; }
+  const std::string& lastExecutedQuery() const { return lastExecutedQuery_; }
+  const std::vector<std::shared_ptr<QWSynchronizationHandling>>& synchronizationHandlers() const {
+    return synchronizationHandlers_;
+  }
+  qw::OperationQueue& queue();
+
+  // Statements.
+  std::shared_ptr<QWDatabaseQuery> prepareQuery(const std::string& sql, qw::Error* error = nullptr);
+  void addQueryToCache(const std::shared_ptr<QWDatabaseQuery>& query);
+  std::shared_ptr<QWDatabaseResultSet> executeQuery(const std::shared_ptr<QWDatabaseQuery>& query,
+                                                    qw::Error* error = nullptr);
+  bool executeUpdate(const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error = nullptr);
+
+  // Objects.
+  /// A new object of class `T` in this store.
+  template <class T>
+  std::shared_ptr<T> create() {
+    auto object = qw::make<T>();
+    object->initWithDatabaseManager(*this);
+    return object;
+  }
+  /// Null when there is none, or it is deleted.
+  std::shared_ptr<QWDatabaseObject> objectWithID(const qw::ObjectID& id) const;
+  std::vector<std::shared_ptr<QWDatabaseObject>> objectsWithIDs(const std::vector<qw::ObjectID>& ids) const;
+  void registerObject(QWDatabaseObject& object);
+  void unregisterObject(QWDatabaseObject& object);
+  void requestObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block);
+  /// The same for an object that is not deleted: where a deleted one has the ID, the answer waits until the
+  /// requests end. Null for none.
+  void requestLiveObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block);
+  void requestParentPresenceForObject(QWDatabaseObject& object, std::string_view parentKeyPath);
+  /// Answers what is still requested with null, then makes the moves and runs the checks that wait for that.
+  void removeAllObjectRequests();
+  /// Puts an object among the children of another parent: where its counterpart stands among `siblings` in
+  /// another store, or at the end. As long as the parent lies below the object the move waits until the
+  /// requests end; if it still does then, the object stays where it was. An object is never left without a
+  /// parent. False when the parent cannot have such children.
+  bool placeObject(QWDatabaseObject& object, const qw::Property& parentProperty,
+                   const std::shared_ptr<QWDatabaseObject>& parent, const qw::ChildList* siblings);
+
+  // Deletions.
+  bool isObjectDeleted(const qw::ObjectID& id) const { return deletedIDs_.contains(id); }
+  void addDeletedID(const qw::ObjectID& id);
+  void addDeletedID(const qw::ObjectID& id, qw::Date date);
+  void removeDeletedID(const qw::ObjectID& id);
+
+  bool shouldModifyLastModificationDates() const { return disableModifyLastModificationDatesCount_ == 0; }
+  void performBlockWithoutModifyingLastModificationDates(const std::function<void()>& block);
+
+  /// The filters bar's state of that name, made when there is none.
+  std::shared_ptr<QWDatabaseObject> filtersBarData(const std::string& name);
+  const std::map<std::string, std::shared_ptr<QWDatabaseObject>>& filtersBarDatas() const {
+    return filtersBarDatas_;
+  }
+  /// The typed values of that name for completion; null when there are none yet and the store is read-only or
+  /// has no document.
+  QWCountedSet* completionsSet(const std::string& name);
+
+  /// True without a password, else when the text is the password.
+  bool checkPassword(std::string_view password) const;
+  /// An empty text removes the protection. Only the SHA-1 is kept.
+  void protectWithPassword(std::string_view password);
+  const std::optional<std::string>& password() const { return password_; }
+
+  /// Null when there is none.
+  qw::Value valueForLocalParameter(const std::string& key) const;
+  void setValueForLocalParameter(const qw::Value& value, const std::string& key);
+
+  /// Runs the block in the background on a copy of this store.
+  std::shared_ptr<QWDatabaseOperation> addOperationWithBlock(QWDatabaseOperation::Block block);
+
+  void prepareForImportingOldData() { loaded_ = false; }
+  /// `didLoad`: also calls `dataDidLoad`, on the main thread.
+  void finishImportingOldData(bool didLoad);
+
+  std::optional<qw::Data> archivedDataWithRootObject(const std::shared_ptr<qw::Object>& object,
+                                                     qw::Error* error = nullptr);
+  std::shared_ptr<qw::Object> unarchiveObjectWithData(const qw::Data& data, qw::Error* error = nullptr);
+
+  // Saving.
+  using Changes = std::vector<std::shared_ptr<QWDatabaseChange>>;
+  /// Everything that differs from the file, in the order in which it is to be written. The objects count as
+  /// clean then.
+  Changes computeChanges();
+  /// Runs the changes in one transaction. Changes that fail do not keep the others from being written; their
+  /// objects stay unsaved. When the transaction itself cannot be committed nothing is written and every
+  /// object stays unsaved.
+  bool saveChanges(const Changes& changes, qw::Error* error = nullptr);
+  /// `computeChanges` and `saveChanges`.
+  bool save(qw::Error* error = nullptr);
+  /// Also answers the bytes of the saved file, and, if asked to, hands a zipped copy to the active
+  /// synchronization handlers.
+  std::optional<qw::Data> saveChanges(const Changes& changes, bool processSynchronizationHandlers,
+                                      const std::string& displayName, qw::Error* error = nullptr);
+  bool saveChangesAndCopyToURL(const Changes& changes, const std::filesystem::path& URL,
+                               bool processSynchronizationHandlers, qw::Error* error = nullptr);
+  /// Merges a copy's objects into the manager that it was copied from.
+  void commitChangesToOriginalDatabaseManager();
+
+  // Synchronization.
+  std::shared_ptr<QWSynchronizationHandling> synchronizationHandler(std::string_view description) const;
+  void prepareSynchronization(int step, QWDatabaseManager& other);
+  std::vector<qw::ObjectID> synchronizingObjectIDsForStep(int step) const;
+
+  // One synchronization after the other.
+  using SynchronizationBlock = std::function<void()>;
+  /// Called with the controller once the run has started.
+  using SynchronizationStartHandler = std::function<void(const std::shared_ptr<qw::SynchronizationRun>&)>;
+  /// Runs the block when those before it have ended, at once if there are none. Every block ends with exactly
+  /// one `dequeueSynchronizationBlock`.
+  void enqueueSynchronizationBlock(SynchronizationBlock block);
+  void dequeueSynchronizationBlock();
+  /// Forgets what waits, cancels what runs, and switches the document-synchronization handlers off.
+  void cancelPendingSynchronizations();
+  /// Has the document synchronize this store with another file. In the foreground it is refused while another
+  /// run goes on; in the background it waits for it. Either handler may be empty.
+  void synchronizeWithDatabaseAtURL(const std::filesystem::path& URL, bool inBackground,
+                                    std::optional<qw::Image> otherIcon,
+                                    SynchronizationStartHandler startHandler,
+                                    qw::SynchronizationDocument::Completion completionHandler);
+  /// Of the run that goes on; null when there is none.
+  const std::shared_ptr<qw::SynchronizationRun>& synchronizationSessionController() const {
+    return synchronizationSessionController_;
+  }
+
+  // What a subclass says.
+  virtual std::string version() const { return "1.0"; }
+  virtual const qw::Class& rootObjectClass() const { return QWDatabaseObject::kClass; }
+  /// Every class of the model, so that rows and archives find them by name.
+  virtual std::vector<const qw::Class*> modelClasses() const { return {}; }
+  /// Path of the SQL that makes the tables; empty to have them made from the property tables of
+  /// `modelClasses`.
+  virtual std::filesystem::path createStatementsFile() const { return {}; }
+  /// Paths of the SQL that brings a store of an older version up to date. It runs inside a transaction;
+  /// afterwards columns and tables that the model classes have and the file lacks are added.
+  virtual std::vector<std::filesystem::path> updateStatementsFilesForVersion(const std::string&) const {
+    return {};
+  }
+  virtual bool executeCustomUpdateStatementsForVersion(const std::string&, qw::Error*) { return true; }
+  virtual int numberOfSynchronizationSteps() const { return 1; }
+  /// -1: no bound.
+  virtual std::int64_t maximumSynchronizationPriorityForStep(int) const { return -1; }
+
+ protected:
+  /// Reads the root object with everything below it, deletions, filters bars and handler states.
+  virtual void loadData();
+  /// Fills a new store.
+  virtual void addInitialData() {}
+  virtual void addSampleData() {}
+  /// Called on the main thread once the data of an existing store is loaded.
+  virtual void dataDidLoad() {}
+
+ private:
+  friend class QWDatabaseChange;
+  friend class QWDatabaseObject;
+  friend class QWDatabaseResultSet;
+  friend class qw::ChildList;
+  friend class qw::Loader;
+
+  /// A move that would have made a circle when it was chosen.
+  struct WaitingMove {
+    std::shared_ptr<QWDatabaseObject> object;
+    const qw::Property* parentProperty;
+    std::shared_ptr<QWDatabaseObject> parent;
+    std::shared_ptr<QWDatabaseObject> siblingsOwner;  // keeps `siblings`
+    const qw::ChildList* siblings;
+  };
+
+  bool initWithURL(const std::filesystem::path& URL, const OpenOptions& options, qw::Error* error);
+  bool openConnection(const OpenOptions& options, bool checked, qw::Error* error);
+  bool loadStore(qw::Error* error);
+  bool createStore(qw::Error* error);
+  void makeInitialData();
+  bool failToRead(qw::Error* error) const;
+  void noteReadFailure();
+  bool readMetadata(std::string& storedVersion, qw::Error* error);
+  bool upgrade(const std::string& storedVersion, qw::Error* error);
+  bool execute(const std::string& sql, const std::string& name, qw::Error* error);
+  bool addMissingColumns(qw::Error* error);
+  void makeSynchronizationHandlers();
+  void initByCopyingDatabaseManager(const QWDatabaseManager& source);
+  void loadSynchronizationHandlers();
+  std::shared_ptr<QWDatabaseObject> makeFiltersBarData(QWDatabaseResultSet* row);
+  /// The writes of the store's own rows.
+  Changes ownChanges() const;
+  /// The writes of all rows that differ from their objects, in order. The objects count as clean then.
+  std::vector<qw::RowWrite> takeRowWrites();
+  void takeOutOfCache(const std::shared_ptr<QWDatabaseQuery>& query);
+  bool handOver(const std::vector<std::shared_ptr<QWSynchronizationHandling>>& handlers,
+                const std::string& displayName, qw::Error* error);
+  void close();
+
+  void objectsChanged();
+  void queueForSaving(QWDatabaseObject& object);
+  void assertOwningThread() const;
+  /// Rows that name the object by its ID are to be written: it has another one, or none while it is deleted.
+  void nameChanged(QWDatabaseObject& object);
+  void touchRowsThatName();
+  void listIsStale(QWDatabaseObject& owner, qw::ChildList& list);
+  void settle();
+  void performWaitingMoves();
+  void startSynchronization(const qw::SynchronizationDocument::Request& request,
+                            const SynchronizationStartHandler& startHandler,
+                            const qw::SynchronizationDocument::Completion& completionHandler);
+  void undoManagerWillPerform(qw::UndoManager&) override { settle(); }
+  void undoManagerDidPerform(qw::UndoManager&) override { settle(); }
+
+  std::shared_ptr<QWDatabaseManager> (*makeAnother_)() = nullptr;  // of the same class
+  bool loaded_ = false;
+  std::thread::id thread_;  // none for a copy and for a foreign store, which go from one thread to another
+  bool readOnly_ = false;
+  bool deleteOnDealloc_ = false;
+  std::filesystem::path url_;
+  std::weak_ptr<qw::Object> document_;
+  std::unique_ptr<qw::UndoManager> undoManager_;
+  std::weak_ptr<QWDatabaseManager> originalManager_;
+  std::shared_ptr<QWDatabaseObject> rootObject_;
+  std::unordered_map<qw::ObjectID, qw::Date> deletedIDs_;
+  std::map<std::string, std::shared_ptr<QWDatabaseObject>> filtersBarDatas_;
+  std::optional<std::string> password_;
+  std::vector<std::shared_ptr<QWSynchronizationHandling>> synchronizationHandlers_;
+  sqlite3* database_ = nullptr;
+  std::string lastExecutedQuery_;
+  std::unordered_map<std::string, std::vector<std::shared_ptr<QWDatabaseQuery>>> cachedQueries_;
+  QWRequestsMap objects_;
+  std::vector<std::function<void()>> afterRequests_;
+  std::vector<WaitingMove> waitingMoves_;
+  std::deque<SynchronizationBlock> synchronizationQueue_;
+  std::uint64_t synchronizationCancellations_ = 0;
+  std::shared_ptr<qw::SynchronizationRun> synchronizationSessionController_;
+  int disableModifyLastModificationDatesCount_ = 0;
+  std::map<std::string, QWCountedSet> completionsSets_;
+  qw::Dictionary localParameters_;
+  std::unique_ptr<qw::OperationQueue> queue_;
+  std::string readFailure_;  // the first one while the store is being opened
+
+  std::vector<std::shared_ptr<QWDatabaseObject>> unsaved_;
+  std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> staleLists_;
+  std::vector<std::shared_ptr<QWDatabaseObject>> renamed_;  // since the last save
+};

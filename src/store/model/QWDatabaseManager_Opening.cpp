@@ -1,0 +1,303 @@
+// Opening, creating, upgrading and loading a store file.
+#include <fmt/format.h>
+
+#include <set>
+
+#include "platform/base/Log.h"
+#include "platform/base/Resources.h"
+#include "platform/files/UserDefaults.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/system/Clock.h"
+#include "platform/system/FileManager.h"
+#include "platform/system/TextEncoding.h"
+#include "shell/QWPluginsManager.h"
+#include "store/model/ClassSchema.h"
+#include "store/model/Loader.h"
+#include "store/model/QWDatabaseManager.h"
+#include "values/dates/QWDateAdditions.h"
+#include "values/text/QWStringAdditions.h"
+
+namespace {
+
+std::string fileURL(const std::filesystem::path& path) { return "file://" + path.string(); }
+
+bool fail(qw::Error* error, std::string message) {
+  return qw::Error::set(error, QWDatabaseErrorDomain, 1, std::move(message));
+}
+
+/// The text of an SQL file; no value when it cannot be read or is no UTF-8.
+std::optional<std::string> sqlFile(const std::filesystem::path& path) {
+  const auto bytes = qw::FileManager::contents(path);
+  if (!bytes || qw::TextEncoding::validUTF8Length(bytes->text()) != bytes->size()) return std::nullopt;
+  return std::string(bytes->text());
+}
+
+/// Keeps the text of every statement as it starts, for error messages.
+int statementStarted(unsigned, void* context, void* statement, void* text) {
+  auto& last = *static_cast<std::string*>(context);
+  const char* sql = static_cast<const char*>(text);
+  // A trigger's statements come as comments.
+  if (sql[0] == '-' && sql[1] == '-') sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
+  if (last != sql) last = sql;
+  return 0;
+}
+
+int statementStartedWithLog(unsigned kind, void* context, void* statement, void* text) {
+  statementStarted(kind, context, statement, text);
+  qw::Log::info("{}", *static_cast<std::string*>(context));
+  return 0;
+}
+
+/// What a killed save left in the file is rolled back by whoever opens it next, for which a connection that
+/// only reads is not enough. Where nobody may write, reading fails.
+void rollBackKilledSave(sqlite3* reader, const std::filesystem::path& path, int busyTimeout) {
+  constexpr const char* kRead = "PRAGMA schema_version";
+  if (sqlite3_exec(reader, kRead, nullptr, nullptr, nullptr) != SQLITE_READONLY_ROLLBACK) return;
+  sqlite3* writer = nullptr;
+  if (sqlite3_open_v2(path.c_str(), &writer, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
+    sqlite3_busy_timeout(writer, busyTimeout);
+    sqlite3_exec(writer, kRead, nullptr, nullptr, nullptr);
+  }
+  sqlite3_close(writer);
+}
+
+}  // namespace
+
+bool QWDatabaseManager::initWithURL(const std::filesystem::path& URL, const OpenOptions& options,
+                                    qw::Error* error) {
+  url_ = URL;
+  document_ = options.document;
+  readOnly_ = options.access == Access::kReadOnly || options.access == Access::kForeignReadOnly;
+  if (!readOnly_) {
+    undoManager_ = std::make_unique<qw::UndoManager>();
+    undoManager_->setListener(this);
+  }
+  qw::ClassRegistry::add(modelClasses());
+  makeSynchronizationHandlers();
+
+  std::error_code ignored;
+  const auto size = std::filesystem::file_size(url_, ignored);
+  const bool existed = std::filesystem::exists(url_, ignored);
+  // An empty file is what is left when the making of a store was cut short, or a place reserved for one.
+  const bool isNew = !existed || (size == 0 && !readOnly_);
+  const bool foreign = options.access == Access::kForeign || options.access == Access::kForeignReadOnly;
+  const bool opened =
+      openConnection(options, foreign && !isNew, error) && (isNew ? createStore(error) : loadStore(error));
+  if (!opened) {
+    close();
+    if (!existed)
+      for (const char* end : {"", "-journal"}) std::filesystem::remove(url_.string() + end, ignored);
+    return false;
+  }
+  deleteOnDealloc_ = options.deleteOnDealloc;
+  loaded_ = true;
+  if (!foreign) thread_ = std::this_thread::get_id();
+  if (!isNew)
+    qw::RunLoop::main().dispatch([weak = std::weak_ptr(sharedAs<QWDatabaseManager>())] {
+      if (const auto self = weak.lock()) self->dataDidLoad();
+    });
+  return true;
+}
+
+bool QWDatabaseManager::openConnection(const OpenOptions& options, bool checked, qw::Error* error) {
+  // A connection belongs to one thread at a time: it needs no mutex of its own.
+  const int flags =
+      SQLITE_OPEN_NOMUTEX | (readOnly_ ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  const std::string message = fmt::format("Could not open database at URL : {}", fileURL(url_));
+  if (sqlite3_open_v2(url_.c_str(), &database_, flags, nullptr) != SQLITE_OK) return fail(error, message);
+  sqlite3_extended_result_codes(database_, 1);
+  const auto busyTimeout = static_cast<int>(options.busyTimeout.count());
+  sqlite3_busy_timeout(database_, busyTimeout);
+  if (readOnly_) rollBackKilledSave(database_, url_, busyTimeout);
+  const bool log = qw::UserDefaults::standard().boolValue("QWDatabaseManagerSQLLog");
+  sqlite3_trace_v2(database_, SQLITE_TRACE_STMT, log ? &statementStartedWithLog : &statementStarted,
+                   &lastExecutedQuery_);
+  if (!checked) return true;
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  const auto check = executeQuery(prepareQuery("PRAGMA quick_check(1)"));
+  if (check && check->next() && check->stringForColumn("quick_check") == "ok") return true;
+  if ((sqlite3_errcode(database_) & 0xff) == SQLITE_BUSY) return failToRead(error);
+  return fail(error, message + "\nThe file is damaged.");
+}
+
+bool QWDatabaseManager::failToRead(qw::Error* error) const {
+  return fail(error, fmt::format("Could not open database at URL : {}\n{}", fileURL(url_), readFailure_));
+}
+
+bool QWDatabaseManager::execute(const std::string& sql, const std::string& name, qw::Error* error) {
+  if (sqlite3_exec(database_, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK) return true;
+  return fail(error, fmt::format("Error while executing statements from {} : {}\n{}", name,
+                                 lastExecutedQuery_, sqlite3_errmsg(database_)));
+}
+
+bool QWDatabaseManager::createStore(qw::Error* error) {
+  const auto abandon = [&] {
+    sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);
+    return false;
+  };
+  std::string sql;
+  std::string name = "the property tables";
+  if (const auto file = createStatementsFile(); file.empty()) {
+    sql = qw::ClassSchema::createStatements(modelClasses());
+  } else {
+    name = file.filename().string();
+    const auto text = sqlFile(file);
+    if (!text) return fail(error, fmt::format("Couldn't read create statements from {}", name));
+    sql = *text;
+  }
+  // One transaction: a store is made whole or not at all.
+  if (!execute("BEGIN IMMEDIATE", name, error) ||
+      !execute(std::string(*qw::resource("QWDatabase.sql")), "QWDatabase.sql", error) ||
+      !execute(sql, name, error))
+    return abandon();
+  const auto insert = prepareQuery("INSERT INTO QWMetadata (version) VALUES (:version)", error);
+  if (!insert) return abandon();
+  insert->setString(version(), "version");
+  if (!executeUpdate(insert, error) || !execute("COMMIT", name, error)) return abandon();
+
+  makeInitialData();
+  return true;
+}
+
+void QWDatabaseManager::makeInitialData() {
+  qw::UndoRegistrationDisabled scope(undoManager_.get());
+  if (!rootObjectClass().table().empty()) {
+    rootObject_ = std::static_pointer_cast<QWDatabaseObject>(rootObjectClass().create());
+    rootObject_->initWithDatabaseManager(*this);
+  }
+  addInitialData();
+}
+
+bool QWDatabaseManager::readMetadata(std::string& storedVersion, qw::Error* error) {
+  const auto row = executeQuery(prepareQuery("SELECT * FROM QWMetadata LIMIT 1"));
+  const bool present = row && row->next();
+  if (!readFailure_.empty()) return failToRead(error);
+  if (!present) return fail(error, fmt::format("No metadata in database at URL : {}", fileURL(url_)));
+  storedVersion = row->stringForColumn("version").value_or("");
+  password_ = row->stringForColumn("password");
+  const qw::Value parameters = row->JSONObjectForColumn("localParameters");
+  if (parameters.dictionary())
+    for (const auto& [key, value] : *parameters.dictionary()) localParameters_[key] = value;
+  row->next();  // tells whether the row was read whole
+  return readFailure_.empty() || failToRead(error);
+}
+
+bool QWDatabaseManager::loadStore(qw::Error* error) {
+  std::string storedVersion;
+  if (!readMetadata(storedVersion, error)) return false;
+  const auto order = QWStringAdditions::compareToVersion(storedVersion, version());
+  if (order > 0 && typeid(*this) != typeid(QWDatabaseManager))
+    return fail(
+        error,
+        fmt::format("The version of the database ({}) is newer than the one supported by the app ({}), "
+                    "please check for an update.",
+                    storedVersion, version()));
+  if (order < 0 && !readOnly_ && !upgrade(storedVersion, error)) return false;
+  readFailure_.clear();
+  qw::UndoRegistrationDisabled scope(undoManager_.get());
+  // One transaction, so that every table is read in the same state, whoever writes meanwhile.
+  if (!execute("BEGIN", "the load", error)) return false;
+  loadData();
+  removeAllObjectRequests();
+  sqlite3_exec(database_, "COMMIT", nullptr, nullptr, nullptr);
+  // What was not read must not be taken for deleted.
+  if (!readFailure_.empty()) return failToRead(error);
+  // A store that was made but never saved has no root object yet.
+  const auto& table = rootObjectClass().table();
+  if (!rootObject_ && !readOnly_ && !table.empty()) {
+    const auto rows =
+        executeQuery(prepareQuery(fmt::format("SELECT 1 FROM {} LIMIT 1", qw::ClassSchema::quoted(table))));
+    if (rows && !rows->next() && !rows->failed()) makeInitialData();
+  }
+  return true;
+}
+
+bool QWDatabaseManager::upgrade(const std::string& storedVersion, qw::Error* error) {
+  const auto run = [&] {
+    for (const auto& path : updateStatementsFilesForVersion(storedVersion)) {
+      const auto text = sqlFile(path);
+      if (!text)
+        return fail(error,
+                    fmt::format("Couldn't read update statements at path : {}", path.filename().string()));
+      if (!execute(*text, path.filename().string(), error)) return false;
+    }
+    if (!executeCustomUpdateStatementsForVersion(storedVersion, error) || !addMissingColumns(error))
+      return false;
+    const auto update = prepareQuery("UPDATE QWMetadata SET version = :version", error);
+    if (!update) return false;
+    update->setString(version(), "version");
+    return executeUpdate(update, error);
+  };
+  // One transaction: a store that cannot be brought up to date stays as it is.
+  if (execute("BEGIN IMMEDIATE", "the upgrade", error) && run() && execute("COMMIT", "the upgrade", error))
+    return true;
+  sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);
+  return false;
+}
+
+bool QWDatabaseManager::addMissingColumns(qw::Error* error) {
+  const auto classes = modelClasses();
+  if (!execute(std::string(*qw::resource("QWDatabase.sql")), "QWDatabase.sql", error)) return false;
+  if (!execute(qw::ClassSchema::createStatements(classes), "the property tables", error)) return false;
+  for (const qw::Class* c : classes) {
+    const qw::ClassSchema& schema = qw::ClassSchema::of(*c);
+    if (schema.table().empty()) continue;
+    std::set<std::string> present;
+    const auto rows = executeQuery(prepareQuery("PRAGMA table_info(" + schema.quotedTable() + ")"));
+    while (rows && rows->next()) present.insert(rows->stringForColumn("name").value_or(""));
+    for (std::size_t i = 0; i < schema.columns().size(); ++i)
+      if (!present.contains(schema.columns()[i]) &&
+          !execute(fmt::format("ALTER TABLE {} ADD COLUMN {} {}", schema.quotedTable(),
+                               qw::ClassSchema::quoted(schema.columns()[i]), schema.types()[i]),
+                   "the property tables", error))
+        return false;
+  }
+  return true;
+}
+
+void QWDatabaseManager::loadData() {
+  if (!rootObjectClass().table().empty()) rootObject_ = qw::Loader(*this).loadRoot(rootObjectClass());
+
+  if (const auto query = prepareQuery("SELECT * FROM QWDeletedID WHERE date > :date")) {
+    query->setDateTime(QWDateAdditions::dateByAddingYears(qw::Clock::now(), 0, -6, 0), "date");
+    const auto rows = executeQuery(query);
+    while (rows && rows->next())
+      if (const auto date = rows->dateTimeForColumn("date"))
+        deletedIDs_[qw::ObjectID(rows->stringForColumn("ID").value_or(""))] = *date;
+  }
+
+  const auto rows = executeQuery(prepareQuery("SELECT * FROM QWFiltersBarData GROUP BY name"));
+  while (rows && rows->next()) {
+    const auto data = makeFiltersBarData(rows.get());
+    filtersBarDatas_[data->valueForKey("name").description()] = data;
+  }
+  loadSynchronizationHandlers();
+}
+
+void QWDatabaseManager::makeSynchronizationHandlers() {
+  const qw::Class* type = qw::ClassRegistry::find("QWDocumentSynchronizationHandler");
+  if (!type) return;
+  for (const qw::Class* plugin : QWPluginsManager::sharedManager().pluginsOfType(*type)) {
+    auto handler = std::dynamic_pointer_cast<QWSynchronizationHandling>(plugin->create());
+    if (!handler) continue;
+    handler->setDatabaseManager(this);
+    synchronizationHandlers_.push_back(std::move(handler));
+  }
+}
+
+void QWDatabaseManager::loadSynchronizationHandlers() {
+  if (synchronizationHandlers_.empty()) return;
+  for (const auto& handler : synchronizationHandlers_) {
+    const auto query = prepareQuery(
+        "SELECT active, lastSynchronizationDate FROM QWSynchronizationHandler WHERE \"description\" = "
+        ":description");
+    if (!query) return;
+    query->setString(handler->objectClass().name(), "description");
+    const auto row = executeQuery(query);
+    if (!row || !row->next()) continue;
+    handler->setLastSynchronizationDate(row->dateTimeForColumn("lastSynchronizationDate"));
+    handler->setActive(row->boolForColumn("active"));
+    row->next();  // tells whether the row was read whole
+  }
+}

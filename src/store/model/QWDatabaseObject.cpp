@@ -1,0 +1,474 @@
+#include "store/model/QWDatabaseObject.h"
+
+#include <algorithm>
+#include <cassert>
+#include <limits>
+
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/Clock.h"
+#include "store/model/ClassSchema.h"
+#include "store/model/Loader.h"
+#include "store/model/QWDatabaseManager.h"
+
+namespace {
+
+void deleteTarget(qw::Object& target, const qw::Property*, const qw::Value&, std::int64_t recorded) {
+  static_cast<QWDatabaseObject&>(target).deleteObject(recorded != 0);
+}
+
+}  // namespace
+
+constinit const qw::Class QWDatabaseObject::kClass =
+    qw::define<QWDatabaseObject, qw::Object>("QWDatabaseObject", {}, [] {
+      using Object = QWDatabaseObject;
+      return qw::properties(qw::property<&Object::ID, &Object::setID>("ID"),
+                            qw::property<&Object::lastModificationDate, &Object::setLastModificationDate>(
+                                "lastModificationDate"),
+                            qw::property<&Object::isDeleted, &Object::setDeleted>("deleted"),
+                            qw::derived<&Object::sqlID>("sqlID"), qw::derived<&Object::index>("index"),
+                            qw::derived<&Object::modificationsCount>("modificationsCount"));
+    });
+
+QWDatabaseObject::QWDatabaseObject() = default;
+QWDatabaseObject::~QWDatabaseObject() = default;
+
+QWDatabaseManager* QWDatabaseObject::databaseManager() const { return manager_.get(); }
+
+std::int64_t QWDatabaseObject::index() const {
+  if (QWDatabaseManager* manager = databaseManager()) manager->settle();
+  return index_;
+}
+
+QWDatabaseObject::Rare& QWDatabaseObject::rare() {
+  if (!rare_) rare_ = std::make_unique<Rare>();
+  return *rare_;
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::originalObject() const {
+  return rare_ ? rare_->originalObject.lock() : nullptr;
+}
+
+qw::UndoManager* QWDatabaseObject::recordingUndoManager() const {
+  const QWDatabaseManager* manager = manager_.get();
+  qw::UndoManager* undo = manager ? manager->undoManager() : nullptr;
+  return undo && undo->isUndoRegistrationEnabled() ? undo : nullptr;
+}
+
+void QWDatabaseObject::capturePendingChange() { std::exchange(rare_->pendingChange, nullptr)->capture(); }
+
+void QWDatabaseObject::expectPendingChange(QWDatabaseChange& change) {
+  willModify();
+  rare().pendingChange = &change;
+}
+
+void QWDatabaseObject::forgetPendingChange(const QWDatabaseChange& change) {
+  if (rare_ && rare_->pendingChange == &change) rare_->pendingChange = nullptr;
+}
+
+void QWDatabaseObject::attach(QWDatabaseManager& manager) {
+  manager_ = qw::Back<QWDatabaseManager>(&manager);
+  for (const auto& entry : qw::ClassSchema::of(objectClass()).children())
+    entry.storage->relation->list(*this).bind(*this, *entry.property);
+}
+
+void QWDatabaseObject::registerCreation(bool recorded) {
+  if (qw::UndoManager* undo = recordingUndoManager()) {
+    undo->registerAction(*this, &deleteTarget, nullptr, {}, recorded);
+    createdIn_ = undo->scope();
+  }
+  databaseManager()->queueForSaving(*this);
+}
+
+void QWDatabaseObject::initWithDatabaseManager(QWDatabaseManager& manager) {
+  attach(manager);
+  id_ = qw::ApplicationContext::uniqueID();
+  manager.registerObject(*this);
+  registerCreation(true);
+}
+
+void QWDatabaseObject::initWithRow(QWDatabaseManager& manager, QWDatabaseResultSet& row) {
+  attach(manager);
+  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  const int* columns = row.columnsFor(schema);
+  const qw::RowReader& reader = row.reader();
+  sqlID_ = reader.int64(columns[0]);
+  ++columns;
+  id_ = qw::ObjectID(reader.text(columns[0]));
+  const auto date = qw::Column<std::optional<qw::Date>>::read(reader, columns + 1);
+  lastModificationDate_ = date ? date->microseconds() : kNoDate;
+  for (const auto& entry : schema.attributes()) entry.storage->read(reader, columns + entry.column, *this);
+  if (schema.indexColumn() >= 0) {
+    const std::int64_t index = reader.int64(columns[schema.indexColumn()]);
+    index_ = index >= 0 && index < std::numeric_limits<std::int32_t>::max() ? static_cast<std::int32_t>(index)
+                                                                            : -1;
+    writtenIndex_ = index_;
+  }
+  if (row.loader_)
+    row.loader_->readRelations(*this, schema, reader, columns);
+  else
+    qw::Loader::resolveSingleRow(manager, *this, schema, reader, columns);
+}
+
+void QWDatabaseObject::copyAttributes(const QWDatabaseObject& source) {
+  for (const auto& entry : qw::ClassSchema::of(objectClass()).attributes())
+    entry.storage->copy(*this, source);
+}
+
+void QWDatabaseObject::initByCopyingObject(QWDatabaseManager& manager, const QWDatabaseObject& source) {
+  attach(manager);
+  id_ = source.id_;
+  lastModificationDate_ = source.lastModificationDate_;
+  index_ = source.index_;
+  rare().originalObject = qw::Back<QWDatabaseObject>(const_cast<QWDatabaseObject*>(&source));
+  copyAttributes(source);
+  manager.registerObject(*this);
+  manager.queueForSaving(*this);
+  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  for (const auto& entry : schema.references()) {
+    const auto target = entry.storage->relation->target(source);
+    if (!target) continue;
+    manager.requestObjectWithID(target->ID(), [this, &entry](const auto& found) {
+      entry.storage->relation->setTarget(*this, found);
+    });
+  }
+  for (const auto& entry : schema.owned())
+    if (const auto target = entry.storage->relation->target(source))
+      entry.storage->relation->setTarget(*this, target->copyInDatabaseManager(manager));
+  for (const auto& entry : schema.children()) {
+    qw::ChildList& list = entry.storage->relation->list(*this);
+    const qw::ChildList& from = entry.storage->relation->list(const_cast<QWDatabaseObject&>(source));
+    for (const auto& child : from.objects()) {
+      auto copy = child->copyInDatabaseManager(manager);
+      const qw::Property* parent = copy->objectClass().property(entry.property->inverse);
+      parent->storage->relation->setTarget(*copy, sharedAs<QWDatabaseObject>());
+      list.append(std::move(copy));
+    }
+  }
+  deleted_ = source.deleted_;
+}
+
+void QWDatabaseObject::initByImportingObject(QWDatabaseManager& manager, const QWDatabaseObject& source) {
+  attach(manager);
+  id_ = source.id_;
+  lastModificationDate_ = source.lastModificationDate_;
+  beingImported_ = true;
+  copyAttributes(source);
+  manager.removeDeletedID(id_);
+  manager.registerObject(*this);
+  // An import that is undone was never here: its ID is not one of a deleted object.
+  registerCreation(false);
+  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  const std::weak_ptr<QWDatabaseObject> weak = sharedAs<QWDatabaseObject>();
+  for (const auto& entry : schema.references()) {
+    const auto target = entry.storage->relation->target(source);
+    if (!target || target->isDeleted()) continue;
+    manager.requestLiveObjectWithID(target->ID(), [weak, property = entry.property](const auto& found) {
+      const auto self = weak.lock();
+      if (self && found) property->restore(*self, qw::Value(std::shared_ptr<qw::Object>(found)));
+    });
+  }
+  for (const auto& entry : schema.owned())
+    if (const auto target = entry.storage->relation->target(source); target && !target->isDeleted()) {
+      // It may have come before its owner.
+      auto imported = manager.objectWithID(target->ID());
+      if (!imported || &imported->objectClass() != &target->objectClass())
+        imported = target->importInDatabaseManager(manager);
+      entry.storage->relation->setTarget(*this, imported);
+      const QWDatabaseManager* from = target->databaseManager();
+      if (from && from->originalDatabaseManager().get() == &manager)
+        target->rare().originalObject = qw::Back<QWDatabaseObject>(imported);
+    }
+  for (const auto& entry : schema.parents()) {
+    const auto parent = entry.storage->relation->target(source);
+    if (!parent) continue;
+    const qw::Property& property = *entry.property;
+    const qw::ChildList& siblings =
+        parent->objectClass().property(property.inverse)->storage->relation->list(*parent);
+    manager.requestLiveObjectWithID(parent->ID(), [weak, &property, &siblings, parent](const auto& found) {
+      const auto self = weak.lock();
+      if (!self || self->isDeleted()) return;
+      if (!found || !self->databaseManager()->placeObject(*self, property, found, &siblings))
+        self->deleteObject();
+    });
+  }
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::copyInDatabaseManager(QWDatabaseManager& manager) const {
+  auto copy = std::static_pointer_cast<QWDatabaseObject>(objectClass().create());
+  copy->initByCopyingObject(manager, *this);
+  return copy;
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::importInDatabaseManager(
+    QWDatabaseManager& manager) const {
+  auto imported = std::static_pointer_cast<QWDatabaseObject>(objectClass().create());
+  imported->initByImportingObject(manager, *this);
+  imported->beingImported_ = false;
+  return imported;
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicateInDatabaseManager(
+    QWDatabaseManager& manager) const {
+  const auto self = std::const_pointer_cast<qw::Object>(shared_from_this());
+  const auto archive = databaseManager()->archivedDataWithRootObject(self);
+  return archive ? std::dynamic_pointer_cast<QWDatabaseObject>(manager.unarchiveObjectWithData(*archive))
+                 : nullptr;
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicate() const {
+  return duplicateInDatabaseManager(*databaseManager());
+}
+
+void QWDatabaseObject::setID(const qw::ObjectID& id) {
+  if (id == id_) return;
+  QWDatabaseManager* manager = databaseManager();
+  if (qw::UndoManager* undo = recordingUndoManager())
+    undo->registerRestore(*this, *kClass.property("ID"), id_.text());
+  const auto keep = shared_from_this();
+  if (manager && id_) manager->unregisterObject(*this);
+  edit("ID", [&] { id_ = id; });
+  if (!manager) return;
+  if (id_) manager->registerObject(*this);
+  manager->queueForSaving(*this);
+  manager->nameChanged(*this);
+}
+
+void QWDatabaseObject::setLastModificationDate(std::optional<qw::Date> date) {
+  const std::int64_t value = date ? date->microseconds() : kNoDate;
+  if (value == lastModificationDate_) return;
+  if (qw::UndoManager* undo = recordingUndoManager())
+    undo->registerRestore(*this, *kClass.property("lastModificationDate"), lastModificationDate());
+  willModify();
+  qw::ChangeScope scope(*this, "lastModificationDate");
+  lastModificationDate_ = value;
+}
+
+void QWDatabaseObject::addModification() {
+  QWDatabaseManager* manager = databaseManager();
+  qw::UndoManager* undo = manager ? manager->undoManager() : nullptr;
+  const bool undoing = undo && undo->isUndoing();
+  const bool goingBack = undoing || (undo && undo->isRedoing());
+  // The count is the way to the saved state along the edits that undo and redo walk. It says nothing any more
+  // once that state lies on a branch that was left, or after an edit that they do not know.
+  if (!undo || !undo->isUndoRegistrationEnabled() || (goingBack ? isDelivering() : modificationsCount_ < 0))
+    mustWrite_ = true;
+  modificationsCount_ += undoing ? -1 : 1;
+  stamp();
+  touch();
+}
+
+void QWDatabaseObject::stamp() {
+  const QWDatabaseManager* manager = databaseManager();
+  const qw::UndoManager* undo = manager ? manager->undoManager() : nullptr;
+  const bool goingBack = undo && (undo->isUndoing() || undo->isRedoing());
+  if (manager && sqlID_ != 0 && !goingBack && manager->shouldModifyLastModificationDates())
+    lastModificationDate_ = qw::Clock::now().microseconds();
+}
+
+void QWDatabaseObject::touch() {
+  QWDatabaseManager* manager = databaseManager();
+  if (!manager) return;
+  manager->queueForSaving(*this);
+  manager->objectsChanged();
+}
+
+void QWDatabaseObject::noteReorder() {
+  willModify();
+  mustWrite_ = true;
+  stamp();
+  touch();
+}
+
+void QWDatabaseObject::setIndex(std::int64_t index) {
+  if (index_ == index) return;
+  willModify();
+  qw::ChangeScope scope(*this, "index");
+  index_ = static_cast<std::int32_t>(index);
+  touch();
+}
+
+void QWDatabaseObject::setDeleted(bool deleted) {
+  if (deleted == deleted_) return;
+  if (qw::UndoManager* undo = recordingUndoManager())
+    undo->registerRestore(*this, *kClass.property("deleted"), deleted_);
+  willModify();
+  qw::ChangeScope scope(*this, "deleted");
+  deleted_ = deleted;
+  if (QWDatabaseManager* manager = databaseManager()) {
+    manager->queueForSaving(*this);
+    manager->nameChanged(*this);
+    manager->objectsChanged();
+  }
+}
+
+void QWDatabaseObject::deleteObject(bool record) {
+  if (deleted_) return;
+  const auto keep = shared_from_this();
+  detachFromParent(Leaving::kDeleted);
+  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  setDeleted(true);
+  // Children stay in their deleted parent's list, where an undone deletion finds them.
+  for (const auto& entry : schema.children()) {
+    const auto children = entry.storage->relation->list(*this).objects();
+    for (const auto& child : children) {
+      if (beingImported_)
+        deleteChild(*child, entry.property->inverse);
+      else
+        child->deleteObject(record);
+    }
+  }
+  for (const auto& entry : schema.owned())
+    if (const auto target = entry.storage->relation->target(*this)) target->deleteObject(record);
+  if (record)
+    if (QWDatabaseManager* manager = databaseManager()) manager->addDeletedID(id_);
+  if (rare_) {
+    const auto parameters = rare_->referringParameters;
+    for (const auto& parameter : parameters)
+      if (parameter) parameter->setValueForKey({}, "object");
+  }
+}
+
+void QWDatabaseObject::detachFromParent(Leaving leaving) {
+  for (const auto& entry : qw::ClassSchema::of(objectClass()).parents()) {
+    const auto parent = entry.storage->relation->target(*this);
+    if (!parent || (parent->isDeleted() && leaving == Leaving::kDeleted)) continue;
+    parent->objectClass().property(entry.property->inverse)->storage->relation->list(*parent).detach(*this);
+  }
+}
+
+void QWDatabaseObject::moveToParent(const qw::Property& relation, QWDatabaseObject* parent) {
+  if (relation.storage->relation->target(*this).get() == parent) return;
+  if (parent)
+    parent->objectClass()
+        .property(relation.inverse)
+        ->storage->relation->list(*parent)
+        .addObject(sharedAs<QWDatabaseObject>());
+  else
+    detachFromParent(Leaving::kForGood);
+}
+
+void QWDatabaseObject::deleteChild(QWDatabaseObject& child, std::string_view parentKeyPath) {
+  if (beingImported_ && databaseManager())
+    databaseManager()->requestParentPresenceForObject(child, parentKeyPath);
+  else
+    child.deleteObject();
+}
+
+void QWDatabaseObject::addReferringParameter(qw::Object& parameter) {
+  auto& parameters = rare().referringParameters;
+  std::erase_if(parameters, [](const auto& link) { return !link; });
+  parameters.push_back(qw::Back<qw::Object>(&parameter));
+}
+
+void QWDatabaseObject::removeReferringParameter(qw::Object& parameter) {
+  if (rare_)
+    std::erase_if(rare_->referringParameters,
+                  [&](const auto& link) { return !link || link.get() == &parameter; });
+}
+
+void QWDatabaseObject::bindColumns(qw::RowBinder& row) const {
+  const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
+  row.bindID(id_);
+  qw::Column<std::optional<qw::Date>>::bind(row, lastModificationDate());
+  const qw::ClassSchema::Entry* indexed = schema.parents().empty() ? nullptr : &schema.parents().front();
+  for (const auto& entry : schema.stored()) {
+    entry.storage->bind(row, *this);
+    if (indexed && entry.property == indexed->property) row.bindInt64(index_);
+  }
+}
+
+std::function<void(QWDatabaseQuery&)> QWDatabaseObject::prepareBlock() const {
+  return [copy = copyOfColumns()](QWDatabaseQuery& query) {
+    qw::RowBinder row;
+    const auto& columns = qw::ClassSchema::of(copy->objectClass()).columns();
+    row.beginMapped(query.statement(), [&] {
+      std::vector<int> parameters;
+      parameters.reserve(columns.size());
+      for (const std::string& column : columns) parameters.push_back(query.indexForParameter(column));
+      return parameters;
+    }());
+    copy->bindColumns(row);
+    query.noteBindResult(row.result());
+  };
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::copyOfColumns() const {
+  auto copy = std::static_pointer_cast<QWDatabaseObject>(objectClass().create());
+  copy->id_ = id_;
+  copy->lastModificationDate_ = lastModificationDate_;
+  copy->index_ = index_;
+  for (const auto& entry : qw::ClassSchema::of(objectClass()).stored()) {
+    if (entry.storage->copy)
+      entry.storage->copy(*copy, *this);
+    else if (const qw::Relation* relation = entry.storage->relation)
+      relation->setTarget(*copy, relation->target(*this));
+  }
+  return copy;
+}
+
+std::vector<std::shared_ptr<QWDatabaseChange>> QWDatabaseObject::computeChanges() {
+  std::vector<std::shared_ptr<QWDatabaseChange>> changes;
+  if (qw::RowWrite write = takeWrite(sharedAs<QWDatabaseObject>()))
+    changes.push_back(std::make_shared<QWDatabaseChange>(std::move(write)));
+  return changes;
+}
+
+qw::RowWrite QWDatabaseObject::takeWrite(std::shared_ptr<QWDatabaseObject> object) {
+  using Kind = qw::RowWrite::Kind;
+  QWDatabaseObject& self = *object;
+  qw::RowWrite write{std::move(object), self.sqlID_, self.modificationsCount_, Kind::kNone};
+  if (self.deleted_) {
+    if (self.sqlID_ > 0) {
+      write.kind = Kind::kDelete;
+      self.sqlID_ = -1;
+    }
+  } else if (self.sqlID_ < 1) {
+    write.kind = Kind::kInsert;
+  } else if (self.modificationsCount_ != 0 || self.mustWrite_ || self.index_ != self.writtenIndex_) {
+    write.kind = Kind::kUpdate;
+  }
+  self.modificationsCount_ = 0;
+  self.mustWrite_ = false;
+  self.writtenIndex_ = self.index_;
+  return write;
+}
+
+void QWDatabaseObject::revertWrite(const qw::RowWrite& write, bool committed) {
+  if (write.kind == qw::RowWrite::Kind::kInsert) {
+    if (!committed) sqlID_ = 0;
+  } else {
+    if (write.kind == qw::RowWrite::Kind::kDelete && !committed) sqlID_ = write.sqlID;
+    modificationsCount_ += write.modificationsCount;
+  }
+  mustWrite_ = true;
+  if (QWDatabaseManager* manager = databaseManager()) manager->queueForSaving(*this);
+}
+
+const std::string& qw::RowWrite::sql() const {
+  const ClassSchema& schema = ClassSchema::of(object->objectClass());
+  return kind == Kind::kInsert   ? schema.insertStatement()
+         : kind == Kind::kUpdate ? schema.updateStatement()
+                                 : schema.deleteStatement();
+}
+
+void QWDatabaseObject::commitChangesToOriginalDatabaseManager() {
+  QWDatabaseManager* manager = databaseManager();
+  const auto originalManager = manager ? manager->originalDatabaseManager() : nullptr;
+  if (!originalManager) return;
+  auto original = originalObject();
+  if (!original) {
+    if (deleted_ || originalManager->objectWithID(id_)) return;
+    rare().originalObject = qw::Back<QWDatabaseObject>(importInDatabaseManager(*originalManager));
+  } else if (deleted_) {
+    original->deleteObject();
+    rare().originalObject = nullptr;
+  } else if (modificationsCount_ != 0 || mustWrite_) {
+    for (const auto& change : compareWithObject(*original)) change->applyChoice();
+    modificationsCount_ = 0;
+    mustWrite_ = false;
+  }
+}
+
+std::string QWDatabaseObject::description() const {
+  return std::string(objectClass().name()) + " " + id_.text();
+}

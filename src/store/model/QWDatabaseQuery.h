@@ -1,0 +1,72 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/object/Back.h"
+#include "store/columns/Column.h"
+
+class QWDatabaseManager;
+
+/// One prepared statement with typed parameters by name. Made by `QWDatabaseManager::prepareQuery`, used on
+/// the manager's thread; owns the compiled statement and must not outlive the manager's connection. Binding
+/// to a name that the statement lacks is logged and skipped.
+class QWDatabaseQuery {
+ public:
+  QWDatabaseQuery(QWDatabaseManager& manager, std::string sql, sqlite3_stmt* statement);
+  ~QWDatabaseQuery();
+  QWDatabaseQuery(const QWDatabaseQuery&) = delete;
+  QWDatabaseQuery& operator=(const QWDatabaseQuery&) = delete;
+
+  /// Null once the manager is gone.
+  QWDatabaseManager* databaseManager() const;
+  const std::string& sql() const { return sql_; }
+  sqlite3_stmt* statement() const { return statement_; }
+
+  /// Makes the statement ready to run again; bindings stay.
+  void reset();
+  /// SQLITE_OK, or what the first value since the last `reset` that could not be bound failed with:
+  /// SQLITE_MISMATCH for one without a JSON form, which the log tells, too.
+  int bindResult() const { return bindResult_; }
+  void noteBindResult(int result) {
+    if (bindResult_ == SQLITE_OK) bindResult_ = result;
+  }
+  /// The 1-based index of ":" + name, 0 when there is none.
+  int indexForParameter(std::string_view name) const;
+
+  /// Each binds a copy in the column format of its type; a missing value binds NULL.
+  void setNull(std::string_view parameter);
+  void setBool(bool value, std::string_view parameter);
+  void setInt(std::int32_t value, std::string_view parameter);
+  void setInt64(std::int64_t value, std::string_view parameter);
+  void setDouble(double value, std::string_view parameter);
+  void setString(std::optional<std::string_view> value, std::string_view parameter);
+  void setData(const std::optional<qw::Data>& value, std::string_view parameter);
+  void setDate(std::optional<qw::Date> value, std::string_view parameter);
+  void setDateTime(std::optional<qw::Date> value, std::string_view parameter);
+  /// Two parameters: the name for the count, name + "Unit" for the unit.
+  void setDuration(const std::optional<QWDuration>& value, std::string_view parameter);
+  void setDecimalNumber(const std::optional<qw::Decimal>& value, std::string_view parameter);
+  /// Two parameters: the name for the PNG bytes, name + "Scale" for the scale.
+  void setImage(const std::optional<qw::Image>& value, std::string_view parameter);
+  void setColor(const std::optional<qw::Color>& value, std::string_view parameter);
+  void setJSONObject(const qw::Value& value, std::string_view parameter);
+  void setConstant(const std::shared_ptr<QWConstant>& value, std::string_view parameter);
+  void setClass(const qw::Class* value, std::string_view parameter);
+
+ private:
+  friend class QWDatabaseManager;
+
+  int index(std::string_view parameter) const;
+  void setText(std::optional<std::string_view> text, std::string_view parameter);
+
+  qw::Back<qw::Object> manager_;
+  std::string sql_;
+  sqlite3_stmt* statement_;
+  int bindResult_ = SQLITE_OK;
+  bool cached_ = false;  // waits in the manager's cache
+};

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "store/model/QWDatabaseQuery.h"
+
+namespace qw {
+class ClassSchema;
+class Loader;
+}  // namespace qw
+
+/// The rows of a query, one at a time, read by column name. `next` steps to each row, the first included; at
+/// the end the statement goes back to the manager's cache. A column that is not there is logged and reads as
+/// NULL.
+class QWDatabaseResultSet {
+ public:
+  explicit QWDatabaseResultSet(std::shared_ptr<QWDatabaseQuery> query);
+
+  /// False at the end, and after a failure, which leaves the statement out of the cache.
+  bool next();
+  /// True after a `next` that ended in a failure.
+  bool failed() const { return failed_; }
+  /// -1 when there is no such column.
+  int indexForColumn(std::string_view name) const;
+
+  bool isNullForColumn(std::string_view name) const;
+  bool boolForColumn(std::string_view name) const;
+  std::int32_t intForColumn(std::string_view name) const;
+  std::int64_t int64ForColumn(std::string_view name) const;
+  double doubleForColumn(std::string_view name) const;
+  std::optional<std::string> stringForColumn(std::string_view name) const;
+  /// No value for NULL and for no bytes.
+  std::optional<qw::Data> dataForColumn(std::string_view name) const;
+  std::optional<qw::Date> dateForColumn(std::string_view name) const;
+  std::optional<qw::Date> dateTimeForColumn(std::string_view name) const;
+  std::optional<QWDuration> durationForColumn(std::string_view name) const;
+  std::optional<qw::Decimal> decimalNumberForColumn(std::string_view name) const;
+  std::optional<qw::Image> imageForColumn(std::string_view name) const;
+  std::optional<qw::Color> colorForColumn(std::string_view name) const;
+  /// Null when the text is no JSON.
+  qw::Value JSONObjectForColumn(std::string_view name) const;
+  std::shared_ptr<QWConstant> constantForColumn(std::string_view name) const;
+  /// Null when no registered class has the name.
+  const qw::Class* classForColumn(std::string_view name) const;
+
+  const qw::RowReader& reader() const { return reader_; }
+  /// Column numbers of a class: "sqlID" first, then the schema's columns in order; -1 for those that are
+  /// missing, which is not logged. Looked up once for each class.
+  const int* columnsFor(const qw::ClassSchema& schema);
+
+ private:
+  friend class qw::Loader;
+  friend class QWDatabaseObject;
+
+  int column(std::string_view name) const;
+  /// The one or two columns of a value of type T.
+  template <class Codec>
+  auto read(std::string_view name) const;
+
+  std::shared_ptr<QWDatabaseQuery> query_;
+  qw::RowReader reader_;
+  bool failed_ = false;
+  mutable std::unordered_map<std::string, int> columnIndexes_;
+  std::unordered_map<const qw::ClassSchema*, std::vector<int>> classColumns_;
+  const qw::ClassSchema* lastSchema_ = nullptr;
+  const int* lastColumns_ = nullptr;
+  qw::Loader* loader_ = nullptr;  // the load that this row is part of
+};

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "store/columns/ObjectID.h"
+
+class QWDatabaseObject;
+
+/// The objects of a store by their ID, in the order of registration, with requests for objects that are not
+/// there yet. Open addressing over a dense list: registering and looking up take constant time.
+class QWRequestsMap {
+ public:
+  using Object = std::shared_ptr<QWDatabaseObject>;
+  /// Called with the object, or with null when the wait was given up.
+  using Request = std::function<void(const Object&)>;
+
+  QWRequestsMap() = default;
+  /// Copies objects and requests.
+  explicit QWRequestsMap(const QWRequestsMap* other) { *this = *other; }
+
+  std::size_t count() const { return count_; }
+  std::vector<qw::ObjectID> allKeys() const;
+  std::vector<Object> allValues() const;
+  /// Null when there is none.
+  Object objectForKey(const qw::ObjectID& key) const;
+  QWDatabaseObject* find(const qw::ObjectID& key) const;
+  void reserve(std::size_t count);
+  /// Calls `visit(const Object&)` in the order of registration; nothing may be added or removed meanwhile.
+  template <class Visit>
+  void forEach(Visit visit) const {
+    for (const Entry& entry : entries_)
+      if (entry.object) visit(entry.object);
+  }
+
+  /// Runs the block when an object with the key is stored; at once, with what there is, for a key that is
+  /// present or empty.
+  void requestObjectForKey(const qw::ObjectID& key, Request block);
+  bool hasRequestsForKey(const qw::ObjectID& key) const { return requests_.contains(key); }
+  /// Stores the object, then runs the key's requests in their order.
+  void setObjectForKey(Object object, const qw::ObjectID& key);
+  void removeObjectForKey(const qw::ObjectID& key);
+  void removeAllObjects();
+  /// Answers every request with null and forgets it.
+  void removeAllRequests();
+
+ private:
+  struct Entry {
+    qw::ObjectID key;
+    Object object;  // null: removed
+  };
+  static constexpr std::uint32_t kFree = 0xffffffff;
+  struct Slot {
+    std::uint32_t place = kFree;  // in entries_
+    std::uint32_t tag = 0;        // of the key's hash, so that a collision rarely has to look at the entry
+  };
+
+  std::size_t slotOf(const qw::ObjectID& key) const;
+  void rebuild(std::size_t capacity);
+
+  std::vector<Entry> entries_;
+  std::vector<Slot> slots_;  // a power of two, at most half full
+  std::size_t count_ = 0;
+  std::unordered_map<qw::ObjectID, std::vector<Request>> requests_;
+};

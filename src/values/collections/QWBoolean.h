@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "values/collections/QWConstant.h"
+
+/// No and Yes as objects, for choices and settings. There are exactly two, shared.
+class QWBoolean : public QWConstantOf<QWBoolean> {
+ public:
+  static const qw::Class kClass;
+
+  /// "No", 0.
+  static Pointer falseBoolean() { return constantWithValue(0); }
+  /// "Yes", 1.
+  static Pointer trueBoolean() { return constantWithValue(1); }
+  /// Also understands "0" and "1"; null for any other name.
+  static Pointer constantWithName(std::string_view name);
+
+  std::string description() const override;
+
+  static void addConstants(QWConstantsManager& manager);
+};

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "platform/base/Date.h"
+
+/// Reading and moving dates in the user's calendar and time zone (`QWCalendarAdditions`), from any thread.
+/// Beginnings and ends are whole seconds; a day ends at 23:59:59, a second before the next one begins. Where
+/// a clock change skips midnight, a day begins with the first time that it has.
+namespace QWDateAdditions {
+
+/// The components of a date as people count them: months and days from 1, years in the calendar's era.
+int yearOfCommonEra(qw::Date date);
+int monthOfYear(qw::Date date);
+int dayOfMonth(qw::Date date);
+int hourOfDay(qw::Date date);
+int minuteOfHour(qw::Date date);
+int secondOfMinute(qw::Date date);
+
+/// The beginning of the current day.
+qw::Date today();
+qw::Date dateWithYear(std::int64_t year, std::int64_t month, std::int64_t day);
+qw::Date dateWithYear(std::int64_t year, std::int64_t month, std::int64_t day, std::int64_t hour,
+                      std::int64_t minute, std::int64_t second);
+
+/// Adds years, then months, then days of the calendar, at the same time of day; a day that the month reached
+/// does not have becomes its last one. Hours, minutes and seconds are elapsed time and added to the result.
+/// All may be negative.
+qw::Date dateByAddingYears(qw::Date date, std::int64_t years, std::int64_t months, std::int64_t days);
+qw::Date dateByAddingYears(qw::Date date, std::int64_t years, std::int64_t months, std::int64_t days,
+                           std::int64_t hours, std::int64_t minutes, std::int64_t seconds);
+
+qw::Date startOfDay(qw::Date date);
+qw::Date endOfDay(qw::Date date);
+/// A week begins with the first weekday of the user's locale.
+qw::Date startOfWeek(qw::Date date);
+qw::Date endOfWeek(qw::Date date);
+qw::Date startOfMonth(qw::Date date);
+qw::Date endOfMonth(qw::Date date);
+qw::Date startOfYear(qw::Date date);
+qw::Date endOfYear(qw::Date date);
+
+/// The date at which clocks in the current time zone show what those of the named zone show at `date`, to the
+/// second. None when there is no such zone.
+std::optional<qw::Date> updateFromTimeZoneWithName(qw::Date date, std::string_view name);
+
+/// Compare the days of two dates.
+bool isEqualToDateIgnoringTime(qw::Date date, qw::Date other);
+std::strong_ordering compareIgnoringTime(qw::Date date, qw::Date other);
+
+}  // namespace QWDateAdditions

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/base/Decimal.h"
+#include "values/numbers/NumberReader.h"
+
+/// How numbers are written: the patterns and signs that ICU knows for a locale (Unicode TR 35) under the
+/// wishes of a formatter. Almost every number is written here from what ICU's format was found to do; the
+/// rest, and everything where that was found to differ, by ICU itself. Negative numbers begin with a minus
+/// sign where the locale would put them into parentheses or the sign behind them. Belongs to one formatter
+/// and its thread.
+class NumberStyle {
+ public:
+  enum class Kind : std::uint8_t { kDecimal, kCurrency, kPercent };
+
+  /// What is not set is the locale's.
+  struct Wishes {
+    Kind kind = Kind::kDecimal;
+    std::optional<std::string> decimalSeparator;
+    std::optional<std::string> groupingSeparator;
+    std::optional<std::string> currencyCode;  ///< ISO 4217
+    std::optional<std::string> currencySymbol;
+    std::optional<int> minimumFractionDigits;
+    std::optional<int> maximumFractionDigits;
+  };
+
+  /// `locale` is ICU's identifier, for instance "de_CH".
+  NumberStyle(const std::string& locale, const Wishes& wishes);
+  ~NumberStyle();
+  NumberStyle(const NumberStyle&) = delete;
+  NumberStyle& operator=(const NumberStyle&) = delete;
+
+  /// Rounded half to even to the digits that are shown, and without a sign when that is zero.
+  std::string format(const qw::Decimal& value) const;
+  const NumberReader& reader() const { return reader_; }
+  const std::string& decimalSeparator() const { return decimalSeparator_; }
+  const std::string& groupingSeparator() const { return groupingSeparator_; }
+  const std::string& percentSign() const { return percentSign_; }
+  int minimumFractionDigits() const { return minimumFractionDigits_; }
+  int maximumFractionDigits() const { return maximumFractionDigits_; }
+
+  /// From 0 to `kMaxFractionDigits`; the last one set moves the other where they would cross.
+  void setMinimumFractionDigits(int digits);
+  void setMaximumFractionDigits(int digits);
+  static constexpr int kMaxFractionDigits = -qw::Decimal::kMinExponent;
+
+ private:
+  struct Format;
+  /// What stands around the digits of a number.
+  struct Affixes {
+    std::string prefix;
+    std::string suffix;
+  };
+
+  std::string formatWithICU(const qw::Decimal& value) const;
+  std::optional<std::string> formatHere(const qw::Decimal& value) const;
+  bool learn();
+
+  std::unique_ptr<Format> icu_;
+  Kind kind_;
+  std::string decimalSeparator_;
+  std::string groupingSeparator_;
+  std::string percentSign_;
+  int minimumFractionDigits_ = 0;
+  int maximumFractionDigits_ = 0;
+  std::size_t primaryGroupingSize_ = 0;  // 0 without groups
+  std::size_t secondaryGroupingSize_ = 0;
+  Affixes positive_;
+  Affixes negative_;
+  std::array<std::string, 10> digits_;  // none when they are ASCII
+  bool canFormatHere_ = false;
+  NumberReader reader_;
+};

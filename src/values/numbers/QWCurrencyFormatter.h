@@ -1,0 +1,76 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "values/numbers/QWCurrency.h"
+#include "values/numbers/QWNumberFormatter.h"
+
+/// Writes amounts of money with the symbol and the decimals of a currency, and reads them, converting those
+/// typed with the symbol or code of another currency that it knows. Belongs to one thread, like every number
+/// formatter.
+///
+///     QWCurrencyFormatter formatter;
+///     formatter.setCurrency(euro);
+///     formatter.setCurrencies({euro, dollar});
+///     if (formatter.getObjectValue(value, "USD 10 + 5")) …  // in euros
+class QWCurrencyFormatter : public QWNumberFormatter {
+ public:
+  /// A bool of the user's settings: whether "1250" is read as 12.50.
+  static constexpr std::string_view kAutomaticallyInsertDecimalSeparatorKey =
+      "QWCurrencyFormatterAutomaticallyInsertDecimalSeparator";
+  /// An amount with more symbols and codes than these is not read.
+  static constexpr int kMaxSigns = 8;
+
+  /// In the currency, or with up to six fraction digits and no symbol for none.
+  static std::string formatValue(const qw::Decimal& value, const QWCurrency* currency);
+  static std::string formatValue(const qw::Decimal& value, const std::optional<QWCurrency>& currency) {
+    return formatValue(value, currency ? &*currency : nullptr);
+  }
+
+  /// Writes the currency of the locale until one is set.
+  QWCurrencyFormatter();
+
+  /// Shown, and meant by a number alone.
+  const std::optional<QWCurrency>& currency() const { return currency_; }
+  /// Also takes over code, symbol, fraction digits and rounding, as `updateCurrency` does.
+  void setCurrency(std::optional<QWCurrency> currency);
+  void updateCurrency();
+  /// Those that a text may name.
+  const std::vector<QWCurrency>& currencies() const { return currencies_; }
+  void setCurrencies(std::vector<QWCurrency> currencies);
+  /// True at first. The user's setting must be true as well, and only a number without a decimal separator
+  /// and without a symbol or code is meant.
+  bool canInsertDecimalSeparatorAutomatically() const { return canInsertDecimalSeparator_; }
+  void setCanInsertDecimalSeparatorAutomatically(bool can) { canInsertDecimalSeparator_ = can; }
+  /// Another code brings its own symbol; a symbol alone replaces what is shown.
+  void setCurrencyCode(std::string_view code);
+  void setCurrencySymbol(std::string_view symbol);
+
+  /// Moves the minus sign of "$-5" before the symbol.
+  std::optional<Components> componentsFromString(std::string_view text) const override;
+  void fixEnglishNotation(Components& components) const;
+  std::optional<qw::Decimal> evaluateString(std::string_view text) const override;
+
+ private:
+  /// A symbol or code as it stands in texts, and the index of its currency.
+  struct Sign {
+    std::string text;
+    std::size_t currency;
+  };
+
+  std::vector<Sign> longestFirst(const std::string& (QWCurrency::*text)() const) const;
+  std::optional<qw::Decimal> evaluateAmount(std::string_view text, int taken) const;
+  std::optional<qw::Decimal> evaluateNumber(std::string_view text, int taken) const;
+
+  std::optional<QWCurrency> currency_;
+  std::vector<QWCurrency> currencies_;
+  std::vector<Sign> symbols_;  // the longest first
+  std::vector<Sign> codes_;
+  std::array<bool, 256> beginsSign_{};  // the first bytes of all symbols and codes
+  bool canInsertDecimalSeparator_ = true;
+};
