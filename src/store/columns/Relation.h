@@ -22,9 +22,15 @@ struct Relation {
   /// For a reference, an owned object and a parent: the target, deleted or not.
   std::shared_ptr<QWDatabaseObject> (*target)(const QWDatabaseObject&) = nullptr;
   /// Stores the target and nothing else: no undo, no notice.
-  void (*setTarget)(QWDatabaseObject&, const std::shared_ptr<QWDatabaseObject>&) = nullptr;
+  void (*store)(QWDatabaseObject&, QWDatabaseObject* target) = nullptr;
   /// For children.
   ChildList& (*list)(QWDatabaseObject&) = nullptr;
+
+  void setTarget(QWDatabaseObject& object, QWDatabaseObject* target) const { store(object, target); }
+  void setTarget(QWDatabaseObject& object, const std::shared_ptr<QWDatabaseObject>& target) const {
+    store(object, target.get());
+  }
+  void setTarget(QWDatabaseObject& object, std::nullptr_t) const { store(object, nullptr); }
 };
 
 /// How the store keeps one property.

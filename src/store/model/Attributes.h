@@ -86,14 +86,18 @@ struct LinkStorage {
   static std::shared_ptr<QWDatabaseObject> target(const QWDatabaseObject& object) {
     return lockLink(static_cast<const Owner&>(object).*Member);
   }
-  static void setTarget(QWDatabaseObject& object, const std::shared_ptr<QWDatabaseObject>& target) {
-    static_cast<Owner&>(object).*Member = Link(std::static_pointer_cast<Target>(target));
+  static void store(QWDatabaseObject& object, QWDatabaseObject* target) {
+    auto* typed = static_cast<Target*>(target);
+    if constexpr (std::is_same_v<Link, std::shared_ptr<Target>>)
+      static_cast<Owner&>(object).*Member = typed ? typed->template sharedAs<Target>() : nullptr;
+    else
+      static_cast<Owner&>(object).*Member = Link(typed);
   }
   static void bind(RowBinder& row, const QWDatabaseObject& object) {
     const auto* target = (static_cast<const Owner&>(object).*Member).get();
     row.bindID(target && !target->isDeleted() ? target->ID() : ObjectID());
   }
-  static constexpr Relation kRelation{&targetClass, &target, &setTarget, nullptr};
+  static constexpr Relation kRelation{&targetClass, &target, &store, nullptr};
   static constexpr PropertyStorage kStorage{
       TextColumn::suffixes, TextColumn::types, &bind, nullptr, nullptr, &kRelation};
 };

@@ -41,11 +41,12 @@ std::shared_ptr<QWDatabaseObject> Loader::loadRoot(const Class& root) {
   rows->next();  // tells whether the row was read whole
   rows.reset();
   if (object) arrive(object);
-  while (expanded_ < arrived_.size() || !owned_.empty()) {
-    while (expanded_ < arrived_.size()) attachChildren(*arrived_[expanded_++]);
-    const std::size_t before = arrived_.size();
+  registerArrived();
+  while (expanded_ < parents_.size() || !owned_.empty()) {
+    while (expanded_ < parents_.size()) attachChildren(*parents_[expanded_++]);
+    const std::size_t before = arrivedCount_;
     attachOwned();
-    if (arrived_.size() == before) break;
+    if (arrivedCount_ == before) break;
   }
   resolveReferences();
   return object;
@@ -58,59 +59,78 @@ Loader::ObjectPointer Loader::makeObject(const Class& elementClass, QWDatabaseRe
     Log::warning("A row of {} is of no class of this store", elementClass.table());
     return nullptr;
   }
-  parents_.clear();
+  rowParents_.clear();
+  rowParent_ = nullptr;
   object->initWithRow(manager_, row);
   return object;
 }
 
-const ObjectID& Loader::idAt(const RowReader& row, int column) {
-  RecentID& recent = recentIDs_[static_cast<std::size_t>(std::max(0, column)) % recentIDs_.size()];
+const Loader::Recent& Loader::recentAt(const RowReader& row, int column) {
+  Recent& recent = recent_[static_cast<std::size_t>(std::max(0, column)) % recent_.size()];
   if (const std::string_view text = row.text(column); text != recent.text) {
     recent.text = text;
     recent.id = ObjectID(text);
+    recent.object = nullptr;
   }
-  return recent.id;
+  if (!recent.object && recent.id) recent.object = manager_.objects_.find(recent.id);
+  return recent;
 }
 
 void Loader::readRelations(QWDatabaseObject& object, const ClassSchema& schema, const RowReader& row,
                            const int* columns) {
-  for (const auto& entry : schema.parents())
-    if (const ObjectID& parent = idAt(row, columns[entry.column]))
-      parents_.push_back({&object, entry.property, parent});
-  for (const auto& entry : schema.references())
-    if (const ObjectID& target = idAt(row, columns[entry.column]))
-      references_.push_back({&object, entry.property, target});
+  for (const auto& entry : schema.parents()) {
+    const Recent& parent = recentAt(row, columns[entry.column]);
+    if (!parent.id) continue;
+    if (rowParents_.empty()) rowParent_ = parent.object;
+    rowParents_.push_back({&object, entry.property, parent.id});
+  }
+  for (const auto& entry : schema.references()) {
+    const Recent& target = recentAt(row, columns[entry.column]);
+    if (!target.id) continue;
+    const Relation& relation = *entry.storage->relation;
+    if (target.object && target.object->isKindOf(relation.targetClass()))
+      relation.setTarget(object, target.object);
+    else
+      references_.push_back({&object, entry.property, target.id});
+  }
   for (const auto& entry : schema.owned())
-    if (const ObjectID& target = idAt(row, columns[entry.column]))
+    if (const ObjectID& target = recentAt(row, columns[entry.column]).id)
       owned_.push_back({&object, entry.property, target});
 }
 
 void Loader::keep(Table& table, ObjectPointer object) {
-  if (parents_.empty()) {
+  if (rowParents_.empty()) {
     if (!table.ownedByID.try_emplace(object->ID(), object).second) dropped_.push_back(std::move(object));
     return;
   }
   // Most parents have arrived when the table of their children is read: the child goes into its list while it
   // is at hand.
-  if (parents_.size() == 1 && attachAtOnce(object, parents_.front())) return;
-  for (const Link& parent : parents_)
+  if (rowParents_.size() == 1 && rowParent_ &&
+      attachAtOnce(object, *rowParents_.front().property, *rowParent_))
+    return;
+  for (const Link& parent : rowParents_)
     table.buckets[parent.property->key].listFor(parent.target).push_back(object);
 }
 
-bool Loader::attachAtOnce(const ObjectPointer& object, const Link& link) {
-  if (!(link.target == open_.parentID) || link.property != open_.parentProperty) {
-    open_ = {link.target, link.property, manager_.objects_.objectForKey(link.target), nullptr};
-    if (open_.parent) {
-      const Property* children = open_.parent->objectClass().property(link.property->inverse);
-      if (children && children->kind == PropertyKind::kChildren)
-        open_.list = &children->storage->relation->list(*open_.parent);
-      if (open_.list && (filled_.empty() || filled_.back() != open_.list)) filled_.push_back(open_.list);
-    }
+void Loader::openListOf(QWDatabaseObject& parent, const Property& parentProperty) {
+  open_ = {&parent, &parentProperty, parent.sharedAs<QWDatabaseObject>(), nullptr, nullptr, true};
+  const Property* children = parent.objectClass().property(parentProperty.inverse);
+  if (!children || children->kind != PropertyKind::kChildren) return;
+  open_.list = &children->storage->relation->list(parent);
+  open_.elementClass = &children->storage->relation->targetClass();
+}
+
+bool Loader::attachAtOnce(ObjectPointer& object, const Property& parentProperty, QWDatabaseObject& parent) {
+  if (open_.parent != &parent || open_.parentProperty != &parentProperty) openListOf(parent, parentProperty);
+  if (!open_.list || !object->isKindOf(*open_.elementClass)) return false;
+  parentProperty.storage->relation->setTarget(*object, open_.owner.get());
+  auto& items = open_.list->items_;
+  if (open_.isRegular && object->index_ != static_cast<std::int64_t>(items.size())) {
+    open_.isRegular = false;
+    irregular_.push_back(open_.list);
   }
-  if (!open_.list || !object->isKindOf(open_.list->property_->storage->relation->targetClass())) return false;
-  link.property->storage->relation->setTarget(*object, open_.parent);
-  arrive(object);
-  open_.list->items_.push_back(object);
+  items.push_back(object);
+  arrive(std::move(object));
   return true;
 }
 
@@ -136,7 +156,6 @@ void Loader::reserveFor(const std::string& table) {
   const auto highest = static_cast<std::uintmax_t>(std::max<std::int64_t>(0, rows->reader().int64(0)));
   const auto count = static_cast<std::size_t>(std::min(highest, size / kSmallestRow));
   manager_.objects_.reserve(manager_.objects_.count() + count);
-  arrived_.reserve(arrived_.size() + count);
 }
 
 Loader::Table& Loader::tableOf(const Class& c) {
@@ -153,17 +172,27 @@ Loader::Table& Loader::tableOf(const Class& c) {
   rows->loader_ = this;
   while (rows->next())
     if (ObjectPointer object = makeObject(*base, *rows)) keep(table, std::move(object));
+  registerArrived();
   open_ = {};
-  std::sort(filled_.begin(), filled_.end());
-  filled_.erase(std::unique(filled_.begin(), filled_.end()), filled_.end());
-  for (ChildList* list : filled_) sortByIndex(*list);
-  filled_.clear();
+  std::sort(irregular_.begin(), irregular_.end());
+  irregular_.erase(std::unique(irregular_.begin(), irregular_.end()), irregular_.end());
+  for (ChildList* list : irregular_) sortByIndex(*list);
+  irregular_.clear();
   return table;
 }
 
-void Loader::arrive(const ObjectPointer& object) {
-  manager_.registerObject(*object);
-  arrived_.push_back(object);
+void Loader::arrive(ObjectPointer object) {
+  constexpr std::size_t kBatch = 64;
+  object->registered_ = true;
+  ++arrivedCount_;
+  if (!ClassSchema::of(object->objectClass()).children().empty()) parents_.push_back(object.get());
+  arrived_.push_back(std::move(object));
+  if (arrived_.size() == kBatch) registerArrived();
+}
+
+void Loader::registerArrived() {
+  manager_.registerObjects(arrived_);
+  arrived_.clear();
 }
 
 void Loader::attachChildren(QWDatabaseObject& parent) {
@@ -178,16 +207,16 @@ void Loader::attachChildren(QWDatabaseObject& parent) {
     buckets->second.lists[place->second].clear();
     ChildList& list = relation.list(parent);
     list.items_.reserve(list.items_.size() + children.size());
-    const ObjectPointer self = parent.sharedAs<QWDatabaseObject>();
     for (ObjectPointer& child : children) {
       if (child->registered_ || !child->isKindOf(relation.targetClass())) {
         dropped_.push_back(std::move(child));
         continue;
       }
-      child->objectClass().property(entry.property->inverse)->storage->relation->setTarget(*child, self);
-      arrive(child);
-      list.items_.push_back(std::move(child));
+      child->objectClass().property(entry.property->inverse)->storage->relation->setTarget(*child, &parent);
+      list.items_.push_back(child);
+      arrive(std::move(child));
     }
+    registerArrived();
     sortByIndex(list);
   }
 }
@@ -204,21 +233,22 @@ void Loader::attachOwned() {
     Table& table = tableOf(relation.targetClass());
     const auto found = table.ownedByID.find(link.target);
     if (found == table.ownedByID.end() || !found->second->isKindOf(relation.targetClass())) continue;
-    const ObjectPointer target = std::move(found->second);
+    ObjectPointer target = std::move(found->second);
     table.ownedByID.erase(found);
-    relation.setTarget(*link.object, target);
-    arrive(target);
+    relation.setTarget(*link.object, target.get());
+    arrive(std::move(target));
   }
+  registerArrived();
 }
 
 void Loader::resolveReferences() {
   ObjectID lastID;
-  ObjectPointer last;
+  QWDatabaseObject* last = nullptr;
   for (const Link& link : references_) {
     if (!link.object->registered_) continue;
     if (!(link.target == lastID)) {
       lastID = link.target;
-      last = manager_.objects_.objectForKey(lastID);
+      last = manager_.objects_.find(lastID);
     }
     const Relation& relation = *link.property->storage->relation;
     if (last && last->isKindOf(relation.targetClass())) relation.setTarget(*link.object, last);

@@ -56,46 +56,56 @@ class Loader {
     const Property* property;
     ObjectID target;
   };
-
+  /// The ID last read from a column, and its object if that has arrived: neighbouring rows mostly belong and
+  /// refer to the same objects.
+  struct Recent {
+    std::string text;
+    ObjectID id;
+    QWDatabaseObject* object = nullptr;
+  };
   /// The list of an object that arrived, into which children go as they are read.
   struct OpenList {
-    ObjectID parentID;
+    const QWDatabaseObject* parent = nullptr;
     const Property* parentProperty = nullptr;
-    ObjectPointer parent;
-    ChildList* list = nullptr;  // null: the parent has not arrived
+    ObjectPointer owner;
+    ChildList* list = nullptr;  // null: the parent takes no such children
+    const Class* elementClass = nullptr;
+    bool isRegular = false;  // so far the children came in their order
   };
 
   void reserveFor(const std::string& table);
   Table& tableOf(const Class& c);
   ObjectPointer makeObject(const Class& elementClass, QWDatabaseResultSet& row);
   void keep(Table& table, ObjectPointer object);
-  /// Puts the object into its parent's list. False when the parent has not arrived or takes no such children.
-  bool attachAtOnce(const ObjectPointer& object, const Link& link);
+  const Recent& recentAt(const RowReader& row, int column);
+  /// Puts the object of the current row into the list of a parent that has arrived. False when that takes no
+  /// such children.
+  bool attachAtOnce(ObjectPointer& object, const Property& parentProperty, QWDatabaseObject& parent);
+  void openListOf(QWDatabaseObject& parent, const Property& parentProperty);
   static void sortByIndex(ChildList& list);
   void attachChildren(QWDatabaseObject& parent);
   void attachOwned();
   void resolveReferences();
-  void arrive(const ObjectPointer& object);
+  /// The way from the root leads to the object.
+  void arrive(ObjectPointer object);
+  void registerArrived();
 
   QWDatabaseManager& manager_;
   std::unordered_map<std::string, Table> tables_;
-  std::vector<ObjectPointer> arrived_;  // in order; children are attached from the front
-  std::size_t expanded_ = 0;
+  std::vector<ObjectPointer> arrived_;  // not registered yet
+  std::size_t arrivedCount_ = 0;
+  std::vector<QWDatabaseObject*> parents_;  // arrived objects whose class has children, in order
+  std::size_t expanded_ = 0;                // how many of them have got their children
   std::vector<Link> references_;
   std::vector<Link> owned_;
   std::vector<ObjectPointer> dropped_;  // links may still name them
-  /// The ID last read from a column: neighbouring rows mostly belong and refer to the same objects.
-  struct RecentID {
-    std::string text;
-    ObjectID id;
-  };
-  const ObjectID& idAt(const RowReader& row, int column);
-  std::array<RecentID, 16> recentIDs_;  // by column
+  std::array<Recent, 16> recent_;       // by column
 
   OpenList open_;
-  std::vector<ChildList*> filled_;  // lists that got children while a table was read
+  std::vector<ChildList*> irregular_;  // lists that got children out of their order while a table was read
   // Of the row being read:
-  std::vector<Link> parents_;
+  std::vector<Link> rowParents_;
+  QWDatabaseObject* rowParent_ = nullptr;  // the first one, if it has arrived
 };
 
 }  // namespace qw

@@ -189,6 +189,14 @@ void QWDatabaseManager::registerObject(QWDatabaseObject& object) {
   objects_.setObjectForKey(std::move(shared), object.ID());
 }
 
+void QWDatabaseManager::registerObjects(std::span<const std::shared_ptr<QWDatabaseObject>> objects) {
+  while (!objects.empty()) {
+    const std::size_t added = objects_.hasRequests() ? 0 : objects_.addObjects(objects);
+    if (added < objects.size()) registerObject(*objects[added]);
+    objects = objects.subspan(std::min(objects.size(), added + 1));
+  }
+}
+
 void QWDatabaseManager::unregisterObject(QWDatabaseObject& object) {
   if (objects_.find(object.ID()) != &object) return;
   object.registered_ = false;

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -297,6 +298,8 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   /// Rows that name the object by its ID are to be written: it has another one, or none while it is deleted.
   void nameChanged(QWDatabaseObject& object);
   void touchRowsThatName();
+  /// Many at once, as they are loaded.
+  void registerObjects(std::span<const std::shared_ptr<QWDatabaseObject>> objects);
   void listIsStale(QWDatabaseObject& owner, qw::ChildList& list);
   void settle();
   void performWaitingMoves();

@@ -11,11 +11,17 @@ std::uint32_t tagOf(std::size_t hash) { return static_cast<std::uint32_t>(hash ^
 
 }  // namespace
 
+const qw::ObjectID& QWRequestsMap::keyOf(std::uint32_t place) const {
+  if (!otherKeys_.empty())
+    if (const auto other = otherKeys_.find(place); other != otherKeys_.end()) return other->second;
+  return entries_[place]->ID();
+}
+
 std::vector<qw::ObjectID> QWRequestsMap::allKeys() const {
   std::vector<qw::ObjectID> keys;
   keys.reserve(count_);
-  for (const Entry& entry : entries_)
-    if (entry.object) keys.push_back(entry.key);
+  for (std::size_t i = 0; i < entries_.size(); ++i)
+    if (entries_[i]) keys.push_back(keyOf(static_cast<std::uint32_t>(i)));
   return keys;
 }
 
@@ -27,38 +33,77 @@ std::vector<QWRequestsMap::Object> QWRequestsMap::allValues() const {
 }
 
 /// The slot that holds the key, or the free one where it would go. Requires slots.
-std::size_t QWRequestsMap::slotOf(const qw::ObjectID& key) const {
+std::size_t QWRequestsMap::slotOf(const qw::ObjectID& key, std::size_t hash) const {
   const std::size_t mask = slots_.size() - 1;
-  const std::size_t hash = key.hash();
   const std::uint32_t tag = tagOf(hash);
-  std::size_t slot = (hash >> 16) & mask;
-  while (slots_[slot].place != kFree && !(slots_[slot].tag == tag && entries_[slots_[slot].place].key == key))
-    slot = (slot + 1) & mask;
+  const auto isKey = [&](const Slot& slot) {
+    return slot.tag == tag && entries_[slot.place] && keyOf(slot.place) == key;
+  };
+  std::size_t slot = homeOf(hash);
+  while (slots_[slot].place != kFree && !isKey(slots_[slot])) slot = (slot + 1) & mask;
   return slot;
 }
 
 QWDatabaseObject* QWRequestsMap::find(const qw::ObjectID& key) const {
   if (slots_.empty()) return nullptr;
   const std::uint32_t place = slots_[slotOf(key)].place;
-  return place == kFree ? nullptr : entries_[place].object.get();
+  return place == kFree ? nullptr : entries_[place].get();
 }
 
 QWRequestsMap::Object QWRequestsMap::objectForKey(const qw::ObjectID& key) const {
   if (slots_.empty()) return nullptr;
   const std::uint32_t place = slots_[slotOf(key)].place;
-  return place == kFree ? nullptr : entries_[place].object;
+  return place == kFree ? nullptr : entries_[place];
 }
 
+/// Also lets go of the places of removed objects.
 void QWRequestsMap::rebuild(std::size_t capacity) {
-  std::erase_if(entries_, [](const Entry& entry) { return !entry.object; });
+  std::unordered_map<std::uint32_t, qw::ObjectID> otherKeys;
+  std::uint32_t kept = 0;
+  for (std::uint32_t place = 0; place < entries_.size(); ++place) {
+    if (!entries_[place]) continue;
+    if (const auto other = otherKeys_.find(place); other != otherKeys_.end()) otherKeys[kept] = other->second;
+    if (kept != place) entries_[kept] = std::move(entries_[place]);
+    ++kept;
+  }
+  entries_.resize(kept);
   entries_.reserve(capacity);
+  otherKeys_ = std::move(otherKeys);
   slots_.assign(std::bit_ceil(capacity * 2), Slot());
-  for (std::size_t i = 0; i < entries_.size(); ++i)
-    slots_[slotOf(entries_[i].key)] = {static_cast<std::uint32_t>(i), tagOf(entries_[i].key.hash())};
+  for (std::uint32_t place = 0; place < kept; ++place) {
+    const std::size_t hash = keyOf(place).hash();
+    std::size_t slot = homeOf(hash);
+    while (slots_[slot].place != kFree) slot = (slot + 1) & (slots_.size() - 1);
+    slots_[slot] = {place, tagOf(hash)};
+  }
 }
 
 void QWRequestsMap::reserve(std::size_t count) {
   if (count * 2 > slots_.size()) rebuild(count);
+}
+
+/// Removed objects keep their places until a rebuild, so that probing stays right.
+void QWRequestsMap::makeRoom() {
+  if ((entries_.size() + 1) * 2 > slots_.size()) rebuild(std::max<std::size_t>(8, (count_ + 1) * 2));
+}
+
+void QWRequestsMap::add(Object object, std::size_t slot, std::size_t hash) {
+  slots_[slot] = {static_cast<std::uint32_t>(entries_.size()), tagOf(hash)};
+  entries_.push_back(std::move(object));
+  ++count_;
+}
+
+std::size_t QWRequestsMap::addObjects(std::span<const Object> objects) {
+  if (objects.empty()) return 0;
+  if ((entries_.size() + objects.size()) * 2 > slots_.size()) rebuild((count_ + objects.size()) * 2);
+  for (const Object& object : objects) __builtin_prefetch(&slots_[homeOf(object->ID().hash())], 1);
+  for (std::size_t i = 0; i < objects.size(); ++i) {
+    const std::size_t hash = objects[i]->ID().hash();
+    const std::size_t slot = slotOf(objects[i]->ID(), hash);
+    if (slots_[slot].place != kFree) return i;
+    add(objects[i], slot, hash);
+  }
+  return objects.size();
 }
 
 void QWRequestsMap::requestObjectForKey(const qw::ObjectID& key, Request block) {
@@ -71,18 +116,18 @@ void QWRequestsMap::requestObjectForKey(const qw::ObjectID& key, Request block) 
 }
 
 void QWRequestsMap::setObjectForKey(Object object, const qw::ObjectID& key) {
-  // Removed entries keep their place until a rebuild, so that probing stays right.
-  if ((entries_.size() + 1) * 2 > slots_.size()) rebuild(std::max<std::size_t>(8, (count_ + 1) * 2));
-  Slot& slot = slots_[slotOf(key)];
-  if (slot.place == kFree) {
-    slot = {static_cast<std::uint32_t>(entries_.size()), tagOf(key.hash())};
-    entries_.push_back({key, std::move(object)});
-    ++count_;
-  } else {
-    Entry& entry = entries_[slot.place];
-    if (!entry.object) ++count_;
-    entry.object = std::move(object);
-  }
+  makeRoom();
+  const std::size_t hash = key.hash();
+  const std::size_t slot = slotOf(key, hash);
+  const bool isNew = slots_[slot].place == kFree;
+  const bool isOwnKey = object->ID() == key;
+  if (isNew) add(std::move(object), slot, hash);
+  const std::uint32_t place = slots_[slot].place;
+  if (!isNew) entries_[place] = std::move(object);
+  if (!isOwnKey)
+    otherKeys_.insert_or_assign(place, key);
+  else if (!otherKeys_.empty())
+    otherKeys_.erase(place);
   if (requests_.empty()) return;
   const auto waiting = requests_.find(key);
   if (waiting == requests_.end()) return;
@@ -95,14 +140,15 @@ void QWRequestsMap::setObjectForKey(Object object, const qw::ObjectID& key) {
 void QWRequestsMap::removeObjectForKey(const qw::ObjectID& key) {
   if (slots_.empty()) return;
   const std::uint32_t place = slots_[slotOf(key)].place;
-  if (place == kFree || !entries_[place].object) return;
-  const Object removed =
-      std::exchange(entries_[place].object, nullptr);  // dies after the map is consistent again
+  if (place == kFree) return;
+  if (!otherKeys_.empty()) otherKeys_.erase(place);
+  const Object removed = std::exchange(entries_[place], nullptr);  // dies after the map is consistent again
   --count_;
 }
 
 void QWRequestsMap::removeAllObjects() {
-  const std::vector<Entry> removed = std::exchange(entries_, {});
+  const std::vector<Object> removed = std::exchange(entries_, {});
+  otherKeys_.clear();
   slots_.clear();
   count_ = 0;
 }

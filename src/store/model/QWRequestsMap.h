@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
@@ -10,7 +11,8 @@
 class QWDatabaseObject;
 
 /// The objects of a store by their ID, in the order of registration, with requests for objects that are not
-/// there yet. Open addressing over a dense list: registering and looking up take constant time.
+/// there yet. Open addressing over a dense list: registering and looking up take constant time. An object
+/// under its own ID, as those of a store are, keeps that ID while it is registered; its key costs no memory.
 class QWRequestsMap {
  public:
   using Object = std::shared_ptr<QWDatabaseObject>;
@@ -31,37 +33,45 @@ class QWRequestsMap {
   /// Calls `visit(const Object&)` in the order of registration; nothing may be added or removed meanwhile.
   template <class Visit>
   void forEach(Visit visit) const {
-    for (const Entry& entry : entries_)
-      if (entry.object) visit(entry.object);
+    for (const Object& entry : entries_)
+      if (entry) visit(entry);
   }
 
   /// Runs the block when an object with the key is stored; at once, with what there is, for a key that is
   /// present or empty.
   void requestObjectForKey(const qw::ObjectID& key, Request block);
+  bool hasRequests() const { return !requests_.empty(); }
   bool hasRequestsForKey(const qw::ObjectID& key) const { return requests_.contains(key); }
   /// Stores the object, then runs the key's requests in their order.
   void setObjectForKey(Object object, const qw::ObjectID& key);
+  /// Stores objects under their own IDs until one meets an ID that another object has; answers how many it
+  /// stored. For many at once: a look-up in a large table waits for memory, and these wait together. Requires
+  /// that nothing is requested.
+  std::size_t addObjects(std::span<const Object> objects);
   void removeObjectForKey(const qw::ObjectID& key);
   void removeAllObjects();
   /// Answers every request with null and forgets it.
   void removeAllRequests();
 
  private:
-  struct Entry {
-    qw::ObjectID key;
-    Object object;  // null: removed
-  };
   static constexpr std::uint32_t kFree = 0xffffffff;
   struct Slot {
     std::uint32_t place = kFree;  // in entries_
     std::uint32_t tag = 0;        // of the key's hash, so that a collision rarely has to look at the entry
   };
 
-  std::size_t slotOf(const qw::ObjectID& key) const;
+  std::size_t slotOf(const qw::ObjectID& key) const { return slotOf(key, key.hash()); }
+  std::size_t slotOf(const qw::ObjectID& key, std::size_t hash) const;
+  /// Where the search for the hash begins.
+  std::size_t homeOf(std::size_t hash) const { return (hash >> 16) & (slots_.size() - 1); }
+  const qw::ObjectID& keyOf(std::uint32_t place) const;
+  void add(Object object, std::size_t slot, std::size_t hash);
   void rebuild(std::size_t capacity);
+  void makeRoom();
 
-  std::vector<Entry> entries_;
-  std::vector<Slot> slots_;  // a power of two, at most half full
+  std::vector<Object> entries_;                                // null: removed
+  std::unordered_map<std::uint32_t, qw::ObjectID> otherKeys_;  // of entries under another key than their ID
+  std::vector<Slot> slots_;                                    // a power of two, at most half full
   std::size_t count_ = 0;
   std::unordered_map<qw::ObjectID, std::vector<Request>> requests_;
 };
