@@ -1,6 +1,7 @@
 // What a synchronization asks of a store: the objects of each step, links and places that are found by ID.
 #include <algorithm>
 
+#include "store/compare/SynchronizationQueue.h"
 #include "store/model/ClassSchema.h"
 #include "store/model/QWDatabaseManager.h"
 
@@ -107,6 +108,33 @@ void QWDatabaseManager::performWaitingMoves() {
       insert(object, *listFor(object, *place->property, *place->object),
              place == places.begin() ? move.siblings : nullptr);
   }
+}
+
+qw::SynchronizationQueue& QWDatabaseManager::synchronizationQueue() {
+  if (!synchronizationQueue_) synchronizationQueue_ = std::make_shared<qw::SynchronizationQueue>(*this);
+  return *synchronizationQueue_;
+}
+
+void QWDatabaseManager::enqueueSynchronizationBlock(SynchronizationBlock block) {
+  synchronizationQueue().enqueue(std::move(block));
+}
+
+void QWDatabaseManager::dequeueSynchronizationBlock() { synchronizationQueue().dequeue(); }
+
+void QWDatabaseManager::cancelPendingSynchronizations() {
+  synchronizationQueue().cancel();
+  for (const auto& handler : synchronizationHandlers_) handler->deactivate();
+}
+
+std::shared_ptr<qw::SynchronizationRun> QWDatabaseManager::synchronizationSessionController() const {
+  return synchronizationQueue_ ? synchronizationQueue_->run() : nullptr;
+}
+
+void QWDatabaseManager::synchronizeWithDatabaseAtURL(
+    const std::filesystem::path& URL, bool inBackground, std::optional<qw::Image> otherIcon,
+    SynchronizationStartHandler startHandler, qw::SynchronizationDocument::Completion completionHandler) {
+  synchronizationQueue().synchronize(URL, inBackground, std::move(otherIcon), std::move(startHandler),
+                                     std::move(completionHandler));
 }
 
 std::shared_ptr<QWSynchronizationHandling> QWDatabaseManager::synchronizationHandler(

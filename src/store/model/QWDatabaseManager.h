@@ -3,7 +3,6 @@
 #include <sqlite3.h>
 
 #include <chrono>
-#include <deque>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -28,6 +27,10 @@
 #include "store/model/QWDatabaseResultSet.h"
 #include "store/model/QWRequestsMap.h"
 #include "values/collections/QWCountedSet.h"
+
+namespace qw {
+class SynchronizationQueue;
+}
 
 /// Domain of the store's errors. 1: opening, creating or upgrading failed; 2: invalid query; 3: execution
 /// failed; 4: saving failed, the messages joined by "\n".
@@ -221,9 +224,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
                                     SynchronizationStartHandler startHandler,
                                     qw::SynchronizationDocument::Completion completionHandler);
   /// Of the run that goes on; null when there is none.
-  const std::shared_ptr<qw::SynchronizationRun>& synchronizationSessionController() const {
-    return synchronizationSessionController_;
-  }
+  std::shared_ptr<qw::SynchronizationRun> synchronizationSessionController() const;
 
   // What a subclass says.
   virtual std::string version() const { return "1.0"; }
@@ -303,9 +304,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   void listIsStale(QWDatabaseObject& owner, qw::ChildList& list);
   void settle();
   void performWaitingMoves();
-  void startSynchronization(const qw::SynchronizationDocument::Request& request,
-                            const SynchronizationStartHandler& startHandler,
-                            const qw::SynchronizationDocument::Completion& completionHandler);
+  qw::SynchronizationQueue& synchronizationQueue();
   void undoManagerWillPerform(qw::UndoManager&) override { settle(); }
   void undoManagerDidPerform(qw::UndoManager&) override { settle(); }
 
@@ -329,9 +328,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   QWRequestsMap objects_;
   std::vector<std::function<void()>> afterRequests_;
   std::vector<WaitingMove> waitingMoves_;
-  std::deque<SynchronizationBlock> synchronizationQueue_;
-  std::uint64_t synchronizationCancellations_ = 0;
-  std::shared_ptr<qw::SynchronizationRun> synchronizationSessionController_;
+  std::shared_ptr<qw::SynchronizationQueue> synchronizationQueue_;  // made when it is first asked for
   int disableModifyLastModificationDatesCount_ = 0;
   std::map<std::string, QWCountedSet> completionsSets_;
   qw::Dictionary localParameters_;
