@@ -1,5 +1,5 @@
-#include <platform/base/Resources.h>
 #include <platform/base/UUID.h>
+#include <platform/base/internal/Resources.h>
 #include <values/text/QWStringAdditions.h>
 
 #include <cstdio>
