@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "platform/object/Value.h"
 #include "platform/ui/Form.h"
 #include "values/collections/QWCharacterSeparator.h"
@@ -17,7 +18,7 @@ namespace qw {
 
 /// The options of a CSV import as controls in a form, and what follows from them. Owned by the import's
 /// controller; main thread.
-class CSVImportOptions {
+class QW_EXPORT CSVImportOptions {
  public:
   /// The usual values: UTF-8, semicolons, from line 1 without a header, dates as the locale writes them with
   /// four digits of the year, numbers by guessing.

@@ -10,6 +10,7 @@
 #include "import/QWCSVRows.h"
 #include "platform/base/Date.h"
 #include "platform/base/Decimal.h"
+#include "platform/base/Export.h"
 #include "values/dates/QWDateFormatter.h"
 #include "values/numbers/QWNumberFormatter.h"
 
@@ -26,7 +27,7 @@ namespace qw {
 ///       if (!day) reader.reject(date, "a date is needed");
 ///       if (!reader.isRejected()) book.addExpense(*day, sum.value_or(0));
 ///     }
-class CSVRecordReader {
+class QW_EXPORT CSVRecordReader {
  public:
   /// Why a field was refused.
   struct Rejection {

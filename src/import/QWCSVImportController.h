@@ -13,6 +13,7 @@
 #include "import/QWCSVRows.h"
 #include "platform/base/Data.h"
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 #include "platform/base/Registration.h"
 #include "platform/ui/Form.h"
 #include "platform/ui/Presenter.h"
@@ -32,7 +33,7 @@
 ///     importer->setHasNumbers(true);
 ///     importer->setAutosaveName("Bank statements");
 ///     importer->showOpenPanelInWindow(presenter);
-class QWCSVImportController : public qw::Object {
+class QW_EXPORT QWCSVImportController : public qw::Object {
  public:
   /// Names of columns by the key path of the property that they hold.
   using Mapping = std::map<std::string, std::string, std::less<>>;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/base/Export.h"
 #include "platform/object/Back.h"
 #include "platform/object/Value.h"
 
@@ -20,7 +21,7 @@ class RowBinder;
 /// One pending write. A change of an object holds the values of the moment when it was computed: they are
 /// read from the object when the statement runs, unless the object is edited before, which makes the change
 /// take its own copy first.
-class QWDatabaseChange {
+class QW_EXPORT QWDatabaseChange {
  public:
   using PrepareBlock = std::function<void(QWDatabaseQuery&)>;
 

@@ -5,13 +5,14 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "store/columns/ObjectID.h"
 
 class QWDatabaseObject;
 
 /// The objects of a store by their ID, in the order of registration, with requests for objects that are not
 /// there yet. Open addressing over a dense list: registering and looking up take constant time.
-class QWRequestsMap {
+class QW_EXPORT QWRequestsMap {
  public:
   using Object = std::shared_ptr<QWDatabaseObject>;
   /// Called with the object, or with null when the wait was given up.
