@@ -1,5 +1,4 @@
 // The command that brings two copies of a book into agreement.
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <glib-unix.h>
 #include <sys/file.h>
