@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "bench/Bench.h"
-#include "platform/base/CivilDate.h"
+#include "platform/base/internal/CivilDate.h"
 #include "platform/system/DateText.h"
 #include "platform/system/TimeZone.h"
 #include "values/dates/QWDateFormatter.h"

@@ -142,8 +142,8 @@ bool importWithController(const std::filesystem::path& file, LedgerStore& store)
   QWNumberFormatter numbers;
   importer->options().configure(dates);
   importer->options().configure(numbers);
-  CSVRecordReader reader(importer->rows(), importer->mapping(), dates, numbers);
-  std::array<CSVRecordReader::Column, kKeys.size()> columns;
+  qw::CSVRecordReader reader(importer->rows(), importer->mapping(), dates, numbers);
+  std::array<qw::CSVRecordReader::Column, kKeys.size()> columns;
   for (std::size_t i = 0; i < kKeys.size(); ++i) columns[i] = reader.column(kKeys[i]);
   const auto text = [&](std::size_t column) { return std::string(reader.text(columns[column])); };
   while (reader.next()) {

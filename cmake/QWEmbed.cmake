@@ -1,4 +1,4 @@
-# Writes OUTPUT, a C++ source that holds every file below ROOT as the table that platform/base/Resources.h looks into.
+# Writes OUTPUT, a C++ source that holds every file below ROOT as the table that platform/base/internal/Resources.h looks into.
 file(GLOB_RECURSE files RELATIVE ${ROOT} ${ROOT}/*)
 list(SORT files)
 set(table "")
@@ -7,7 +7,7 @@ foreach(file ${files})
   string(REGEX REPLACE "(..)" "\\\\x\\1" bytes "${bytes}")
   string(APPEND table "    {\"${file}\"sv, \"${bytes}\"sv},\n")
 endforeach()
-file(WRITE ${OUTPUT} "#include \"platform/base/Resources.h\"
+file(WRITE ${OUTPUT} "#include \"platform/base/internal/Resources.h\"
 
 using namespace std::string_view_literals;
 

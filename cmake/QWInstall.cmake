@@ -1,18 +1,24 @@
-# The installed package: headers and libraries, a CMake package with a component for each folder, a pkg-config file.
+# The installed package: headers and libraries, a CMake package with a component for each floor, a pkg-config file.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/QWAdditions)
 set(QW_LINK_FLAGS "")
-foreach(folder ${QW_FOLDERS})
-  install(TARGETS qw_${folder} EXPORT QWAdditionsTargets
+foreach(floor ${QW_FLOORS})
+  install(TARGETS qw_${floor} EXPORT QWAdditionsTargets
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QWAdditions)
-  string(PREPEND QW_LINK_FLAGS "-lqw_${folder} ")
+  string(PREPEND QW_LINK_FLAGS "-lqw_${floor} ")
 endforeach()
+if(BUILD_SHARED_LIBS)
+  install(TARGETS qw_library EXPORT QWAdditionsTargets)
+  set(QW_LINK_FLAGS -lQWAdditions)
+else()
+  string(APPEND QW_LINK_FLAGS -ldate-tz)
+endif()
 install(TARGETS QWAdditions EXPORT QWAdditionsTargets)
 install(EXPORT QWAdditionsTargets NAMESPACE QWAdditions:: DESTINATION ${package})
 
-list(JOIN QW_FOLDERS ", " QW_COMPONENT_NAMES)
+list(JOIN QW_FLOORS ", " QW_COMPONENT_NAMES)
 configure_package_config_file(cmake/QWAdditionsConfig.cmake.in QWAdditionsConfig.cmake INSTALL_DESTINATION ${package})
 write_basic_package_version_file(QWAdditionsConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES cmake/QWDependencies.cmake ${PROJECT_BINARY_DIR}/QWAdditionsConfig.cmake

@@ -9,8 +9,8 @@
 #include "platform/system/Clock.h"
 #include "platform/system/DateText.h"
 #include "platform/system/TimeZone.h"
-#include "values/dates/DatePattern.h"
 #include "values/dates/QWDateFormatter.h"
+#include "values/dates/internal/DatePattern.h"
 
 // The input is a byte that picks a locale, a format up to the end of its line, and a text. Whatever they are:
 // a text that is read has a date or is blank; the date of a plain format is written so that it reads back and

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/base/CivilDate.h"
+#include "platform/base/internal/CivilDate.h"
 #include "platform/system/DateText.h"
 #include "platform/system/TimeZone.h"
 

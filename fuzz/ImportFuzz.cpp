@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "import/CSVRecordReader.h"
-#include "import/CSVText.h"
 #include "import/QWCSVImportController.h"
+#include "import/internal/CSVText.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/TemporaryDirectory.h"
 
@@ -27,7 +27,7 @@ void require(bool holds, int line = __builtin_LINE()) {
 }
 
 /// Enters what the first three bytes say; what they leave is guessed.
-void enterOptions(CSVImportOptions& options, const std::uint8_t* bytes) {
+void enterOptions(qw::CSVImportOptions& options, const std::uint8_t* bytes) {
   using Separator = QWCharacterSeparator;
   if (bytes[0] & 0x80) options.encodingButton->enter(pick(QWStringEncoding::constants(), bytes[0]));
   if (bytes[1] & 0x80)
@@ -86,7 +86,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   importer->options().configure(dates);
   importer->options().configure(numbers);
   const std::size_t firstLine = importer->options().firstLine();
-  CSVRecordReader reader(importer->rows(), importer->mapping(), dates, numbers, firstLine);
+  qw::CSVRecordReader reader(importer->rows(), importer->mapping(), dates, numbers, firstLine);
   const auto date = reader.column("date"), amount = reader.column("amount"), payee = reader.column("payee");
   std::size_t read = 0, line = firstLine;
   const bool isASCII = std::all_of(data + 3, data + size, [](std::uint8_t byte) { return byte < 0x80; });
@@ -105,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   require(reader.position() == importer->rows().size());
   require(read + reader.rejectedRows() == importer->rows().size());
-  require(reader.rejections().size() <= CSVRecordReader::kMaximumRejections);
+  require(reader.rejections().size() <= qw::CSVRecordReader::kMaximumRejections);
   for (const auto& rejection : reader.rejections()) require(!rejection.reason.empty());
   return 0;
 }

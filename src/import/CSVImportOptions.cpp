@@ -4,13 +4,12 @@
 #include <array>
 #include <vector>
 
-#include "import/CSVText.h"
+#include "import/internal/CSVText.h"
 #include "platform/system/Localization.h"
 #include "platform/system/TextEncoding.h"
 
+namespace qw {
 namespace {
-
-using qw::Control;
 
 constexpr std::string_view kEncoding = "encoding";
 constexpr std::string_view kDateFormat = "dateFormat";
@@ -21,10 +20,10 @@ constexpr std::string_view kFirstLine = "firstLine";
 constexpr std::string_view kHasHeader = "hasHeader";
 
 std::string label(std::string_view key) {
-  return qw::Localization::frameworkString("CSVImport." + std::string(key));
+  return Localization::frameworkString("CSVImport." + std::string(key));
 }
 
-std::shared_ptr<qw::Object> object(std::shared_ptr<qw::Object> constant) { return constant; }
+std::shared_ptr<Object> object(std::shared_ptr<Object> constant) { return constant; }
 
 template <class Constants>
 std::shared_ptr<Control> choice(std::string_view key, const Constants& constants) {
@@ -79,8 +78,8 @@ CSVImportOptions::CSVImportOptions()
                  std::array{QWCharacterSeparator::noSeparator(), QWCharacterSeparator::spaceSeparator(),
                             QWCharacterSeparator::dotSeparator(), QWCharacterSeparator::commaSeparator(),
                             QWCharacterSeparator::quoteSeparator()})),
-      form_(qw::Form::make({encodingButton, separatorButton, firstLineField, hasHeaderButton, dateFormatField,
-                            decimalSeparatorButton, groupingSeparatorButton})) {
+      form_(Form::make({encodingButton, separatorButton, firstLineField, hasHeaderButton, dateFormatField,
+                        decimalSeparatorButton, groupingSeparatorButton})) {
   encodingButton->setObjectValue(object(QWStringEncoding::UTF8StringEncoding()));
   separatorButton->setObjectValue(object(QWCharacterSeparator::semicolonSeparator()));
 
@@ -118,8 +117,8 @@ void CSVImportOptions::hideNumbers(bool hidden) {
   groupingSeparatorButton->setHidden(hidden);
 }
 
-qw::Dictionary CSVImportOptions::settings() const {
-  qw::Dictionary settings;
+Dictionary CSVImportOptions::settings() const {
+  Dictionary settings;
   for (const auto& [key, control] :
        {std::pair(kEncoding, encodingButton), std::pair(kSeparator, separatorButton),
         std::pair(kDecimalSeparator, decimalSeparatorButton),
@@ -133,7 +132,7 @@ qw::Dictionary CSVImportOptions::settings() const {
   return settings;
 }
 
-void CSVImportOptions::setSettings(const qw::Dictionary& settings) {
+void CSVImportOptions::setSettings(const Dictionary& settings) {
   const auto text = [&](std::string_view key) -> std::string {
     const auto found = settings.find(key);
     return found != settings.end() && found->second.text() ? *found->second.text() : "";
@@ -167,7 +166,7 @@ void CSVImportOptions::setSettings(const qw::Dictionary& settings) {
 
 void CSVImportOptions::proposeEncoding(std::string_view bytes) {
   if (isEncodingChosen_) return;
-  const qw::TextEncoding guess = qw::TextEncoding::guess(bytes);
+  const TextEncoding guess = TextEncoding::guess(bytes);
   for (const auto& encoding : QWStringEncoding::constants()) {
     if (encoding->encoding() != guess) continue;
     encodingButton->setObjectValue(object(encoding));
@@ -182,9 +181,9 @@ void CSVImportOptions::proposeSeparator(std::string_view text) {
     separatorButton->setObjectValue(object(QWCharacterSeparator::constantWithCharacter(guess)));
 }
 
-qw::TextEncoding CSVImportOptions::encoding() const {
+TextEncoding CSVImportOptions::encoding() const {
   const auto chosen = encodingButton->objectValue().objectAs<QWStringEncoding>();
-  return chosen && chosen->encoding() ? *chosen->encoding() : qw::TextEncoding::utf8();
+  return chosen && chosen->encoding() ? *chosen->encoding() : TextEncoding::utf8();
 }
 
 std::string CSVImportOptions::separator() const {
@@ -208,3 +207,5 @@ void CSVImportOptions::configure(QWNumberFormatter& formatter) const {
   formatter.setDecimalSeparator(decimal->character());
   formatter.setGroupingSeparator(grouping->character());
 }
+
+}  // namespace qw

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "platform/object/Value.h"
 #include "platform/ui/Form.h"
 #include "values/collections/QWCharacterSeparator.h"
@@ -13,9 +14,11 @@
 #include "values/dates/QWDateFormatter.h"
 #include "values/numbers/QWNumberFormatter.h"
 
+namespace qw {
+
 /// The options of a CSV import as controls in a form, and what follows from them. Owned by the import's
 /// controller; main thread.
-class CSVImportOptions {
+class QW_EXPORT CSVImportOptions {
  public:
   /// The usual values: UTF-8, semicolons, from line 1 without a header, dates as the locale writes them with
   /// four digits of the year, numbers by guessing.
@@ -24,21 +27,21 @@ class CSVImportOptions {
   CSVImportOptions(const CSVImportOptions&) = delete;
   CSVImportOptions& operator=(const CSVImportOptions&) = delete;
 
-  const std::shared_ptr<qw::Form>& form() const { return form_; }
+  const std::shared_ptr<Form>& form() const { return form_; }
   void hideDates(bool hidden);
   void hideNumbers(bool hidden);
   /// Called when the user has changed how the file's text is read.
   void setReadingBlock(std::function<void()> block) { readingBlock_ = std::move(block); }
 
   /// The options as settings keep them, by name and number. What cannot be understood is passed over.
-  qw::Dictionary settings() const;
-  void setSettings(const qw::Dictionary& settings);
+  Dictionary settings() const;
+  void setSettings(const Dictionary& settings);
 
   /// Choose what the bytes, or the text, of a file speak for, unless the user or settings have chosen.
   void proposeEncoding(std::string_view bytes);
   void proposeSeparator(std::string_view text);
 
-  qw::TextEncoding encoding() const;
+  TextEncoding encoding() const;
   /// One character.
   std::string separator() const;
   std::size_t firstLine() const;
@@ -47,17 +50,19 @@ class CSVImportOptions {
   void configure(QWDateFormatter& formatter) const;
   void configure(QWNumberFormatter& formatter) const;
 
-  const std::shared_ptr<qw::Control> encodingButton;
-  const std::shared_ptr<qw::Control> separatorButton;
-  const std::shared_ptr<qw::Control> firstLineField;
-  const std::shared_ptr<qw::Control> hasHeaderButton;
-  const std::shared_ptr<qw::Control> dateFormatField;
-  const std::shared_ptr<qw::Control> decimalSeparatorButton;
-  const std::shared_ptr<qw::Control> groupingSeparatorButton;
+  const std::shared_ptr<Control> encodingButton;
+  const std::shared_ptr<Control> separatorButton;
+  const std::shared_ptr<Control> firstLineField;
+  const std::shared_ptr<Control> hasHeaderButton;
+  const std::shared_ptr<Control> dateFormatField;
+  const std::shared_ptr<Control> decimalSeparatorButton;
+  const std::shared_ptr<Control> groupingSeparatorButton;
 
  private:
-  std::shared_ptr<qw::Form> form_;
+  std::shared_ptr<Form> form_;
   std::function<void()> readingBlock_;
   bool isEncodingChosen_ = false;
   bool isSeparatorChosen_ = false;
 };
+
+}  // namespace qw

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 
-#include "import/CSVText.h"
+#include "import/internal/CSVText.h"
 #include "platform/system/Localization.h"
+
+namespace qw {
 
 CSVRecordReader::CSVRecordReader(const QWCSVRows& rows,
                                  const std::map<std::string, std::string, std::less<>>& mapping,
@@ -51,16 +53,16 @@ std::optional<T> CSVRecordReader::parsed(const Column& column, Formatter& format
   const std::string_view field = text(column);
   std::optional<T> value;
   if (field.find_first_not_of(" \t") != field.npos && !formatter.getObjectValue(value, field))
-    reject(column, qw::Localization::frameworkFormat(reason, {field}));
+    reject(column, Localization::frameworkFormat(reason, {field}));
   return value;
 }
 
-std::optional<qw::Date> CSVRecordReader::date(const Column& column) {
-  return parsed<qw::Date>(column, dateFormatter_, "CSVImport.NoDate");
+std::optional<Date> CSVRecordReader::date(const Column& column) {
+  return parsed<Date>(column, dateFormatter_, "CSVImport.NoDate");
 }
 
-std::optional<qw::Decimal> CSVRecordReader::number(const Column& column) {
-  return parsed<qw::Decimal>(column, numberFormatter_, "CSVImport.NoNumber");
+std::optional<Decimal> CSVRecordReader::number(const Column& column) {
+  return parsed<Decimal>(column, numberFormatter_, "CSVImport.NoNumber");
 }
 
 void CSVRecordReader::reject(const Column& column, std::string reason) {
@@ -69,3 +71,5 @@ void CSVRecordReader::reject(const Column& column, std::string reason) {
   if (rejections_.size() < kMaximumRejections)
     rejections_.push_back({line(), column.name_, std::string(text(column)), std::move(reason)});
 }
+
+}  // namespace qw

@@ -10,8 +10,11 @@
 #include "import/QWCSVRows.h"
 #include "platform/base/Date.h"
 #include "platform/base/Decimal.h"
+#include "platform/base/Export.h"
 #include "values/dates/QWDateFormatter.h"
 #include "values/numbers/QWNumberFormatter.h"
+
+namespace qw {
 
 /// Reads the rows of an import one after the other, field by field through the mapping and the parsers, and
 /// keeps an account of what was refused. Uses what it is given, all of which has to outlive it; one thread.
@@ -24,7 +27,7 @@
 ///       if (!day) reader.reject(date, "a date is needed");
 ///       if (!reader.isRejected()) book.addExpense(*day, sum.value_or(0));
 ///     }
-class CSVRecordReader {
+class QW_EXPORT CSVRecordReader {
  public:
   /// Why a field was refused.
   struct Rejection {
@@ -67,8 +70,8 @@ class CSVRecordReader {
   /// The field as it stands, empty when the row has none. Valid as long as the rows are.
   std::string_view text(const Column& column) const;
   /// None for a blank field, and for one that is refused, which rejects the row.
-  std::optional<qw::Date> date(const Column& column);
-  std::optional<qw::Decimal> number(const Column& column);
+  std::optional<Date> date(const Column& column);
+  std::optional<Decimal> number(const Column& column);
 
   /// Rejects this row for a reason of the caller's.
   void reject(const Column& column, std::string reason);
@@ -92,3 +95,5 @@ class CSVRecordReader {
   std::size_t rejectedRows_ = 0;
   std::vector<Rejection> rejections_;
 };
+
+}  // namespace qw

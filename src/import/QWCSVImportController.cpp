@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "import/CSVText.h"
+#include "import/internal/CSVText.h"
 #include "platform/files/UserDefaults.h"
 #include "platform/loop/RunLoop.h"
 #include "platform/object/Property.h"
@@ -53,13 +53,13 @@ void QWCSVImportController::setHasNumbers(bool hasNumbers) {
   if (options_) options_->hideNumbers(!hasNumbers_);
 }
 
-CSVImportOptions& QWCSVImportController::options() {
+qw::CSVImportOptions& QWCSVImportController::options() {
   if (!options_) loadView();
   return *options_;
 }
 
 void QWCSVImportController::loadView() {
-  options_ = std::make_unique<CSVImportOptions>();
+  options_ = std::make_unique<qw::CSVImportOptions>();
   options_->hideDates(!hasDates_);
   options_->hideNumbers(!hasNumbers_);
   options_->setReadingBlock([this] {
@@ -109,8 +109,8 @@ void QWCSVImportController::readRows() {
   readingError_ = {};
   auto text = options().encoding().decode(bytes_.text(), &readingError_);
   if (!text) return;
-  CSVText::normalizeLineEnds(*text);
-  text->erase(0, CSVText::startOfLine(*text, options().firstLine()));
+  qw::CSVText::normalizeLineEnds(*text);
+  text->erase(0, qw::CSVText::startOfLine(*text, options().firstLine()));
   options().proposeSeparator(*text);
   std::vector<std::string> header;
   rows_ = QWStringAdditions::CSVRowsWithSeparator(*std::move(text), options().separator(),

@@ -13,12 +13,13 @@
 #include "import/QWCSVRows.h"
 #include "platform/base/Data.h"
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 #include "platform/base/Registration.h"
 #include "platform/ui/Form.h"
 #include "platform/ui/Presenter.h"
 
 /// Asks for a delimited text file, for how it is read and for which column holds which property, and hands
-/// the rows with two parsers to a block, which makes the objects (`CSVRecordReader` helps). Controls and
+/// the rows with two parsers to a block, which makes the objects (`qw::CSVRecordReader` helps). Controls and
 /// forms are state that a presenter shows; nothing here draws. Owned by whoever makes it, and by an import
 /// until its block has returned; main thread.
 ///
@@ -32,7 +33,7 @@
 ///     importer->setHasNumbers(true);
 ///     importer->setAutosaveName("Bank statements");
 ///     importer->showOpenPanelInWindow(presenter);
-class QWCSVImportController : public qw::Object {
+class QW_EXPORT QWCSVImportController : public qw::Object {
  public:
   /// Names of columns by the key path of the property that they hold.
   using Mapping = std::map<std::string, std::string, std::less<>>;
@@ -62,7 +63,7 @@ class QWCSVImportController : public qw::Object {
   void setAutosaveName(std::string name);
 
   /// The options and their form, made at first use with the usual values and those that were saved.
-  CSVImportOptions& options();
+  qw::CSVImportOptions& options();
   qw::Control& encodingButton() { return *options().encodingButton; }
   qw::Control& separatorButton() { return *options().separatorButton; }
   qw::Control& firstLineField() { return *options().firstLineField; }
@@ -112,7 +113,7 @@ class QWCSVImportController : public qw::Object {
   bool hasDates_ = false;
   bool hasNumbers_ = false;
   std::string autosaveName_;
-  std::unique_ptr<CSVImportOptions> options_;
+  std::unique_ptr<qw::CSVImportOptions> options_;
   Mapping mapping_;
 
   bool hasFile_ = false;

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "values/text/UniqueNames.h"
+#include "values/text/internal/UniqueNames.h"
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif

@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/object/Value.h"
 
 /// The records of a CSV text (see `QWStringAdditions::CSVRowsWithSeparator`). The whole text is kept once,
@@ -16,7 +17,7 @@
 /// quotes had to be taken out of its middle is a copy. All rows share one header. A value type without locks:
 /// read it from any thread, change it from none. Views and rows are valid while the object lives and is not
 /// moved or assigned to.
-class QWCSVRows {
+class QW_EXPORT QWCSVRows {
  public:
   class Row;
   class FieldIterator;
@@ -181,7 +182,7 @@ inline QWCSVRows::FieldIterator QWCSVRows::Row::end() const {
   return {rows_, record_, (&record_)[1].firstField};
 }
 
-namespace QWStringAdditions {
+namespace QW_EXPORT QWStringAdditions {
 
 /// Reads a CSV text. Follows RFC 4180 with these rules for what it leaves open:
 /// - `separator` is one character (also beyond ASCII). Blanks and tabs after a separator are dropped, all

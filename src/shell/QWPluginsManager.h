@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/object/Object.h"
 
 /// Which classes of an application implement an extension point of the framework (a type). One shared
@@ -15,7 +16,7 @@
 ///
 ///     for (const qw::Class* c : QWPluginsManager::sharedManager().pluginsOfType(Handler::kClass))
 ///     c->create();
-class QWPluginsManager : public qw::Object {
+class QW_EXPORT QWPluginsManager : public qw::Object {
  public:
   using Classes = std::vector<const qw::Class*>;
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 #include "platform/base/Image.h"
 #include "store/model/QWDatabaseManager.h"
 #include "sync/QWSynchronizationChangesGroup.h"
@@ -18,7 +19,7 @@
 /// A step is `prepareSynchronization`, `computeChanges`, a review of `changes`, `applyChanges`. All of it
 /// belongs to the main thread, except what says otherwise; a session is driven by its
 /// `QWDatabaseSynchronizationSessionController`. Nothing is saved.
-class QWDatabaseSynchronizationSession : public qw::Object {
+class QW_EXPORT QWDatabaseSynchronizationSession : public qw::Object {
  public:
   static const qw::Class kClass;
   using Group = QWSynchronizationChangesGroup;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/base/Export.h"
 #include "platform/loop/RunLoop.h"
 #include "platform/loop/SerialQueue.h"
 #include "platform/ui/Presenter.h"
@@ -19,7 +20,7 @@
 ///     auto controller = QWDatabaseSynchronizationSessionController::start({book, otherPath}, &presenter,
 ///     completion); … in the presenter, at State::kReviewing: controller->changes()[0]->changes[0]->keepOther
 ///     = true; controller->validate();
-class QWDatabaseSynchronizationSessionController : public qw::SynchronizationRun {
+class QW_EXPORT QWDatabaseSynchronizationSessionController : public qw::SynchronizationRun {
  public:
   static const qw::Class kClass;
 

@@ -4,11 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "store/columns/ObjectID.h"
 #include "store/columns/QWSynchronizationChange.h"
 
 /// The changes of one object, as they are reviewed together.
-class QWSynchronizationChangesGroup {
+class QW_EXPORT QWSynchronizationChangesGroup {
  public:
   QWSynchronizationChangesGroup(std::string title,
                                 std::vector<std::shared_ptr<QWSynchronizationChange>> changes,

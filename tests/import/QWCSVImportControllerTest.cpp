@@ -32,7 +32,7 @@ class QWCSVImportControllerTest : public testing::Test {
       received.reset();
       if (!rows) return;
       received.emplace();
-      CSVRecordReader reader(*rows, *mapping, *dates, *numbers);
+      qw::CSVRecordReader reader(*rows, *mapping, *dates, *numbers);
       while (reader.next()) {
         received->push_back(std::string(reader.text(reader.column("payee"))) + "|" +
                             reader.number(reader.column("amount")).value_or(qw::Decimal::nan()).text());
@@ -301,7 +301,7 @@ TEST_F(QWCSVImportControllerTest, ReportsRefusedFieldsByLine) {
   importer->options().configure(dates);
   importer->options().configure(numbers);
   const Mapping mapping{{"date", "day"}, {"amount", "sum"}, {"other", "missing"}};
-  CSVRecordReader reader(importer->rows(), mapping, dates, numbers, importer->options().firstLine());
+  qw::CSVRecordReader reader(importer->rows(), mapping, dates, numbers, importer->options().firstLine());
   const auto date = reader.column("date"), amount = reader.column("amount"), other = reader.column("other");
   EXPECT_FALSE(other.isMapped() || reader.column("unmapped").isMapped());
   std::vector<std::string> good;

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/base/CivilDate.h"
+#include "platform/base/internal/CivilDate.h"
 #include "platform/system/DateText.h"
 #include "platform/system/TimeZone.h"
 

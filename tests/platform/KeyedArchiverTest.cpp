@@ -5,10 +5,10 @@
 #include <limits>
 
 #include "platform/Python.h"
-#include "platform/files/KeyedArchiveLayout.h"
 #include "platform/files/KeyedArchiver.h"
 #include "platform/files/KeyedUnarchiver.h"
 #include "platform/files/RestorableState.h"
+#include "platform/files/internal/KeyedArchiveLayout.h"
 
 namespace {
 

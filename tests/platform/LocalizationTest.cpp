@@ -5,7 +5,7 @@
 #include <set>
 #include <thread>
 
-#include "platform/base/Resources.h"
+#include "platform/base/internal/Resources.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/Localization.h"
 

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/base/Resources.h"
+#include "platform/base/internal/Resources.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/base/CivilDate.h"
+#include "platform/base/internal/CivilDate.h"
 #include "platform/system/TimeZone.h"
 
 namespace qw {

@@ -4,7 +4,7 @@
 #include "platform/object/Property.h"
 #include "values/collections/QWObjectAdditions.h"
 #include "values/collections/QWSetAdditions.h"
-#include "values/text/UniqueNames.h"
+#include "values/text/internal/UniqueNames.h"
 
 namespace {
 

@@ -49,7 +49,7 @@ char decimalSign(std::string_view text) {
   return digits == 3 && !isWhole ? '?' : sign;
 }
 
-void enterSeparators(CSVImportOptions& options, std::string_view decimal, std::string_view grouping) {
+void enterSeparators(qw::CSVImportOptions& options, std::string_view decimal, std::string_view grouping) {
   options.decimalSeparatorButton->enter(QWCharacterSeparator::constantWithCharacter(decimal));
   options.groupingSeparatorButton->enter(grouping.empty()
                                              ? QWCharacterSeparator::noSeparator()
@@ -112,7 +112,7 @@ bool proposeNumbers(QWCSVImportController& importer, qw::Error* error) {
 
 }  // namespace
 
-void StatementForms::enterNumbers(CSVImportOptions& options, std::string_view form) {
+void StatementForms::enterNumbers(qw::CSVImportOptions& options, std::string_view form) {
   enterSeparators(options, form.substr(form.size() - 3, 1), form.size() > 7 ? form.substr(1, 1) : "");
 }
 

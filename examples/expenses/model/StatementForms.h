@@ -11,7 +11,7 @@ inline constexpr std::string_view kNumbers[] = {"1234.56",  "1234,56",  "1,234.5
                                                 "1.234,56", "1'234.56", "1 234,56"};
 
 /// Enters the separators of one of `kNumbers`.
-void enterNumbers(CSVImportOptions& options, std::string_view form);
+void enterNumbers(qw::CSVImportOptions& options, std::string_view form);
 
 /// Enters the date format if it is empty, and the separators if none are chosen, that read the texts of the
 /// columns mapped as "date" and "amount". False when they can be read in two ways, such as 01/02/2024 or

@@ -46,8 +46,8 @@ Likenesses likenesses(Book& book, std::size_t rows) {
 /// Reads the rows into values of the fields. The constants outlive it.
 class RowReader {
  public:
-  RowReader(const StatementImport& options, const QWCSVImportController& importer, CSVRecordReader& reader,
-            BookIndex& index)
+  RowReader(const StatementImport& options, const QWCSVImportController& importer,
+            qw::CSVRecordReader& reader, BookIndex& index)
       : reader_(reader), index_(index), invert_(options.invert) {
     for (const std::string& key : importer.keyPaths()) {
       const auto column = reader.column(key);
@@ -112,10 +112,10 @@ class RowReader {
  private:
   struct MappedField {
     const Field* field;
-    CSVRecordReader::Column column;
+    qw::CSVRecordReader::Column column;
   };
 
-  qw::Value readText(const Field& field, const CSVRecordReader::Column& column) {
+  qw::Value readText(const Field& field, const qw::CSVRecordReader::Column& column) {
     const std::string_view text = reader_.text(column);
     if (Texts::trimmed(text).empty()) return {};
     qw::Error error;
@@ -124,10 +124,10 @@ class RowReader {
     return value.value_or(qw::Value());
   }
 
-  CSVRecordReader& reader_;
+  qw::CSVRecordReader& reader_;
   BookIndex& index_;
   std::vector<MappedField> columns_;
-  CSVRecordReader::Column category_;
+  qw::CSVRecordReader::Column category_;
   std::vector<FieldValue> constants_;
   std::string_view usualCategory_;
   bool invert_;
@@ -171,7 +171,7 @@ std::optional<StatementImport::Result> StatementImport::run(QWCSVImportControlle
   importer.options().configure(numbers);
 
   const QWCSVRows& rows = importer.rows();
-  CSVRecordReader reader(rows, importer.mapping(), dates, numbers, importer.options().firstLine());
+  qw::CSVRecordReader reader(rows, importer.mapping(), dates, numbers, importer.options().firstLine());
   RowReader rowReader(*this, importer, reader, index);
   if (!rowReader.readConstants(constants, error)) return std::nullopt;
   for (const std::string_view key : {"date", "amount"})

@@ -36,8 +36,8 @@ struct StatementImport {
   struct Result {
     std::size_t imported = 0;
     std::size_t rejectedRows = 0;
-    /// The first of them, `CSVRecordReader::kMaximumRejections` at most.
-    std::vector<CSVRecordReader::Rejection> rejections;
+    /// The first of them, `qw::CSVRecordReader::kMaximumRejections` at most.
+    std::vector<qw::CSVRecordReader::Rejection> rejections;
     std::size_t duplicateRows = 0;
     /// The first of them, `kMaximumDuplicates` at most.
     std::vector<Duplicate> duplicates;

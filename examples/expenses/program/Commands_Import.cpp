@@ -192,7 +192,7 @@ class ImportWindow : public qw::Presenter {
   }
 
   void showPreview() const {
-    CSVImportOptions& options = importer_.options();
+    qw::CSVImportOptions& options = importer_.options();
     const auto character = [](const qw::Control& control) {
       const auto separator = control.objectValue().objectAs<QWCharacterSeparator>();
       if (!separator || separator->character().empty()) return std::string("none");
@@ -238,7 +238,7 @@ void printMore(std::size_t count, std::size_t listed) {
   if (count > listed) fmt::print("… and {} more\n", Texts::grouped(count - listed));
 }
 
-std::string described(const CSVRecordReader::Rejection& rejection) {
+std::string described(const qw::CSVRecordReader::Rejection& rejection) {
   return Terminal::fitted(fmt::format("line {}{}{}: {}", rejection.line, rejection.column.empty() ? "" : ", ",
                                       rejection.column, rejection.reason),
                           1000);

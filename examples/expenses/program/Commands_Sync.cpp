@@ -1,5 +1,4 @@
 // The command that brings two copies of a book into agreement.
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <glib-unix.h>
 #include <sys/file.h>
@@ -10,7 +9,6 @@
 #include <nlohmann/json.hpp>
 
 #include "model/Records.h"
-#include "platform/base/FileDescriptor.h"
 #include "platform/files/ZipArchive.h"
 #include "platform/system/FileManager.h"
 #include "platform/system/Localization.h"
@@ -121,9 +119,9 @@ class Run {
     if (options_.review && options_.isBatch)
       return fail(error, "--review asks questions, which a batch cannot answer");
     if (!options_.writeBoth || isOnlyShown()) return true;
-    held_.emplace(qw::FileDescriptor::open(other.c_str(), O_RDWR));
-    if (!*held_) return fail(error, fmt::format("cannot write {}: {}", options_.other, std::strerror(errno)));
-    if (flock(held_->get(), LOCK_EX | LOCK_NB) == 0) return true;
+    held_.reset(std::fopen(other.c_str(), "r+e"));
+    if (!held_) return fail(error, fmt::format("cannot write {}: {}", options_.other, std::strerror(errno)));
+    if (flock(fileno(held_.get()), LOCK_EX | LOCK_NB) == 0) return true;
     return fail(error, fmt::format("{} is being changed by another program", options_.other));
   }
 
@@ -284,7 +282,8 @@ class Run {
   std::shared_ptr<Controller> controller_;
   std::optional<Terminal::ProgressBar> bar_;
   std::optional<std::string> failure_;
-  std::optional<qw::FileDescriptor> held_;  // the other file, against other programs
+  // The other file, against other programs.
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> held_{nullptr, &std::fclose};
   nlohmann::json json_ = nlohmann::json::array();
   std::size_t count_ = 0, taken_ = 0, kept_ = 0;
 };

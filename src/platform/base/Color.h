@@ -4,11 +4,13 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// A colour in the sRGB space: red, green, blue and alpha, each from 0 to 1. A plain value that any thread
 /// may use.
-struct Color {
+struct QW_EXPORT Color {
   double red = 0;
   double green = 0;
   double blue = 0;

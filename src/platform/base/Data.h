@@ -8,11 +8,13 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// An immutable run of bytes. Copies share the bytes; the empty value and "no data" are told apart by the
 /// caller (an optional or a null `Value`), not here.
-class Data {
+class QW_EXPORT Data {
  public:
   Data() = default;
   explicit Data(std::vector<std::uint8_t> bytes)

@@ -3,11 +3,13 @@
 #include <compare>
 #include <cstdint>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// A point in time, in microseconds since 1970-01-01 00:00:00 UTC, independent of calendar and time zone. The
 /// range is about 290,000 years to either side.
-class Date {
+class QW_EXPORT Date {
  public:
   constexpr Date() = default;
   static constexpr Date fromMicroseconds(std::int64_t microseconds) { return Date(microseconds); }

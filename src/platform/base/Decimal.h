@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// How `Decimal::rounded` treats the digits that it drops: `plain` rounds halves away from zero, `down` and
@@ -20,7 +22,7 @@ enum class RoundingMode : std::uint8_t { plain, down, up, bankers };
 /// from zero beyond that, as quotients are. A result too large, a division by zero and every operation on
 /// not-a-number give not-a-number; a result too small gives zero. Nothing throws or allocates except
 /// `text()`.
-class Decimal {
+class QW_EXPORT Decimal {
  public:
   static constexpr int kMaxDigits = 38;
   static constexpr int kMinExponent = -128;

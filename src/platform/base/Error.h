@@ -3,11 +3,13 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// Why an operation failed: a domain that owns the codes, a code, and a description for the user. Filled
 /// through an optional out-parameter, which is written only on failure.
-struct Error {
+struct QW_EXPORT Error {
   std::string domain;
   int code = 0;
   std::string localizedDescription;

@@ -7,6 +7,7 @@
 
 #include "platform/base/Color.h"
 #include "platform/base/Data.h"
+#include "platform/base/Export.h"
 #include "platform/base/Size.h"
 
 namespace qw {
@@ -15,7 +16,7 @@ namespace qw {
 /// one representation, which any thread may read. Pixels are decoded only by the operations that draw, each
 /// time anew, so that a store full of icons costs no more than its bytes; these operations answer none when
 /// the bytes turn out to be damaged or the result would exceed `kMaximumPixels`.
-class Image {
+class QW_EXPORT Image {
  public:
   /// The largest picture that is decoded or drawn (256 MiB of pixels).
   static constexpr std::int64_t kMaximumPixels = 64 * 1024 * 1024;

@@ -7,12 +7,14 @@
 #include <optional>
 #include <vector>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// A sorted set of indexes, kept as ranges: rows of a list, positions that were inserted or removed. A change
 /// costs the logarithm of the number of ranges, and no more than a constant where indexes are added in
 /// ascending order. Iterating gives the indexes in ascending order; a change ends all iterators.
-class IndexSet {
+class QW_EXPORT IndexSet {
  public:
   /// `count` indexes from `location` on.
   struct Range {

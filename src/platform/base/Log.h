@@ -8,12 +8,14 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// Messages for the system log: the journal of the desktop session, or the standard error stream of a
 /// terminal, as GLib's log writer decides (debug and info messages appear when G_MESSAGES_DEBUG asks for
 /// them). Formats follow the {fmt} library and are checked at compile time. May be called from any thread.
-class Log {
+class QW_EXPORT Log {
  public:
   enum class Level { kDebug, kInfo, kWarning, kError };
   /// Receives every message in place of the system log, one call at a time.

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// A width and a height in points.
-struct Size {
+struct QW_EXPORT Size {
   double width = 0;
   double height = 0;
 

@@ -8,10 +8,12 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// A 128-bit universally unique identifier (RFC 9562).
-struct UUID {
+struct QW_EXPORT UUID {
   std::uint64_t high = 0;
   std::uint64_t low = 0;
 

@@ -4,12 +4,14 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// What an archiver and an unarchiver have in common: objects that are not part of the archive but that the
 /// objects coming and going need (a store for the objects that live in it), one of each type. The coder does
 /// not own them; they must live as long as it is used.
-class Coder {
+class QW_EXPORT Coder {
  public:
   Coder(const Coder&) = delete;
   Coder& operator=(const Coder&) = delete;

@@ -2,7 +2,7 @@
 
 #include <cassert>
 
-#include "platform/files/KeyedArchiveLayout.h"
+#include "platform/files/internal/KeyedArchiveLayout.h"
 
 namespace qw {
 

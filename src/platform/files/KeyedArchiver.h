@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/files/Coder.h"
 #include "platform/files/PropertyList.h"
 #include "platform/object/Object.h"
@@ -24,7 +25,7 @@ namespace qw {
 ///       coder.encodeObject(payee_, "payee");
 ///       coder.encodeConditionalObject(wallet(), "wallet");
 ///     }
-class KeyedArchiver : public Coder {
+class QW_EXPORT KeyedArchiver : public Coder {
  public:
   static constexpr std::string_view kRootKey = "root";
 

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <shared_mutex>
 
-#include "platform/files/KeyedArchiveLayout.h"
+#include "platform/files/internal/KeyedArchiveLayout.h"
 
 namespace qw {
 namespace {

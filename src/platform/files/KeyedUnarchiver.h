@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/files/Coder.h"
 #include "platform/files/PropertyList.h"
 #include "platform/object/Property.h"
@@ -29,7 +30,7 @@ namespace qw {
 ///       name_ = coder.decodeText("name");
 ///       set_ = coder.decodeObject<ColumnsSet>("set");
 ///     }
-class KeyedUnarchiver : public Coder {
+class QW_EXPORT KeyedUnarchiver : public Coder {
  public:
   using Classes = std::vector<const Class*>;
 

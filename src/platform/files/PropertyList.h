@@ -12,6 +12,7 @@
 #include "platform/base/Data.h"
 #include "platform/base/Date.h"
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 
 namespace qw {
 
@@ -25,7 +26,7 @@ namespace qw {
 ///     auto text = list.addText("Rent");
 ///     list.setRoot(list.addDictionary({{name}}, {{text}}));
 ///     std::optional<qw::Data> bytes = list.write(&error);
-class PropertyList {
+class QW_EXPORT PropertyList {
  public:
   enum class Type : std::uint8_t {
     kNull,

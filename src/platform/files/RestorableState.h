@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 #include "platform/files/KeyedArchiver.h"
 #include "platform/files/KeyedUnarchiver.h"
 
@@ -10,7 +11,7 @@ namespace qw {
 
 /// Something shown that comes back as the user left it: an order of columns, a selection, what is folded. Its
 /// state is an archive of its own, so that nothing in it can disturb the state around it.
-class Restorable {
+class QW_EXPORT Restorable {
  public:
   virtual ~Restorable() = default;
   virtual void encodeRestorableState(KeyedArchiver& coder) const = 0;
@@ -20,11 +21,11 @@ class Restorable {
 
 /// Puts the state of a part into that of the whole, as bytes under the key. False, with nothing put, when the
 /// part holds what cannot be archived.
-bool encodeRestorableStateOfSubitem(KeyedArchiver& coder, const Restorable& subitem, std::string_view key,
-                                    Error* error = nullptr);
+QW_EXPORT bool encodeRestorableStateOfSubitem(KeyedArchiver& coder, const Restorable& subitem,
+                                              std::string_view key, Error* error = nullptr);
 /// Has the part restore what stands under the key; nothing happens when there is nothing. False when it
 /// cannot be read; `classes` are those of the objects it may hold.
-bool restoreStateOfSubitem(KeyedUnarchiver& coder, Restorable& subitem, std::string_view key,
-                           const KeyedUnarchiver::Classes& classes = {}, Error* error = nullptr);
+QW_EXPORT bool restoreStateOfSubitem(KeyedUnarchiver& coder, Restorable& subitem, std::string_view key,
+                                     const KeyedUnarchiver::Classes& classes = {}, Error* error = nullptr);
 
 }  // namespace qw

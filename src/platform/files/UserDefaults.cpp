@@ -17,8 +17,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/base/FileDescriptor.h"
 #include "platform/base/Log.h"
+#include "platform/base/internal/FileDescriptor.h"
 #include "platform/loop/RunLoop.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/Clock.h"

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 #include "platform/base/Registration.h"
 #include "platform/object/Value.h"
 
@@ -23,7 +24,7 @@ namespace qw {
 /// end. Only keys that were changed here are written, over what other processes have written meanwhile, and
 /// always the whole file or nothing. A file that is damaged is put aside and logged, and the settings go on
 /// from what is in memory.
-class UserDefaults {
+class QW_EXPORT UserDefaults {
  public:
   /// The settings of the application context in force: `<configuration
   /// directory>/<identifier>/defaults.json`. Lives for good.

@@ -10,8 +10,8 @@
 #include <set>
 #include <system_error>
 
-#include "platform/base/FileDescriptor.h"
 #include "platform/base/UUID.h"
+#include "platform/base/internal/FileDescriptor.h"
 #include "platform/system/FileManager.h"
 #include "platform/system/Localization.h"
 

@@ -9,14 +9,17 @@
 #include <vector>
 
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 #include "platform/system/TemporaryDirectory.h"
+
+namespace qw {
 
 /// ZIP archives (PKWARE APPNOTE 6.3) of files. Archives that are read may come from a stranger: every entry
 /// is checked before the first is extracted, and an archive with names that lead out of the directory,
 /// symbolic links, two entries for one file, or contents beyond the bounds below is refused as a whole. A
 /// failure leaves no file behind and is in the domain of `FileManager`. Any thread may call these. An empty
 /// password is no password.
-namespace qw::ZipArchive {
+namespace QW_EXPORT ZipArchive {
 
 inline constexpr std::int64_t kMaximumEntries = 100'000;
 inline constexpr std::size_t kMaximumNameLength = 1024;  ///< bytes of UTF-8
@@ -48,7 +51,7 @@ std::optional<std::string> commentOfZipFileAtPath(const std::filesystem::path& p
                                                   std::string_view password = {}, Error* error = nullptr);
 
 /// A document that was extracted into a temporary directory of its own, which goes with this value.
-struct Document {
+struct QW_EXPORT Document {
   TemporaryDirectory directory;
   std::filesystem::path path;
 };
@@ -60,4 +63,6 @@ std::optional<Document> unzipDocumentWithExtensions(std::span<const std::string>
                                                     const std::filesystem::path& path,
                                                     Error* error = nullptr);
 
-}  // namespace qw::ZipArchive
+}  // namespace ZipArchive
+
+}  // namespace qw

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "platform/base/Registration.h"
 
 namespace qw {
@@ -12,7 +13,7 @@ namespace qw {
 /// The name of a notification with its hash, normally a constant made from a string literal:
 ///   inline constexpr qw::NotificationName kDidClose("DocumentDidClose");
 /// Does not own the text.
-class NotificationName {
+class QW_EXPORT NotificationName {
  public:
   constexpr NotificationName(std::string_view text) : text_(text), hash_(hashOf(text)) {}
   constexpr NotificationName(const char* text) : NotificationName(std::string_view(text)) {}
@@ -36,7 +37,7 @@ class NotificationName {
 };
 
 /// What observers are told: the name, and the identity of the sender, which may be null and is not owned.
-struct Notification {
+struct QW_EXPORT Notification {
   NotificationName name;
   const void* sender = nullptr;
 };
@@ -44,7 +45,7 @@ struct Notification {
 /// Tells observers of named events, on the thread that posts. May be used from any thread. No lock is held
 /// while an observer is called, so it may post, observe and end observations, its own too: an observer whose
 /// registration has ended is not called again, and one that was added during a post waits for the next.
-class NotificationCenter {
+class QW_EXPORT NotificationCenter {
  public:
   using Callback = std::function<void(const Notification&)>;
 

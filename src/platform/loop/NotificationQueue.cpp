@@ -1,6 +1,6 @@
 #include "platform/loop/NotificationQueue.h"
 
-#include "platform/loop/PerThread.h"
+#include "platform/loop/internal/PerThread.h"
 
 namespace qw {
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "platform/base/Export.h"
 #include "platform/loop/NotificationCenter.h"
 
 namespace qw {
@@ -12,7 +13,7 @@ namespace qw {
 /// Posts notifications to the default center when its thread's run loop is idle: each name and sender once,
 /// in the order in which they were first enqueued. One queue a thread, used on that thread alone. A sender
 /// that dies calls `forgetSender`, which is cheap when nothing is pending.
-class NotificationQueue {
+class QW_EXPORT NotificationQueue {
  public:
   /// The queue of the calling thread.
   static NotificationQueue& current();

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// A piece of work for an `OperationQueue`, owned by shared pointers. A plain one overrides `main`. One that
@@ -14,7 +16,7 @@ namespace qw {
 /// when it is done, from any thread; when it is cancelled before it starts, `start` calls `finish` and does
 /// nothing else. The flags may be read and `cancel` called from any thread; cancelling asks, the work looks
 /// at `isCancelled` and ends early.
-class Operation : public std::enable_shared_from_this<Operation> {
+class QW_EXPORT Operation : public std::enable_shared_from_this<Operation> {
  public:
   Operation() = default;
   virtual ~Operation() = default;
@@ -55,7 +57,7 @@ class Operation : public std::enable_shared_from_this<Operation> {
 /// on threads that begin when they are needed. May be used from any thread. The destructor cancels what is
 /// left, finishes what has not started, and waits for calls of `start` to return, so they must not wait for
 /// the destroying thread.
-class OperationQueue {
+class QW_EXPORT OperationQueue {
  public:
   explicit OperationQueue(std::string name, std::size_t maxConcurrentOperationCount);
   ~OperationQueue();

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include "platform/base/Export.h"
 #include "platform/base/Registration.h"
 
 typedef struct _GMainContext GMainContext;
@@ -19,7 +20,7 @@ namespace qw {
 /// One pass handles the events that are due (timers, descriptors, dispatched closures), then the performs
 /// they scheduled in order, then the closures of `atEndOfPass`. Idle closures run when nothing else is due.
 /// Closures must not throw.
-class RunLoop : public std::enable_shared_from_this<RunLoop> {
+class QW_EXPORT RunLoop : public std::enable_shared_from_this<RunLoop> {
  public:
   using Closure = std::function<void()>;
   using Duration = std::chrono::microseconds;

@@ -4,13 +4,15 @@
 #include <memory>
 #include <string>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// Runs closures one after another, in the order in which they were added, on a thread of its own that begins
 /// with the first of them. Closures may be added from any thread, also by closures, and must not throw. The
 /// destructor waits until everything that was added has run, except on the queue's own thread, which then
 /// ends by itself.
-class SerialQueue {
+class QW_EXPORT SerialQueue {
  public:
   using Closure = std::function<void()>;
 

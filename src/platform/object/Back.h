@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "platform/base/Export.h"
 #include "platform/object/Object.h"
 
 namespace qw {
@@ -11,7 +12,7 @@ namespace qw {
 namespace detail {
 
 /// The place that every back link to one object shares; the object empties it when it dies.
-struct Anchor {
+struct QW_EXPORT Anchor {
   Object* target;
   std::atomic<std::uint32_t> links{1};
 
@@ -26,7 +27,7 @@ struct Anchor {
 /// target dies, and costs 8 bytes and two loads. The target is used on its own thread; links may be dropped
 /// on any.
 template <class T>
-class Back {
+class QW_EXPORT Back {
  public:
   Back() = default;
   Back(std::nullptr_t) {}

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/object/Value.h"
 
 namespace qw {
@@ -31,7 +32,7 @@ enum class PropertyKind : std::uint8_t {
 /// One row of a class's property table: everything that the system does with the property by its name goes
 /// through here. A literal type, so that tables are constants; made by `property`, `derived` and the store's
 /// `attribute`, `reference`, `owned`, `parent` and `children`.
-struct Property {
+struct QW_EXPORT Property {
   using Keys = std::array<std::string_view, 6>;
 
   std::string_view key;
@@ -67,7 +68,7 @@ struct Property {
 };
 
 /// What a class says about itself beside its properties.
-struct ClassOptions {
+struct QW_EXPORT ClassOptions {
   /// SQL table; empty for a class that is not persisted.
   std::string_view table{};
   /// Order of commit and of synchronization: parents lower than their children. -1: after all steps with a
@@ -78,7 +79,7 @@ struct ClassOptions {
 /// A class as data: its name, superclass, property table and how to make an instance. Constant-initialised
 /// (`define`), lives for the process, safe to read from any thread. The table is flattened over the
 /// superclasses at first use.
-class Class {
+class QW_EXPORT Class {
  public:
   using Factory = std::shared_ptr<Object> (*)();
 
@@ -131,7 +132,7 @@ class Class {
 
 /// The classes that can be found by name: those of stored rows, archives and declarations. A class gets here
 /// by being listed (a store lists its model classes), never by a static initialiser that a linker may drop.
-class ClassRegistry {
+class QW_EXPORT ClassRegistry {
  public:
   /// Adding a class again does nothing; adding another class under a taken name is a programming error.
   static void add(std::initializer_list<const Class*> classes);
@@ -143,7 +144,7 @@ class ClassRegistry {
 namespace detail {
 
 template <auto Member>
-inline constexpr char kMemberTag = 0;
+QW_EXPORT inline constexpr char kMemberTag = 0;
 
 template <class L>
 inline constexpr auto kTable = L{}();

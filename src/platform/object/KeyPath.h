@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/object/Object.h"
 
 namespace qw {
@@ -11,7 +12,7 @@ namespace qw {
 /// A key path made ready: keys joined by ".", each of which remembers the property that it last meant, so
 /// that reading the same path on many objects of a class costs little more than the members. "self" (or an
 /// empty path) is the object itself. Used on one thread.
-class KeyPath {
+class QW_EXPORT KeyPath {
  public:
   explicit KeyPath(std::string_view path);
   static std::vector<std::string> split(std::string_view path);

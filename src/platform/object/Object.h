@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "platform/base/IndexSet.h"
 #include "platform/object/Class.h"
 #include "platform/object/Value.h"
@@ -21,7 +22,7 @@ struct Anchor;
 
 /// What happened to a property. For a plain set both values are whole; for the other kinds `indexes` says
 /// where in the ordered relation, `oldValue` holds the removed and `newValue` the inserted elements.
-struct Change {
+struct QW_EXPORT Change {
   enum class Kind : std::uint8_t { kSetting, kInsertion, kRemoval, kReplacement };
 
   Kind kind = Kind::kSetting;
@@ -60,7 +61,7 @@ using Observer = std::function<void(const Change&)>;
 /// Base of everything that answers by key: key-value coding on the class's property table, key-value
 /// observation, and hooks for equality, text and archiving. Owned by `std::shared_ptr`, made by `make<T>()`
 /// or `Class::create`; belongs to the thread of its document (normally the main thread).
-class Object : public std::enable_shared_from_this<Object> {
+class QW_EXPORT Object : public std::enable_shared_from_this<Object> {
  public:
   Object() = default;
   Object(const Object&) = delete;
@@ -157,7 +158,7 @@ std::shared_ptr<Object> createInstance() {
 
 /// Around a change that is not a plain assignment: takes the old value when somebody watches and delivers the
 /// notice at its end.
-class ChangeScope {
+class QW_EXPORT ChangeScope {
  public:
   ChangeScope(Object& object, std::string_view key)
       : object_(object), key_(key), observed_(object.isObserved(key)) {

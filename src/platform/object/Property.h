@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <functional>
 
+#include "platform/base/Export.h"
 #include "platform/object/Back.h"
 #include "platform/object/Object.h"
 
 namespace qw {
 
 /// Beside the key: what a row of a property table may say.
-struct PropertyOptions {
+struct QW_EXPORT PropertyOptions {
   std::string_view localizationKey{};
   Property::Keys dependsOn{};
 };
@@ -74,7 +75,7 @@ namespace detail {
 
 /// The kinds that a `Value` holds as they are and that have no empty state of their own: null is refused.
 template <class T, const T* (Value::*Content)() const>
-struct ContentTraits {
+struct QW_EXPORT ContentTraits {
   static Value toValue(const T& value) { return value; }
   static std::optional<T> fromValue(const Value& value) {
     const T* content = (value.*Content)();
@@ -183,7 +184,7 @@ struct ValueTraits<std::vector<T>> {
 /// A value type of an upper floor inside a `Value`. `T` has ==, `hash()`, `compare(T)` and `description()`,
 /// and `kArchiveClass` and `encodeWithCoder(KeyedArchiver&)` when it can be archived.
 template <class T>
-class Extension final : public ExtensionValue {
+class QW_EXPORT Extension final : public ExtensionValue {
  public:
   explicit Extension(T value) : value_(std::move(value)) {}
   const T& value() const { return value_; }
@@ -210,7 +211,7 @@ class Extension final : public ExtensionValue {
 /// `template <> struct qw::ValueTraits<QWDuration> : qw::ExtensionTraits<QWDuration> {};` makes such a type a
 /// member type.
 template <class T>
-struct ExtensionTraits {
+struct QW_EXPORT ExtensionTraits {
   static Value toValue(const T& value) {
     return Value(std::shared_ptr<const ExtensionValue>(std::make_shared<Extension<T>>(value)));
   }
@@ -224,7 +225,7 @@ namespace detail {
 
 /// Reading of a member or of a const member function.
 template <auto Member>
-struct Access {
+struct QW_EXPORT Access {
   using Owner = OwnerOf<Member>;
   using Result = std::remove_cvref_t<decltype(std::invoke(Member, std::declval<const Owner&>()))>;
   static constexpr bool kReference =

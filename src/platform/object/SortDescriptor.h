@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 #include "platform/object/KeyPath.h"
 
 namespace qw {
@@ -20,7 +21,7 @@ namespace qw {
 ///     using qw::SortDescriptor;
 ///     SortDescriptor::sort(expenses, {{"date", SortDescriptor::Order::kDescending},
 ///     SortDescriptor("payee")});
-class SortDescriptor {
+class QW_EXPORT SortDescriptor {
  public:
   static constexpr const char* kErrorDomain = "QWSortDescriptorErrorDomain";
   enum ErrorCode { kUnreadable = 1 };

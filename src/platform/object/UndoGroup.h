@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/base/Export.h"
 #include "platform/object/UndoManager.h"
 
 namespace qw {
@@ -12,7 +13,7 @@ namespace qw {
 ///
 ///     qw::UndoGroup step(store.undoManager(), "Import");
 ///     if (!import(file)) step.takeBack();  // all or nothing
-class UndoGroup {
+class QW_EXPORT UndoGroup {
  public:
   explicit UndoGroup(UndoManager* manager, std::string actionName = {})
       : manager_(manager), actionName_(std::move(actionName)) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/object/Object.h"
 
 namespace qw {
@@ -15,7 +16,7 @@ namespace qw {
 /// pass of the run loop
 /// (`groupsByEvent`), or are made by hand. Targets are held weakly: an action on a target that died does
 /// nothing. Owned by its document, used on the main thread.
-class UndoManager {
+class QW_EXPORT UndoManager {
  public:
   UndoManager();
   ~UndoManager();
@@ -128,7 +129,7 @@ class UndoManager {
 };
 
 /// Switches registration off for a scope; a null manager is allowed.
-class UndoRegistrationDisabled {
+class QW_EXPORT UndoRegistrationDisabled {
  public:
   explicit UndoRegistrationDisabled(UndoManager* manager) : manager_(manager) {
     if (manager_) manager_->disableUndoRegistration();

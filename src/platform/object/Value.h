@@ -15,6 +15,7 @@
 #include "platform/base/Data.h"
 #include "platform/base/Date.h"
 #include "platform/base/Decimal.h"
+#include "platform/base/Export.h"
 #include "platform/base/Image.h"
 
 namespace qw {
@@ -30,7 +31,7 @@ using Dictionary = std::map<std::string, Value, std::less<>>;
 
 /// A small immutable value that the ground floor does not know (a duration, a constant): it travels inside a
 /// `Value` and answers for its own equality, order and text.
-class ExtensionValue {
+class QW_EXPORT ExtensionValue {
  public:
   virtual ~ExtensionValue() = default;
   /// Called only with a value of the same dynamic type.
@@ -49,7 +50,7 @@ class ExtensionValue {
 /// containers are detached when changed through `mutableArray` and the like. Equality, hash and order are by
 /// content: numbers of all kinds compare by value, objects by `Object::isEqual`, sets without regard to
 /// order.
-class Value {
+class QW_EXPORT Value {
  public:
   enum class Kind : std::uint8_t {
     kNull,
@@ -179,13 +180,13 @@ class Value {
 
 static_assert(sizeof(Value) <= 40);
 
-struct ValueHash {
+struct QW_EXPORT ValueHash {
   std::size_t operator()(const Value& value) const { return value.hash(); }
 };
 
 /// A set of values that keeps the order in which they came; two sets are equal when they hold the same
 /// elements.
-class ValueSet {
+class QW_EXPORT ValueSet {
  public:
   ValueSet() = default;
   ValueSet(std::initializer_list<Value> values);
@@ -213,7 +214,7 @@ class ValueSet {
 
 /// A borrowed look at a value while a predicate or a sort runs: 16 bytes, nothing is copied. Valid only until
 /// the object that it was read from changes.
-class ValueView {
+class QW_EXPORT ValueView {
  public:
   enum class Kind : std::uint8_t { kNull, kBool, kInt, kDouble, kDecimal, kText, kDate, kObject, kValue };
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/base/UUID.h"
 #include "platform/system/ApplicationInfo.h"
 
@@ -17,7 +18,7 @@ namespace qw {
 /// and the source of new identifiers. There is one context at a time. A program installs its own before it
 /// starts threads, or keeps the one made from the environment; tests replace it with an `Override` and touch
 /// nothing of the user's.
-struct ApplicationContext {
+struct QW_EXPORT ApplicationContext {
   using IdentifierSource = std::function<UUID()>;
   class Override;
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 
 namespace qw {
 
@@ -19,7 +20,7 @@ namespace qw {
 ///     "CFBundleShortVersionString": "1.2",
 ///      "CFBundleDocumentTypes": [{"CFBundleTypeName": "Expense book", "CFBundleTypeExtensions":
 ///      ["expenses"]}], "QWPlugins": {"QWDocumentSynchronizationHandler": ["FolderHandler"]}}
-struct ApplicationInfo {
+struct QW_EXPORT ApplicationInfo {
   struct DocumentType {
     std::string name;                     ///< "CFBundleTypeName"
     std::vector<std::string> extensions;  ///< "CFBundleTypeExtensions", without a point, preferred one first

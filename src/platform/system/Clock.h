@@ -4,12 +4,13 @@
 #include <limits>
 
 #include "platform/base/Date.h"
+#include "platform/base/Export.h"
 
 namespace qw {
 
 /// The one source of the current time, so that tests can hold it still. May be read from any thread; run loop
 /// timers and deadlines follow the monotonic clock of the system and are not affected.
-class Clock {
+class QW_EXPORT Clock {
  public:
   class Override;
 

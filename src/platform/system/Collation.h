@@ -4,10 +4,14 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
+
+namespace qw {
+
 /// The order of texts that people read: Unicode collation (UTS #10) in the locale of the
 /// `ApplicationContext`. Callable from any thread, each of which keeps its own collators and notices a change
 /// of the locale. Bytes that are no UTF-8 order as U+FFFD.
-namespace qw::Collation {
+namespace QW_EXPORT Collation {
 
 /// The order of a file list: digit runs by their number ("Item 2" before "Item 10"), letters without regard
 /// to case and accents first, then accents, then case ("cote", "Cote", "coté"). Equal only for canonically
@@ -23,4 +27,6 @@ std::string sortKey(std::string_view text);
 /// The same for `localizedCaseInsensitiveCompare`.
 std::string caseInsensitiveSortKey(std::string_view text);
 
-}  // namespace qw::Collation
+}  // namespace Collation
+
+}  // namespace qw

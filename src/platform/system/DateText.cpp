@@ -4,7 +4,7 @@
 #include <array>
 #include <cstring>
 
-#include "platform/base/CivilDate.h"
+#include "platform/base/internal/CivilDate.h"
 #include "platform/system/TimeZone.h"
 
 namespace qw::DateText {

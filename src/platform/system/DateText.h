@@ -6,12 +6,15 @@
 #include <string_view>
 
 #include "platform/base/Date.h"
+#include "platform/base/Export.h"
+
+namespace qw {
 
 /// The texts of dates in a store, whatever the user's locale: a plain date "yyyy-MM-dd", which stands for the
 /// beginning of that day in the time zone in force, and a date-time "yyyy-MM-dd HH:mm:ss" in GMT, both of the
 /// proleptic Gregorian calendar (ISO 8601). Whole seconds; a fraction is cut off. May be called from any
 /// thread.
-namespace qw::DateText {
+namespace QW_EXPORT DateText {
 
 /// What to do with a year of at most 99: keep it, or take it for a year of a Japanese era, as written under a
 /// Japanese calendar: up to 9 of the era that began in 2019, else of the one that began in 1989.
@@ -35,4 +38,6 @@ char* writeDateTime(Date date, char* out);
 std::string dateText(Date date);
 std::string dateTimeText(Date date);
 
-}  // namespace qw::DateText
+}  // namespace DateText
+
+}  // namespace qw

@@ -7,8 +7,8 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/base/FileDescriptor.h"
 #include "platform/base/UUID.h"
+#include "platform/base/internal/FileDescriptor.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/Localization.h"
 

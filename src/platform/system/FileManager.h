@@ -7,12 +7,15 @@
 
 #include "platform/base/Data.h"
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
+
+namespace qw {
 
 /// Operations on files that the standard library lacks: contents that are replaced whole or not at all,
 /// reading within a bound, and the application's own directory. Any thread may call them. Failures are in the
 /// domain `kErrorDomain` with a sentence that names the file; unless stated otherwise they leave everything
 /// as it was.
-namespace qw::FileManager {
+namespace QW_EXPORT FileManager {
 
 inline constexpr std::string_view kErrorDomain = "QWFileManagerErrorDomain";
 
@@ -47,4 +50,6 @@ bool replaceItem(const std::filesystem::path& path, const std::filesystem::path&
 /// Removes a file, a symbolic link or a directory with all it holds. One that is not there counts as removed.
 bool removeItem(const std::filesystem::path& path, Error* error = nullptr);
 
-}  // namespace qw::FileManager
+}  // namespace FileManager
+
+}  // namespace qw

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "platform/base/Log.h"
-#include "platform/base/Resources.h"
+#include "platform/base/internal/Resources.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/FileManager.h"
 

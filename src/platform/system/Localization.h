@@ -7,13 +7,16 @@
 #include <string_view>
 
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
+
+namespace qw {
 
 /// The texts that a program shows, by key and table, in the language that fits the user best (Unicode TR 35
 /// language matching on the languages of the application context). The framework brings its own tables; an
 /// application adds its. A key is looked up in the chosen language, then in that language without region and
 /// script, then in the language "Base", then in English. Any thread may look up; tables are added before
 /// threads start.
-namespace qw::Localization {
+namespace QW_EXPORT Localization {
 
 inline constexpr std::string_view kDefaultTable = "Localizable";
 inline constexpr std::string_view kSynchronizationTable = "Synchronization";
@@ -53,4 +56,6 @@ void removeApplicationTables();
 /// the application has no tables. A BCP 47 tag.
 std::string language();
 
-}  // namespace qw::Localization
+}  // namespace Localization
+
+}  // namespace qw

@@ -6,11 +6,12 @@
 #include <utility>
 
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 
 namespace qw {
 
 /// A fresh directory that only the user can enter, removed with all it holds when its owner goes. Any thread.
-class TemporaryDirectory {
+class QW_EXPORT TemporaryDirectory {
  public:
   /// A directory named after `name` and made unique, in the temporary directory of the application context or
   /// in another existing one. Fails in the domain of `FileManager`.

@@ -7,6 +7,7 @@
 
 #include "platform/base/Data.h"
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 
 namespace qw {
 
@@ -17,7 +18,7 @@ namespace qw {
 ///
 ///     auto encoding = qw::TextEncoding::named("windows-1252");
 ///     auto text = encoding->decode(file.text(), &error);
-class TextEncoding {
+class QW_EXPORT TextEncoding {
  public:
   /// The domain and codes of the errors.
   static constexpr std::string_view kErrorDomain = "QWTextEncodingErrorDomain";

@@ -15,9 +15,9 @@
 #include <optional>
 #include <stdexcept>
 
-#include "platform/base/CivilDate.h"
+#include "platform/base/internal/CivilDate.h"
 #include "platform/system/Clock.h"
-#include "platform/system/PosixTimeZoneRule.h"
+#include "platform/system/internal/PosixTimeZoneRule.h"
 
 namespace qw {
 

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/base/Date.h"
+#include "platform/base/Export.h"
 
 U_NAMESPACE_BEGIN
 class TimeZone;
@@ -20,7 +21,7 @@ namespace qw {
 /// tables by the zone's yearly rule. Zones live to the end of the process and may be used from any thread.
 /// Times are seconds since 1970, either of UTC or "local": as the zone's clocks show them, read as if they
 /// were UTC.
-class TimeZone {
+class QW_EXPORT TimeZone {
  public:
   static constexpr std::int64_t kDistantPast = std::numeric_limits<std::int64_t>::min() / 4;
   static constexpr std::int64_t kDistantFuture = std::numeric_limits<std::int64_t>::max() / 4;

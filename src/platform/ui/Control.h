@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/object/Object.h"
 
 namespace qw {
@@ -14,7 +15,7 @@ namespace qw {
 /// shown. A presenter draws it, observes it by key ("label", "objectValue", "titles", "selectedIndex",
 /// "hidden", "enabled") and hands over what the user does with `enter` or `selectIndex`. Owned by its
 /// controller; main thread.
-class Control : public Object {
+class QW_EXPORT Control : public Object {
  public:
   enum class Kind : std::uint8_t {
     kText,    ///< the value is a text

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/ui/Control.h"
 
 namespace qw {
@@ -11,7 +12,7 @@ namespace qw {
 /// Controls that are shown together, one below the other, with a table beneath them if it has rows: what a
 /// controller hands to a presenter as the accessory of a question. Observed by key ("controls", "table",
 /// "labelFontSize"). Main thread.
-class Form : public Object {
+class QW_EXPORT Form : public Object {
  public:
   using Table = std::vector<std::vector<std::string>>;
   using Controls = std::vector<std::shared_ptr<Control>>;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 #include "platform/base/Image.h"
 #include "platform/base/Registration.h"
 #include "platform/object/Object.h"
@@ -20,7 +21,7 @@ namespace qw {
 /// exactly once through its completion, on the main thread and never before the request has returned. The
 /// defaults answer like a user who cancels. A controller shown inside a request (`accessory`) is any object
 /// that has observable state.
-class Presenter {
+class QW_EXPORT Presenter {
  public:
   struct Choice {
     std::string title{};

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "platform/base/Export.h"
 #include "platform/object/Class.h"
 #include "platform/system/DateText.h"
 #include "store/columns/Row.h"
@@ -23,7 +24,7 @@ template <class T>
 struct Column;
 
 /// One text column.
-struct TextColumn {
+struct QW_EXPORT TextColumn {
   static constexpr std::array<std::string_view, 1> suffixes{""};
   static constexpr std::array<std::string_view, 1> types{"TEXT"};
 };
@@ -85,7 +86,7 @@ struct Column<std::optional<Date>> : TextColumn {
 };
 
 /// A plain date, "yyyy-MM-dd" in the current time zone: what `dateAttribute` chooses for a `Date`.
-struct PlainDate {
+struct QW_EXPORT PlainDate {
   static constexpr auto suffixes = TextColumn::suffixes;
   static constexpr auto types = TextColumn::types;
   static void bind(RowBinder& row, const std::optional<Date>& value) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <type_traits>
 
+#include "platform/base/Export.h"
 #include "platform/object/Class.h"
 #include "store/columns/QWSynchronizationChange.h"
 
@@ -20,7 +21,7 @@ using Side = QWSynchronizationChange::Side;
 /// How values of a type are told apart and shown when two copies of an object are compared. For a type of
 /// your own: specialise with the same members. `value` is what the side that gives way receives.
 template <class T>
-struct Comparison {
+struct QW_EXPORT Comparison {
   static bool differ(const T& a, const T& b) { return !(a == b); }
   static Side side(const QWDatabaseObject&, const T& value) {
     return {ValueTraits<T>::toValue(value).description(), {}, {}};
@@ -29,12 +30,12 @@ struct Comparison {
 };
 
 namespace detail {
-Side sideOfBool(bool value);
-Side sideOfDate(Date value);
-Side sideOfColor(const Color& value);
-Side sideOfImage(const Image& value, Size maximum);
-Side sideOfCollection(std::size_t count);
-bool imagesDiffer(const Image& a, const Image& b);
+QW_EXPORT Side sideOfBool(bool value);
+QW_EXPORT Side sideOfDate(Date value);
+QW_EXPORT Side sideOfColor(const Color& value);
+QW_EXPORT Side sideOfImage(const Image& value, Size maximum);
+QW_EXPORT Side sideOfCollection(std::size_t count);
+QW_EXPORT bool imagesDiffer(const Image& a, const Image& b);
 }  // namespace detail
 
 /// "✓" and "X" as pictures.
@@ -90,7 +91,7 @@ struct Comparison<Image> {
 };
 
 /// Decimals that are amounts of money, in the `QWCurrency` that their object has at the key path.
-struct AmountComparison {
+struct QW_EXPORT AmountComparison {
   std::string_view currencyKeyPath;
 
   template <class T>
@@ -105,7 +106,7 @@ struct AmountComparison {
 };
 
 /// Decimals that read as percentages, with at most two fraction digits.
-struct PercentageComparison : AmountComparison {
+struct QW_EXPORT PercentageComparison : AmountComparison {
   Side side(const QWDatabaseObject& object, const std::optional<Decimal>& value) const;
 };
 
@@ -147,7 +148,7 @@ struct Comparison<Value> {
 };
 
 /// What the store's own comparison asks of an attribute.
-struct AttributeComparison {
+struct QW_EXPORT AttributeComparison {
   /// As the type is compared, and exactly.
   bool (*differ)(const QWDatabaseObject&, const QWDatabaseObject&);
   bool (*equal)(const QWDatabaseObject&, const QWDatabaseObject&);
@@ -159,7 +160,7 @@ struct AttributeComparison {
 namespace detail {
 
 template <auto Member>
-struct MemberComparison {
+struct QW_EXPORT MemberComparison {
   using Kind = Comparison<TypeOf<Member>>;
   static const auto& of(const QWDatabaseObject& object) {
     return static_cast<const OwnerOf<Member>&>(object).*Member;

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "platform/base/UUID.h"
 #include "platform/object/Property.h"
 
@@ -12,7 +13,7 @@ namespace qw {
 /// The identity of an object across stores: a text, normally a UUID in canonical upper case, kept as its 16
 /// bytes. Any other text (a foreign store may hold one) is kept as it is, once per process. Reading and
 /// writing give back exactly the same characters. The empty identity stands for none.
-class ObjectID {
+class QW_EXPORT ObjectID {
  public:
   ObjectID() = default;
   ObjectID(const UUID& uuid) : uuid_(uuid) {}

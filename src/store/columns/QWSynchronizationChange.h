@@ -4,12 +4,13 @@
 #include <optional>
 #include <string>
 
+#include "platform/base/Export.h"
 #include "platform/base/Image.h"
 
 /// One difference between an object of this store and its counterpart in another: what both sides show, which
 /// side is chosen, and how either choice is carried out. A record; who proposes and reviews it lies further
 /// up. The closures keep the objects that they are about.
-class QWSynchronizationChange {
+class QW_EXPORT QWSynchronizationChange {
  public:
   /// What a value looks like.
   struct Side {

@@ -4,6 +4,7 @@
 #include <span>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "platform/object/Back.h"
 #include "platform/object/Property.h"
 
@@ -17,7 +18,7 @@ class RowBinder;
 class RowReader;
 
 /// What a relation's row in a property table knows beside its columns.
-struct Relation {
+struct QW_EXPORT Relation {
   const Class& (*targetClass)() = nullptr;
   /// For a reference, an owned object and a parent: the target, deleted or not.
   std::shared_ptr<QWDatabaseObject> (*target)(const QWDatabaseObject&) = nullptr;
@@ -34,7 +35,7 @@ struct Relation {
 };
 
 /// How the store keeps one property.
-struct PropertyStorage {
+struct QW_EXPORT PropertyStorage {
   std::span<const std::string_view> suffixes{};
   std::span<const std::string_view> types{};
   void (*bind)(RowBinder&, const QWDatabaseObject&) = nullptr;
@@ -49,7 +50,7 @@ struct PropertyStorage {
 /// A link to an object that lives elsewhere in the store: kept in the file as the target's ID. A target that
 /// is deleted reads as none; when its deletion is undone the link is there again.
 template <class T>
-class Reference {
+class QW_EXPORT Reference {
  public:
   Reference() = default;
   Reference(std::nullptr_t) {}

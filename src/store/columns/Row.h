@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/base/Data.h"
+#include "platform/base/Export.h"
 #include "platform/system/DateText.h"
 #include "store/columns/ObjectID.h"
 
@@ -17,7 +18,7 @@ namespace qw {
 /// Binds one row of values to a statement, parameter after parameter. Texts that are made for the row live in
 /// a scratch buffer until `begin` starts the next row, everything else is bound where it stands: the source
 /// must outlive the step.
-class RowBinder {
+class QW_EXPORT RowBinder {
  public:
   void begin(sqlite3_stmt* statement, int firstParameter = 1) {
     statement_ = statement;
@@ -97,7 +98,7 @@ class RowBinder {
 
 /// The current row of a statement. A column number below 0 stands for a column that the result lacks and
 /// reads as NULL.
-class RowReader {
+class QW_EXPORT RowReader {
  public:
   explicit RowReader(sqlite3_stmt* statement, DateText::ShortYear shortYear = DateText::ShortYear::keep)
       : statement_(statement), shortYear_(shortYear) {}

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/base/Export.h"
 #include "platform/base/Image.h"
 #include "platform/object/Object.h"
 
@@ -16,7 +17,7 @@ namespace qw {
 class Presenter;
 
 /// The controller of a running synchronization, as far as a store knows it.
-class SynchronizationRun : public Object {
+class QW_EXPORT SynchronizationRun : public Object {
  public:
   static const Class kClass;
   /// Ends the run without applying anything more; its completion is told. Nothing happens when it has ended.
@@ -25,7 +26,7 @@ class SynchronizationRun : public Object {
 
 /// What a store asks of its document when it is to be synchronized. A document derives from this beside
 /// `Object`; `QWDatabaseSynchronizationSessionController::start` does what is asked. Main thread.
-class SynchronizationDocument {
+class QW_EXPORT SynchronizationDocument {
  public:
   /// How a run ended: done (false, none), cancelled or refused access (true, none), or failed (false, the
   /// message, if there is one).

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 #include "platform/object/Back.h"
 #include "platform/object/Object.h"
 
@@ -13,7 +14,7 @@ class QWDatabaseManager;
 /// What the store asks of a document-synchronization handler: it is given the zipped store after a save. The
 /// handlers themselves lie further up; their classes are declared as plug-ins of the type
 /// "QWDocumentSynchronizationHandler".
-class QWSynchronizationHandling : public qw::Object {
+class QW_EXPORT QWSynchronizationHandling : public qw::Object {
  public:
   static const qw::Class kClass;
 

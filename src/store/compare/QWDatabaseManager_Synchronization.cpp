@@ -1,7 +1,7 @@
 // What a synchronization asks of a store: the objects of each step, links and places that are found by ID.
 #include <algorithm>
 
-#include "store/compare/SynchronizationQueue.h"
+#include "store/compare/internal/SynchronizationQueue.h"
 #include "store/model/ClassSchema.h"
 #include "store/model/QWDatabaseManager.h"
 

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/system/Localization.h"
 #include "store/columns/Comparison.h"
 #include "store/model/QWDatabaseObject.h"
@@ -17,7 +18,7 @@
 /// edited), `otherObject` the other's; `block(target, value)` gives a value to whichever of the two sides
 /// gives way. Titles are looked up in the table "Synchronization". Null, or nothing, when there is no
 /// difference.
-namespace QWSynchronizationComparison {
+namespace QW_EXPORT QWSynchronizationComparison {
 
 using Change = std::shared_ptr<QWSynchronizationChange>;
 using Changes = std::vector<Change>;

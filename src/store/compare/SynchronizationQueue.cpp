@@ -1,4 +1,4 @@
-#include "store/compare/SynchronizationQueue.h"
+#include "store/compare/internal/SynchronizationQueue.h"
 
 #include <unistd.h>
 

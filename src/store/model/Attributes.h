@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/base/Export.h"
 #include "store/columns/Column.h"
 #include "store/columns/Comparison.h"
 #include "store/model/ChildList.h"
@@ -11,7 +12,7 @@ class QWDatabaseObject;
 /// one, for a class that does more than `assign` in it.
 namespace qw {
 
-struct AttributeOptions {
+struct QW_EXPORT AttributeOptions {
   std::string_view localizationKey{};
   Property::Keys dependsOn{};
   /// Column name when it differs from the key.
@@ -24,7 +25,7 @@ struct AttributeOptions {
 namespace detail {
 
 template <auto Member, class Codec>
-struct AttributeStorage {
+struct QW_EXPORT AttributeStorage {
   using Owner = OwnerOf<Member>;
   static void bind(RowBinder& row, const QWDatabaseObject& object) {
     Codec::bind(row, static_cast<const Owner&>(object).*Member);
@@ -77,7 +78,7 @@ std::shared_ptr<QWDatabaseObject> lockLink(const std::shared_ptr<T>& link) {
 
 /// A single ID column and the link behind it.
 template <auto Member>
-struct LinkStorage {
+struct QW_EXPORT LinkStorage {
   using Owner = OwnerOf<Member>;
   using Link = TypeOf<Member>;
   using Target = typename TargetOf<Link>::Type;
@@ -103,7 +104,7 @@ struct LinkStorage {
 };
 
 template <auto Member>
-struct ChildrenStorage {
+struct QW_EXPORT ChildrenStorage {
   using Owner = OwnerOf<Member>;
   using Element = typename TargetOf<TypeOf<Member>>::Type;
 
@@ -134,7 +135,7 @@ bool restoreMember(Object& object, const Value& value) {
 }
 
 /// Writes the class's name; a loader reads it before there is an object.
-void bindClass(RowBinder& row, const QWDatabaseObject& object);
+QW_EXPORT void bindClass(RowBinder& row, const QWDatabaseObject& object);
 inline constexpr PropertyStorage kClassStorage{
     TextColumn::suffixes, TextColumn::types, &bindClass, nullptr, nullptr, nullptr};
 

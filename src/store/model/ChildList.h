@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/base/IndexSet.h"
 #include "store/columns/ObjectID.h"
 #include "store/columns/Relation.h"
@@ -16,7 +17,7 @@ namespace qw {
 /// edit is undoable, tells the observers of the relation and keeps the children's parent and index right;
 /// indexes behind an insertion or removal are brought up to date together before anybody reads or saves them.
 /// Owned by the parent, owns the children.
-class ChildList {
+class QW_EXPORT ChildList {
  public:
   ChildList() = default;
   ChildList(const ChildList&) = delete;
@@ -77,7 +78,7 @@ class ChildList {
 
 /// The children as their class: `for (Expense& expense : book->expenses())`.
 template <class T>
-class Children : public ChildList {
+class QW_EXPORT Children : public ChildList {
  public:
   class Iterator {
    public:

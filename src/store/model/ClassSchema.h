@@ -4,13 +4,14 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "store/columns/Relation.h"
 
 namespace qw {
 
 /// What the store works out once for each class from its property table: columns, statements, and the
 /// relations by kind. Lives for the process.
-class ClassSchema {
+class QW_EXPORT ClassSchema {
  public:
   struct Entry {
     const Property* property;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/base/Export.h"
 #include "store/model/RowWrite.h"
 
 class QWDatabaseObject;
@@ -12,7 +13,7 @@ class QWDatabaseQuery;
 /// One pending write. A change of an object holds the values of the moment when it was computed: they are
 /// read from the object when the statement runs, unless the object is edited before, which makes the change
 /// take its own copy first.
-class QWDatabaseChange {
+class QW_EXPORT QWDatabaseChange {
  public:
   using PrepareBlock = std::function<void(QWDatabaseQuery&)>;
 

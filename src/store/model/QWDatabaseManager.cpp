@@ -12,7 +12,7 @@
 #include "platform/object/KeyPath.h"
 #include "platform/system/Clock.h"
 #include "store/model/ClassSchema.h"
-#include "store/model/FiltersBarRecord.h"
+#include "store/model/internal/FiltersBarRecord.h"
 #include "values/text/QWStringAdditions.h"
 
 constinit const qw::Class QWDatabaseManager::kClass =

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 #include "platform/loop/NotificationCenter.h"
 #include "platform/loop/OperationQueue.h"
 #include "platform/object/UndoManager.h"
@@ -45,7 +46,7 @@ inline constexpr qw::NotificationName QWDatabaseManagerObjectsDidChangeNotificat
 /// `QWDatabaseManager::open`. Owned by the application's document; belongs with everything in it to the
 /// thread that opened it, normally the main one, which debug builds assert. Operations that fail answer false
 /// or null, fill the optional error, and leave file and objects as they were.
-class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
+class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
  public:
   static const qw::Class kClass;
 

@@ -4,7 +4,7 @@
 #include <set>
 
 #include "platform/base/Log.h"
-#include "platform/base/Resources.h"
+#include "platform/base/internal/Resources.h"
 #include "platform/files/UserDefaults.h"
 #include "platform/loop/RunLoop.h"
 #include "platform/system/Clock.h"
@@ -12,8 +12,8 @@
 #include "platform/system/TextEncoding.h"
 #include "shell/QWPluginsManager.h"
 #include "store/model/ClassSchema.h"
-#include "store/model/Loader.h"
 #include "store/model/QWDatabaseManager.h"
+#include "store/model/internal/Loader.h"
 #include "values/dates/QWDateAdditions.h"
 #include "values/text/QWStringAdditions.h"
 

@@ -9,7 +9,7 @@
 #include "platform/files/ZipArchive.h"
 #include "store/model/ClassSchema.h"
 #include "store/model/QWDatabaseManager.h"
-#include "store/model/SaveRun.h"
+#include "store/model/internal/SaveRun.h"
 
 void QWDatabaseManager::touchRowsThatName() {
   // The links stay as they are; an undone deletion finds them again.

@@ -7,8 +7,8 @@
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/Clock.h"
 #include "store/model/ClassSchema.h"
-#include "store/model/Loader.h"
 #include "store/model/QWDatabaseManager.h"
+#include "store/model/internal/Loader.h"
 
 namespace {
 

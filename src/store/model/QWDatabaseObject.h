@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/object/Back.h"
 #include "platform/object/Object.h"
 #include "platform/object/Property.h"
@@ -31,7 +32,7 @@ struct RowWrite;
 /// the property table (saving, loading, copying, importing, archiving, undo, notices). Made by its manager
 /// (`manager.create<Expense>()`), whose registry keeps it alive; belongs to the manager's thread. Nothing
 /// here fails: statements do, when the manager saves.
-class QWDatabaseObject : public qw::Object {
+class QW_EXPORT QWDatabaseObject : public qw::Object {
  public:
   static const qw::Class kClass;
 

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 
+#include "platform/base/Export.h"
 #include "platform/loop/OperationQueue.h"
 
 class QWDatabaseManager;
@@ -11,7 +12,7 @@ class QWDatabaseManager;
 /// store. With `finalizeWithBlock` the result is handed to the main queue, where it may be committed to the
 /// original; until then the operation counts as running. Made and queued by
 /// `QWDatabaseManager::addOperationWithBlock`.
-class QWDatabaseOperation final : public qw::Operation {
+class QW_EXPORT QWDatabaseOperation final : public qw::Operation {
  public:
   using Block = std::function<void(QWDatabaseOperation&, QWDatabaseManager&)>;
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "platform/object/Back.h"
 #include "store/columns/Column.h"
 
@@ -15,7 +16,7 @@ class QWDatabaseManager;
 /// One prepared statement with typed parameters by name. Made by `QWDatabaseManager::prepareQuery`, used on
 /// the manager's thread; owns the compiled statement and must not outlive the manager's connection. Binding
 /// to a name that the statement lacks is logged and skipped.
-class QWDatabaseQuery {
+class QW_EXPORT QWDatabaseQuery {
  public:
   QWDatabaseQuery(QWDatabaseManager& manager, std::string sql, sqlite3_stmt* statement);
   ~QWDatabaseQuery();

@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "store/model/QWDatabaseQuery.h"
 
 namespace qw {
@@ -17,7 +18,7 @@ class Loader;
 /// The rows of a query, one at a time, read by column name. `next` steps to each row, the first included; at
 /// the end the statement goes back to the manager's cache. A column that is not there is logged and reads as
 /// NULL.
-class QWDatabaseResultSet {
+class QW_EXPORT QWDatabaseResultSet {
  public:
   explicit QWDatabaseResultSet(std::shared_ptr<QWDatabaseQuery> query);
 

@@ -3,11 +3,12 @@
 #include <optional>
 #include <string>
 
+#include "platform/base/Export.h"
 #include "store/model/QWDatabaseObject.h"
 
 /// Base of named objects with an icon, as a library list shows them. Several classes share a table, told
 /// apart by the column "class".
-class QWLibraryObject : public QWDatabaseObject {
+class QW_EXPORT QWLibraryObject : public QWDatabaseObject {
  public:
   static const qw::Class kClass;
 

@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "store/columns/ObjectID.h"
 
 class QWDatabaseObject;
@@ -13,7 +14,7 @@ class QWDatabaseObject;
 /// The objects of a store by their ID, in the order of registration, with requests for objects that are not
 /// there yet. Open addressing over a dense list: registering and looking up take constant time. An object
 /// under its own ID, as those of a store are, keeps that ID while it is registered; its key costs no memory.
-class QWRequestsMap {
+class QW_EXPORT QWRequestsMap {
  public:
   using Object = std::shared_ptr<QWDatabaseObject>;
   /// Called with the object, or with null when the wait was given up.

@@ -4,13 +4,15 @@
 #include <memory>
 #include <string>
 
+#include "platform/base/Export.h"
+
 class QWDatabaseObject;
 
 namespace qw {
 
 /// The write that brings the row of an object up to date, with what the object was before it counted as
 /// clean.
-struct RowWrite {
+struct QW_EXPORT RowWrite {
   enum class Kind : std::uint8_t { kNone, kInsert, kUpdate, kDelete };
 
   std::shared_ptr<QWDatabaseObject> object{};

@@ -1,4 +1,4 @@
-#include "store/model/SaveRun.h"
+#include "store/model/internal/SaveRun.h"
 
 #include <fmt/format.h>
 

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "platform/base/Export.h"
 #include "platform/object/Value.h"
 
 /// Copies of nested containers that share nothing with the original that could be changed through either.
-namespace DeepMutableCopy {
+namespace QW_EXPORT DeepMutableCopy {
 
 /// A new container in which every array, set and dictionary below is new as well; objects stay the same ones.
 qw::Array deepMutableCopy(const qw::Array& array);

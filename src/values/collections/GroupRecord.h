@@ -4,12 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/object/Object.h"
 
 /// One level of a grouping by paths (`QWArrayAdditions::groupsForKeyPath`). Answers the keys "name", "object"
 /// (null unless a grouped object ends here) and "subgroups" (null unless there are any). Owned by the record
 /// above it.
-class GroupRecord : public qw::Object {
+class QW_EXPORT GroupRecord : public qw::Object {
  public:
   static const qw::Class kClass;
 

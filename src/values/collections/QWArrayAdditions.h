@@ -7,13 +7,14 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/object/Value.h"
 #include "values/collections/GroupRecord.h"
 
 /// Operations on arrays of values: transforming, comparing, flattening trees, grouping by paths, CSV. Free
 /// functions without state. Elements that are objects are used on their own thread; no function changes them.
 /// Each is linear in the number of elements.
-namespace QWArrayAdditions {
+namespace QW_EXPORT QWArrayAdditions {
 
 /// The block's result for each element, in order; null results are left out.
 template <class Block>
@@ -70,7 +71,7 @@ inline constexpr std::size_t kDeepestGroup = 1000;
 
 /// What a menu shows for group records: a record with an object becomes an item that stands for it, any other
 /// a submenu.
-struct MenuItem {
+struct QW_EXPORT MenuItem {
   std::string title;
   qw::Value representedObject;
   std::vector<MenuItem> submenu;
@@ -79,7 +80,7 @@ std::vector<MenuItem> groupsMenu(const std::vector<std::shared_ptr<GroupRecord>>
 
 }  // namespace QWArrayAdditions
 
-namespace QWMutableArrayAdditions {
+namespace QW_EXPORT QWMutableArrayAdditions {
 
 /// Appends the object unless it is null.
 inline void addObjectIfNotNull(qw::Array& array, qw::Value object) {

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "values/collections/QWArrayAdditions.h"
-#include "values/collections/TreeWalker.h"
+#include "values/collections/internal/TreeWalker.h"
 #include "values/text/QWStringAdditions.h"
 
 namespace QWArrayAdditions {

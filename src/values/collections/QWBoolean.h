@@ -3,10 +3,11 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "values/collections/QWConstant.h"
 
 /// No and Yes as objects, for choices and settings. There are exactly two, shared.
-class QWBoolean : public QWConstantOf<QWBoolean> {
+class QW_EXPORT QWBoolean : public QWConstantOf<QWBoolean> {
  public:
   static const qw::Class kClass;
 

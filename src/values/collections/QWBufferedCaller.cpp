@@ -4,7 +4,7 @@
 #include <map>
 #include <unordered_map>
 
-#include "platform/loop/PerThread.h"
+#include "platform/loop/internal/PerThread.h"
 
 namespace qw::detail {
 

@@ -11,12 +11,13 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/base/Export.h"
 #include "platform/object/Object.h"
 
 namespace qw::detail {
 
 /// The deferred calls of the calling thread, by target: what `QWBufferedCaller` does, without its types.
-struct BufferedCalls {
+struct QW_EXPORT BufferedCalls {
   using Target = std::weak_ptr<Object>;
   using Invocation = std::function<void(Object&)>;
 
@@ -49,7 +50,7 @@ void appendText(std::string& key, const A& argument) {
 
 /// The parameters of a member function.
 template <class... P>
-struct Parameters {
+struct QW_EXPORT Parameters {
   static_assert((!std::is_same_v<std::decay_t<P>, const char*> && ...),
                 "take texts as std::string_view or std::string");
   using Stored = std::tuple<StoredParameter<P>...>;
@@ -70,7 +71,7 @@ Parameters<P...> parametersOf(R (C::*)(P...) const noexcept);
 
 /// Its address is that of no other member function's.
 template <auto Method>
-inline constexpr char kMethodIdentity = 0;
+QW_EXPORT inline constexpr char kMethodIdentity = 0;
 
 }  // namespace qw::detail
 
@@ -81,7 +82,7 @@ inline constexpr char kMethodIdentity = 0;
 /// has its own callers, whose calls run on that thread. The target is owned by a shared pointer and held
 /// weakly: once dead it is not called.
 template <std::derived_from<qw::Object> T>
-class QWBufferedCaller {
+class QW_EXPORT QWBufferedCaller {
  public:
   /// The caller of this thread for the target.
   static QWBufferedCaller bufferedCallerForTarget(T& target) { return QWBufferedCaller(target); }

@@ -3,11 +3,12 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "values/collections/QWConstant.h"
 
 /// A character that separates: the columns of a CSV file, the groups or the fraction of a number. `value` is
 /// its code point.
-class QWCharacterSeparator : public QWConstantOf<QWCharacterSeparator> {
+class QW_EXPORT QWCharacterSeparator : public QWConstantOf<QWCharacterSeparator> {
  public:
   static const qw::Class kClass;
 

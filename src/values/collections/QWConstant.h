@@ -6,12 +6,13 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "values/collections/QWConstantsManager.h"
 
 /// A member of an enumeration as an object: a named integer that is shown under a localized name, archived by
 /// name, and looked up in its class's registry. An enumeration derives from `QWConstantOf`. Registered
 /// constants are never changed and may be used on any thread.
-class QWConstant : public qw::Object {
+class QW_EXPORT QWConstant : public qw::Object {
  public:
   static const qw::Class kClass;
 
@@ -50,7 +51,7 @@ class QWConstant : public qw::Object {
 ///       static void addConstants(QWConstantsManager& manager) { manager.addConstant(make("Low", 1)); }
 ///     };
 template <class T>
-class QWConstantOf : public QWConstant {
+class QW_EXPORT QWConstantOf : public QWConstant {
  public:
   using Pointer = std::shared_ptr<T>;
 

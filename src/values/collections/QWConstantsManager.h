@@ -7,13 +7,14 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/object/Object.h"
 
 class QWConstant;
 
 /// The registry of one constant class: made and filled when the class is first used, once however many
 /// threads ask, and kept for the process. Only read from then on, by any thread.
-class QWConstantsManager : public qw::Object {
+class QW_EXPORT QWConstantsManager : public qw::Object {
  public:
   using Constant = std::shared_ptr<QWConstant>;
   using Fill = void (*)(QWConstantsManager&);

@@ -6,11 +6,12 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/object/Object.h"
 
 /// A multiset that ranks its elements by how often they were added and remembers, weakly, the objects that
 /// added them. Adding and removing take constant time on average. Belongs to one thread.
-class QWCountedSet {
+class QW_EXPORT QWCountedSet {
  public:
   /// Distinct elements.
   std::size_t count() const { return elements_.size(); }

@@ -1,7 +1,7 @@
 #include "values/collections/QWObjectAdditions.h"
 
 #include "platform/object/KeyPath.h"
-#include "values/text/UniqueNames.h"
+#include "values/text/internal/UniqueNames.h"
 
 std::string QWObjectAdditions::validUniqueValue(const qw::Object& object, std::string_view value,
                                                 std::string_view keyPath, const qw::Array& array,

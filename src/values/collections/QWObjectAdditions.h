@@ -4,10 +4,11 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "platform/object/Object.h"
 
 /// Operations on every object.
-namespace QWObjectAdditions {
+namespace QW_EXPORT QWObjectAdditions {
 
 /// Tells the observers of a key that it changed, around nothing, so that they read it again.
 inline void notifyChangeValueForKey(qw::Object& object, std::string_view key) {

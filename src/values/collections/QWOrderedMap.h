@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/object/Property.h"
 
 /// A dictionary that keeps the order of insertion. Values are expected to be distinct: taking a key out takes
@@ -15,7 +16,7 @@
 /// inserting and removing time linear in what is held. Not thread-safe.
 template <class Key, class Object,
           class Hash = std::conditional_t<std::is_same_v<Key, qw::Value>, qw::ValueHash, std::hash<Key>>>
-class QWOrderedMap {
+class QW_EXPORT QWOrderedMap {
  public:
   /// Adds each element under its value at the key path, in order. Elements are shared pointers to objects;
   /// one whose value cannot be a key is left out.

@@ -1,6 +1,6 @@
 #include "values/collections/QWSetAdditions.h"
 
-#include "values/text/UniqueNames.h"
+#include "values/text/internal/UniqueNames.h"
 
 namespace QWSetAdditions {
 

@@ -3,11 +3,12 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "platform/object/Value.h"
 #include "values/collections/QWArrayAdditions.h"
 
 /// Operations on sets of values. Free functions without state.
-namespace QWSetAdditions {
+namespace QW_EXPORT QWSetAdditions {
 
 /// The elements of `set` that are not in `removed`, in their order.
 qw::ValueSet setByRemovingObjectsInSet(const qw::ValueSet& set, const qw::ValueSet& removed);

@@ -3,12 +3,13 @@
 #include <optional>
 #include <string>
 
+#include "platform/base/Export.h"
 #include "platform/system/TextEncoding.h"
 #include "values/collections/QWConstant.h"
 
 /// The text encodings offered when files are read and written. Settings store the name; `value` is a number
 /// that stays the same, and `encoding` does the work.
-class QWStringEncoding : public QWConstantOf<QWStringEncoding> {
+class QW_EXPORT QWStringEncoding : public QWConstantOf<QWStringEncoding> {
  public:
   static const qw::Class kClass;
 

@@ -1,6 +1,6 @@
 #include "values/dates/QWCalendarAdditions.h"
 
-#include "values/dates/UserCalendar.h"
+#include "values/dates/internal/UserCalendar.h"
 
 namespace QWCalendarAdditions {
 

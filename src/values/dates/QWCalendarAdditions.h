@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "platform/base/Date.h"
+#include "platform/base/Export.h"
 
 U_NAMESPACE_BEGIN
 class Calendar;
@@ -12,7 +13,7 @@ U_NAMESPACE_END
 
 /// The user's calendar, by the locale and the time zone in force. Each thread has its own; the operations may
 /// be called from any thread.
-namespace QWCalendarAdditions {
+namespace QW_EXPORT QWCalendarAdditions {
 
 /// That of the calling thread, made from the user's calendar at first use and anew after the locale or the
 /// time zone changed. The Gregorian calendar is proleptic. Only for this thread, and only until the next

@@ -1,10 +1,10 @@
 #include "values/dates/QWDateAdditions.h"
 
-#include "platform/base/CivilDate.h"
+#include "platform/base/internal/CivilDate.h"
 #include "platform/system/Clock.h"
 #include "platform/system/TimeZone.h"
 #include "values/dates/QWCalendarAdditions.h"
-#include "values/dates/UserCalendar.h"
+#include "values/dates/internal/UserCalendar.h"
 
 namespace QWDateAdditions {
 

@@ -6,11 +6,12 @@
 #include <string_view>
 
 #include "platform/base/Date.h"
+#include "platform/base/Export.h"
 
 /// Reading and moving dates in the user's calendar and time zone (`QWCalendarAdditions`), from any thread.
 /// Beginnings and ends are whole seconds; a day ends at 23:59:59, a second before the next one begins. Where
 /// a clock change skips midnight, a day begins with the first time that it has.
-namespace QWDateAdditions {
+namespace QW_EXPORT QWDateAdditions {
 
 /// The components of a date as people count them: months and days from 1, years in the calendar's era.
 int yearOfCommonEra(qw::Date date);

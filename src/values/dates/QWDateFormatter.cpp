@@ -13,14 +13,14 @@
 #include <utility>
 #include <vector>
 
-#include "platform/base/CivilDate.h"
-#include "platform/loop/PerThread.h"
+#include "platform/base/internal/CivilDate.h"
+#include "platform/loop/internal/PerThread.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/Clock.h"
 #include "platform/system/Localization.h"
 #include "platform/system/TimeZone.h"
-#include "values/dates/DatePattern.h"
 #include "values/dates/QWDateAdditions.h"
+#include "values/dates/internal/DatePattern.h"
 
 namespace {
 

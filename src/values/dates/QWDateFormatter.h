@@ -7,6 +7,7 @@
 
 #include "platform/base/Date.h"
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 
 /// Writes dates for people and reads what people type, by the styles of a locale or by a pattern of Unicode
 /// TR 35, in the calendar of the locale (the Gregorian one proleptic) and the time zone in force. A value
@@ -15,7 +16,7 @@
 ///
 ///     QWDateFormatter::formatDate(date, QWDateFormatter::Style::kLong);  // "March 15, 2024"
 ///     QWDateFormatter::parseString("150324", "dd.MM.yyyy");              // the same day, from bare digits
-class QWDateFormatter {
+class QW_EXPORT QWDateFormatter {
  public:
   enum class Style { kNone, kShort, kMedium, kLong, kFull };
 

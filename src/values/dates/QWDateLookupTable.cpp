@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "values/dates/QWDateAdditions.h"
-#include "values/dates/UserCalendar.h"
+#include "values/dates/internal/UserCalendar.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/base/Date.h"
+#include "platform/base/Export.h"
 #include "values/dates/QWDuration.h"
 
 /// Finds the beginning of the repeating period that a day lies in, as of the week, the fortnight or the
@@ -17,7 +18,7 @@
 ///     QWDateLookupTable quarters;
 ///     quarters.setPeriod(QWDuration::durationWithMonths(3));
 ///     quarters.beginDateForDate(bought);
-class QWDateLookupTable {
+class QW_EXPORT QWDateLookupTable {
  public:
   /// The longest table in days, which reaches from the year 1 to the year 9999. Dates that would need a
   /// longer one have no period.

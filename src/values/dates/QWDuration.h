@@ -7,13 +7,14 @@
 #include <string_view>
 
 #include "platform/base/Date.h"
+#include "platform/base/Export.h"
 #include "platform/object/Property.h"
 
 /// A number of days, weeks, months or years: how long a warranty lasts, how often a rent falls due. A value
 /// type, and a property type of model classes; any thread.
 ///
 ///     qw::Date end = QWDuration::durationWithYears(2).addToDate(bought, 1);
-class QWDuration {
+class QW_EXPORT QWDuration {
  public:
   /// The numbers are those of stores and archives. A number read from there may be none of them.
   enum class Unit : std::uint32_t { kDay = 0, kWeek = 1, kMonth = 2, kYear = 3 };

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "values/text/UTF8.h"
+#include "values/text/internal/UTF8.h"
 
 namespace {
 

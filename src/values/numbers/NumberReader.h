@@ -6,9 +6,10 @@
 #include <string_view>
 
 #include "platform/base/Decimal.h"
+#include "platform/base/Export.h"
 
 /// How a formatter writes numbers, as far as a reader must know.
-struct NumberNotation {
+struct QW_EXPORT NumberNotation {
   std::string decimalSeparator = ".";
   std::string groupingSeparator = ",";
   std::string minusSign = "-";
@@ -21,7 +22,7 @@ struct NumberNotation {
 /// separator before, among or behind them. Groups are of three digits, or all but the last of the locale's
 /// secondary size and the first one perhaps shorter; they stand left of the decimal separator. All kinds of
 /// blanks count as one, and so do both apostrophes. There is no exponent. A plain value; any thread.
-class NumberReader {
+class QW_EXPORT NumberReader {
  public:
   enum class Separators { kGuessed, kOwn };
   /// No longer text is a number.

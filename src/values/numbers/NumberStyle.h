@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/base/Decimal.h"
+#include "platform/base/Export.h"
 #include "values/numbers/NumberReader.h"
 
 /// How numbers are written: the patterns and signs that ICU knows for a locale (Unicode TR 35) under the
@@ -16,7 +17,7 @@
 /// rest, and everything where that was found to differ, by ICU itself. Negative numbers begin with a minus
 /// sign where the locale would put them into parentheses or the sign behind them. Belongs to one formatter
 /// and its thread.
-class NumberStyle {
+class QW_EXPORT NumberStyle {
  public:
   enum class Kind : std::uint8_t { kDecimal, kCurrency, kPercent };
 

@@ -5,9 +5,10 @@
 #include <string_view>
 
 #include "platform/base/Color.h"
+#include "platform/base/Export.h"
 
 /// Writes colours as web colours and reads them (CSS Color 4). Holds nothing; any thread.
-class QWColorFormatter {
+class QW_EXPORT QWColorFormatter {
  public:
   std::string stringForObjectValue(const qw::Color& color) const { return color.webColor(); }
   /// The empty text is read as no colour; false for a text that is none.

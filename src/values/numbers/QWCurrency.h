@@ -8,12 +8,13 @@
 #include <utility>
 
 #include "platform/base/Decimal.h"
+#include "platform/base/Export.h"
 #include "platform/object/Property.h"
 #include "values/numbers/QWDecimalNumberAdditions.h"
 
 /// A currency: what it is called, how many decimals its amounts have, and what it is worth. A value type, and
 /// a property type of model classes; any thread.
-class QWCurrency {
+class QW_EXPORT QWCurrency {
  public:
   /// No currency's code and symbol, no decimals, and the rate 0.
   QWCurrency() = default;

@@ -3,11 +3,12 @@
 #include <optional>
 
 #include "platform/base/Decimal.h"
+#include "platform/base/Export.h"
 #include "values/numbers/QWCurrency.h"
 
 /// Arithmetic on amounts of money: each result is rounded to the decimals of the currency, halves away from
 /// zero. A missing operand is zero, so to divide by none gives not-a-number. Any thread.
-namespace QWCurrencyAdditions {
+namespace QW_EXPORT QWCurrencyAdditions {
 
 inline qw::Decimal decimalNumberByAdding(const qw::Decimal& amount, const std::optional<qw::Decimal>& other,
                                          const QWCurrency& currency) {

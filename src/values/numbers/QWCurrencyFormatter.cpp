@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "platform/files/UserDefaults.h"
-#include "platform/loop/PerThread.h"
+#include "platform/loop/internal/PerThread.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "values/numbers/QWCurrency.h"
 #include "values/numbers/QWNumberFormatter.h"
 
@@ -18,7 +19,7 @@
 ///     formatter.setCurrency(euro);
 ///     formatter.setCurrencies({euro, dollar});
 ///     if (formatter.getObjectValue(value, "USD 10 + 5")) …  // in euros
-class QWCurrencyFormatter : public QWNumberFormatter {
+class QW_EXPORT QWCurrencyFormatter : public QWNumberFormatter {
  public:
   /// A bool of the user's settings: whether "1250" is read as 12.50.
   static constexpr std::string_view kAutomaticallyInsertDecimalSeparatorKey =

@@ -4,14 +4,15 @@
 #include <optional>
 
 #include "platform/base/Decimal.h"
+#include "platform/base/Export.h"
 #include "platform/object/Value.h"
 
 /// Operations on exact decimal numbers. Nothing fails but by not-a-number, which every operation passes on;
 /// any thread.
-namespace QWDecimalNumberAdditions {
+namespace QW_EXPORT QWDecimalNumberAdditions {
 
 /// How a result is rounded: to `scale` digits after the point, halves away from zero unless said otherwise.
-struct Behavior {
+struct QW_EXPORT Behavior {
   int scale = 0;
   qw::RoundingMode mode = qw::RoundingMode::plain;
 

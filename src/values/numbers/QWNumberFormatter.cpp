@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/loop/PerThread.h"
+#include "platform/loop/internal/PerThread.h"
 #include "platform/system/ApplicationContext.h"
 
 namespace {

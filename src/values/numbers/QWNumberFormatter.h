@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/base/Decimal.h"
+#include "platform/base/Export.h"
 #include "values/numbers/NumberStyle.h"
 #include "values/numbers/QWDecimalNumberAdditions.h"
 
@@ -21,7 +22,7 @@
 ///     QWNumberFormatter formatter;
 ///     std::optional<qw::Decimal> value;
 ///     if (formatter.getObjectValue(value, "12.50 + 3 * 2")) …  // 18.5
-class QWNumberFormatter {
+class QW_EXPORT QWNumberFormatter {
  public:
   using Behavior = QWDecimalNumberAdditions::Behavior;
   using Style = NumberStyle::Kind;

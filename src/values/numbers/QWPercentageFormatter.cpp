@@ -1,6 +1,6 @@
 #include "values/numbers/QWPercentageFormatter.h"
 
-#include "platform/loop/PerThread.h"
+#include "platform/loop/internal/PerThread.h"
 
 namespace {
 

@@ -4,12 +4,13 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "values/numbers/QWNumberFormatter.h"
 
 /// Writes and reads shares as percentages: 0.125 is "12.5%", and is what "12.5%" and "12.5" are read as. At
 /// most two fraction digits are written unless said otherwise. Belongs to one thread, like every number
 /// formatter.
-class QWPercentageFormatter : public QWNumberFormatter {
+class QW_EXPORT QWPercentageFormatter : public QWNumberFormatter {
  public:
   static std::string formatValue(const qw::Decimal& value, int maximumFractionDigits);
   /// None for an empty text and for one that cannot be read.

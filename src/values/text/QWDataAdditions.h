@@ -6,10 +6,11 @@
 #include <string_view>
 
 #include "platform/base/Data.h"
+#include "platform/base/Export.h"
 
 /// Encodings of bytes as text and their compression. Free functions without state, callable from any thread;
 /// what cannot be decoded is no value.
-namespace QWDataAdditions {
+namespace QW_EXPORT QWDataAdditions {
 
 /// Decodes Base64 (RFC 4648, section 4); CR and LF are ignored. Strict otherwise: no other foreign
 /// characters, padding required, unused bits zero, so that each text that decodes is the one that encodes the

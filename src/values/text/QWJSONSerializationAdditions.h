@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "platform/base/Error.h"
+#include "platform/base/Export.h"
 #include "platform/object/Value.h"
 
 /// Values as JSON texts (RFC 8259) and back. Free functions without state, callable from any thread.
@@ -13,7 +14,7 @@
 /// Numbers stay exact: integers of 64 bits are integers, all others decimals of up to 38 digits; only what
 /// the exponent of a decimal cannot hold becomes a double. Null, booleans, texts, arrays and dictionaries are
 /// what they are in JSON; dictionaries are ordered by key, and of equal keys the last one counts.
-namespace QWJSONSerializationAdditions {
+namespace QW_EXPORT QWJSONSerializationAdditions {
 
 inline constexpr std::string_view kErrorDomain = "QWJSONErrorDomain";
 enum ErrorCode { kInvalidText = 1, kTooDeep = 2, kNotRepresentable = 3 };
@@ -21,7 +22,7 @@ enum ErrorCode { kInvalidText = 1, kTooDeep = 2, kNotRepresentable = 3 };
 /// How many arrays and dictionaries may lie in each other.
 inline constexpr std::size_t kMaximumDepth = 512;
 
-struct JSONOptions {
+struct QW_EXPORT JSONOptions {
   bool fragmentsAllowed = false;  ///< whether a text may be a value other than an array or a dictionary
   bool prettyPrinted = false;     ///< writing: one element a line, indented by two blanks
 };

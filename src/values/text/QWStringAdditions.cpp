@@ -12,7 +12,7 @@
 
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/Localization.h"
-#include "values/text/UTF8.h"
+#include "values/text/internal/UTF8.h"
 
 namespace QWStringAdditions {
 namespace {

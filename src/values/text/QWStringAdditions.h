@@ -8,13 +8,14 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/system/TextEncoding.h"
 
 /// Operations on texts: identifiers, digests, comparison, percent-encoding, HTML, patterns and object paths.
 /// All are free functions without state, callable from any thread. Texts are UTF-8 and offsets count bytes;
 /// bytes that are no UTF-8 never fail but are copied, or become U+FFFD where a text must be decoded to be
 /// worked on.
-namespace QWStringAdditions {
+namespace QW_EXPORT QWStringAdditions {
 
 /// `character` repeated `length` times.
 std::string stringWithCharacter(std::string_view character, std::size_t length);
@@ -81,7 +82,7 @@ std::string stringForEmbeddingInHTML(std::string_view text);
 std::string stringByDecodingHTMLEntities(std::string_view text);
 
 /// A run of bytes in a text.
-struct TextRange {
+struct QW_EXPORT TextRange {
   static constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
   std::size_t location = kNotFound;
   std::size_t length = 0;
@@ -90,7 +91,7 @@ struct TextRange {
 
 /// The ranges of a match, the whole at index 0 and then each capture group; a group that took no part is not
 /// found.
-struct PatternMatch {
+struct QW_EXPORT PatternMatch {
   std::vector<TextRange> ranges;
   /// The part of the matched text that a group captured, empty if the group took no part.
   std::string_view capture(std::string_view text, std::size_t group) const;

@@ -3,9 +3,9 @@
 #include <charconv>
 #include <cstdint>
 
-#include "values/text/HTMLEntities.h"
 #include "values/text/QWStringAdditions.h"
-#include "values/text/UTF8.h"
+#include "values/text/internal/HTMLEntities.h"
+#include "values/text/internal/UTF8.h"
 
 namespace QWStringAdditions {
 namespace {

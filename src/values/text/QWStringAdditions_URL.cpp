@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include "values/text/QWStringAdditions.h"
-#include "values/text/UTF8.h"
+#include "values/text/internal/UTF8.h"
 
 namespace QWStringAdditions {
 namespace {

@@ -6,7 +6,7 @@
 #include <string_view>
 
 /// Texts of delimited files before they are split into fields.
-namespace CSVText {
+namespace qw::CSVText {
 
 /// Makes every CR LF a LF.
 void normalizeLineEnds(std::string& text);
@@ -21,4 +21,4 @@ std::size_t countLineEnds(std::string_view text);
 /// earlier candidate wins a tie. Empty when none of them splits anything.
 std::string guessSeparator(std::string_view text, std::span<const std::string> candidates);
 
-}  // namespace CSVText
+}  // namespace qw::CSVText

@@ -1,4 +1,4 @@
-#include "store/model/Loader.h"
+#include "store/model/internal/Loader.h"
 
 #include <algorithm>
 #include <filesystem>

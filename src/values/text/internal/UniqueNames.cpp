@@ -1,4 +1,4 @@
-#include "values/text/UniqueNames.h"
+#include "values/text/internal/UniqueNames.h"
 
 #include <charconv>
 #include <limits>

@@ -1,8 +1,8 @@
-#include "values/dates/DatePattern.h"
+#include "values/dates/internal/DatePattern.h"
 
 #include <algorithm>
 
-#include "platform/base/CivilDate.h"
+#include "platform/base/internal/CivilDate.h"
 #include "platform/system/Clock.h"
 #include "platform/system/TimeZone.h"
 

@@ -1,4 +1,4 @@
-#include "values/dates/UserCalendar.h"
+#include "values/dates/internal/UserCalendar.h"
 
 #include <unicode/gregocal.h>
 
@@ -9,7 +9,7 @@
 #include <limits>
 #include <optional>
 
-#include "platform/base/CivilDate.h"
+#include "platform/base/internal/CivilDate.h"
 #include "platform/system/ApplicationContext.h"
 
 namespace {

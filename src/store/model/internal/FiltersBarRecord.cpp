@@ -1,4 +1,4 @@
-#include "store/model/FiltersBarRecord.h"
+#include "store/model/internal/FiltersBarRecord.h"
 
 namespace qw {
 

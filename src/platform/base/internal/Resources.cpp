@@ -1,4 +1,4 @@
-#include "platform/base/Resources.h"
+#include "platform/base/internal/Resources.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "import/CSVText.h"
+#include "import/internal/CSVText.h"
 
 #include <algorithm>
 #include <cstring>
@@ -6,6 +6,7 @@
 
 #include "import/QWCSVRows.h"
 
+namespace qw {
 namespace {
 
 struct LineEnd {
@@ -91,3 +92,5 @@ std::string CSVText::guessSeparator(std::string_view text, std::span<const std::
   }
   return best;
 }
+
+}  // namespace qw

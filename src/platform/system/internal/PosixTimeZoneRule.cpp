@@ -1,8 +1,8 @@
-#include "platform/system/PosixTimeZoneRule.h"
+#include "platform/system/internal/PosixTimeZoneRule.h"
 
 #include <array>
 
-#include "platform/base/CivilDate.h"
+#include "platform/base/internal/CivilDate.h"
 
 namespace qw {
 
