@@ -17,13 +17,15 @@
 /// keeps an account of what was refused. Uses what it is given, all of which has to outlive it; one thread.
 ///
 ///     CSVRecordReader reader(*rows, *mapping, *dates, *numbers, importer.options().firstLine());
-///     const auto date = reader.column("date"), amount = reader.column("amount");
+///     const auto date = reader.column("date"), payee = reader.column("payee"), amount = reader.column("amount");
 ///     while (reader.next()) {
 ///       const auto day = reader.date(date);
 ///       const auto sum = reader.number(amount);
 ///       if (!day) reader.reject(date, "a date is needed");
-///       if (!reader.isRejected()) book.addExpense(*day, sum.value_or(0));
+///       if (reader.isRejected()) continue;
+///     …
 ///     }
+///     report(reader.rejections());  // line, column, text and reason of each field that was refused
 class CSVRecordReader {
  public:
   /// Why a field was refused.

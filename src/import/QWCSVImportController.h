@@ -23,14 +23,17 @@
 /// until its block has returned; main thread.
 ///
 ///     auto importer = qw::make<QWCSVImportController>();
-///     importer->initWithBlock([&](auto& importer, auto* rows, auto* mapping, auto* dates, auto* numbers) {
+///     importer->initWithBlock([&](QWCSVImportController& importer, const QWCSVRows* rows,
+///                                 const QWCSVImportController::Mapping* mapping, QWDateFormatter* dates,
+///                                 QWNumberFormatter* numbers) {
 ///       if (!rows) return;  // cancelled, or the file could not be read
-///       ...
+///     …
 ///     });
 ///     importer->setKeyPaths({"date", "payee", "amount"});
 ///     importer->setHasDates(true);
 ///     importer->setHasNumbers(true);
 ///     importer->setAutosaveName("Bank statements");
+///     …
 ///     importer->showOpenPanelInWindow(presenter);
 class QWCSVImportController : public qw::Object {
  public:

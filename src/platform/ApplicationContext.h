@@ -18,6 +18,7 @@ namespace qw {
 /// starts threads, or keeps the one made from the environment; tests replace it with an `Override` and touch
 /// nothing of the user's.
 struct ApplicationContext {
+  /// Answers a new identifier each time; called from any thread.
   using IdentifierSource = std::function<UUID()>;
   class Override;
 
@@ -58,6 +59,7 @@ struct ApplicationContext {
 /// before comes back.
 class ApplicationContext::Override {
  public:
+  /// Makes the directories and installs the context. Main thread, before other threads start.
   Override();
   ~Override();
   Override(const Override&) = delete;

@@ -15,11 +15,13 @@ namespace qw {
 /// (RFC 8259) with the keys given below. Other keys are left alone. The one in force is part of the
 /// `ApplicationContext`.
 ///
-///     {"CFBundleIdentifier": "org.example.Expenses", "CFBundleName": "Expenses",
-///     "CFBundleShortVersionString": "1.2",
-///      "CFBundleDocumentTypes": [{"CFBundleTypeName": "Expense book", "CFBundleTypeExtensions":
-///      ["expenses"]}], "QWPlugins": {"QWDocumentSynchronizationHandler": ["FolderHandler"]}}
+///     {"CFBundleIdentifier": "org.example.Expenses",
+///      "CFBundleName": "Expenses",
+///      "CFBundleShortVersionString": "1.2",
+///      "CFBundleDocumentTypes": [{"CFBundleTypeName": "Expense book", "CFBundleTypeExtensions": ["expenses"]}],
+///      "QWPlugins": {"QWDocumentSynchronizationHandler": ["FolderHandler"]}}
 struct ApplicationInfo {
+  /// A kind of document that the application opens.
   struct DocumentType {
     std::string name;                     ///< "CFBundleTypeName"
     std::vector<std::string> extensions;  ///< "CFBundleTypeExtensions", without a point, preferred one first
@@ -39,6 +41,7 @@ struct ApplicationInfo {
 
   /// Answers none when the text is not such an object, naming the first key whose value is wrong.
   static std::optional<ApplicationInfo> fromJSON(std::string_view text, Error* error = nullptr);
+  /// The same for the text of a file of at most 1 MiB.
   static std::optional<ApplicationInfo> fromFile(const std::filesystem::path& path, Error* error = nullptr);
 
   friend bool operator==(const ApplicationInfo&, const ApplicationInfo&) = default;

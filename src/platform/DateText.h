@@ -25,14 +25,18 @@ constexpr std::size_t kMaxSize = 24;
 /// day, hour, minute or second beyond its range counts on into the next larger unit. A midnight that a clock
 /// change skips gives the day's first moment.
 std::optional<Date> readDate(std::string_view text, ShortYear shortYear = ShortYear::keep);
+/// The same for a date-time, in GMT.
 std::optional<Date> readDateTime(std::string_view text, ShortYear shortYear = ShortYear::keep);
 
 /// Write to `out`, which must have room for `kMaxSize` characters, without a terminating zero, and answer the
 /// end of what was written. Years before 1 are written as years before Christ are counted, without a sign.
 char* writeDate(Date date, char* out);
+/// The same for a date-time, in GMT.
 char* writeDateTime(Date date, char* out);
 
+/// "yyyy-MM-dd" in the time zone in force.
 std::string dateText(Date date);
+/// "yyyy-MM-dd HH:mm:ss" in GMT.
 std::string dateTimeText(Date date);
 
 }  // namespace qw::DateText

@@ -14,8 +14,10 @@
 /// as it was.
 namespace qw::FileManager {
 
+/// The domain of `ErrorCode`.
 inline constexpr std::string_view kErrorDomain = "QWFileManagerErrorDomain";
 
+/// What can go wrong with files and archives.
 enum ErrorCode : int {
   kSystemError = 1,    ///< the operating system refused
   kArchiveEmpty = 2,   ///< an archive holds no file, or none of the wanted kind

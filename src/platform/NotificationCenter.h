@@ -9,15 +9,20 @@
 
 namespace qw {
 
-/// The name of a notification with its hash, normally a constant made from a string literal:
-///   inline constexpr qw::NotificationName kDidClose("DocumentDidClose");
-/// Does not own the text.
+/// The name of a notification with its hash, normally a constant made from a string literal. Does not own the
+/// text.
+///
+///     inline constexpr qw::NotificationName kDidClose("DocumentDidClose");
 class NotificationName {
  public:
+  /// The text must live as long as the name.
   constexpr NotificationName(std::string_view text) : text_(text), hash_(hashOf(text)) {}
+  /// The same for a literal.
   constexpr NotificationName(const char* text) : NotificationName(std::string_view(text)) {}
 
+  /// The name as it was given.
   constexpr std::string_view text() const { return text_; }
+  /// FNV-1a of the text.
   constexpr std::uint64_t hash() const { return hash_; }
   friend constexpr bool operator==(NotificationName a, NotificationName b) {
     return a.hash_ == b.hash_ && a.text_ == b.text_;
@@ -37,7 +42,9 @@ class NotificationName {
 
 /// What observers are told: the name, and the identity of the sender, which may be null and is not owned.
 struct Notification {
+  /// What happened.
   NotificationName name;
+  /// Whom it happened to; null when nobody is meant.
   const void* sender = nullptr;
 };
 
@@ -46,11 +53,13 @@ struct Notification {
 /// registration has ended is not called again, and one that was added during a post waits for the next.
 class NotificationCenter {
  public:
+  /// Called on the thread that posts.
   using Callback = std::function<void(const Notification&)>;
 
   /// The center that the framework posts to; lives for good.
   static NotificationCenter& defaultCenter();
 
+  /// A center of one's own.
   NotificationCenter();
   ~NotificationCenter();
   NotificationCenter(const NotificationCenter&) = delete;

@@ -12,6 +12,7 @@ namespace qw {
 /// ends by itself.
 class SerialQueue {
  public:
+  /// Runs on the queue's thread; must not throw.
   using Closure = std::function<void()>;
 
   /// The name is shown by debuggers, cut to 15 bytes.
@@ -20,10 +21,12 @@ class SerialQueue {
   SerialQueue(const SerialQueue&) = delete;
   SerialQueue& operator=(const SerialQueue&) = delete;
 
+  /// As it was given.
   const std::string& name() const;
   /// Whether the caller runs on the queue's thread.
   bool isCurrent() const;
 
+  /// Adds a closure behind the others and returns.
   void async(Closure closure);
   /// Waits until the closure, and so everything added before, has run; on the queue's own thread runs it at
   /// once.

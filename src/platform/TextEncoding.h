@@ -16,11 +16,12 @@ namespace qw {
 /// written back unharmed.
 ///
 ///     auto encoding = qw::TextEncoding::named("windows-1252");
-///     auto text = encoding->decode(file.text(), &error);
+///     auto text = encoding->decode(bytes, &error);
 class TextEncoding {
  public:
-  /// The domain and codes of the errors.
+  /// The domain of `ErrorCode`.
   static constexpr std::string_view kErrorDomain = "QWTextEncodingErrorDomain";
+  /// Why bytes or a text could not be converted.
   enum ErrorCode { kInvalidBytes = 1, kNotEncodable = 2, kUnavailable = 3 };
   /// What is known about one encoding; internal.
   struct Charset;

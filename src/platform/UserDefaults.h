@@ -37,20 +37,25 @@ class UserDefaults {
 
   /// The value that was set, or else the registered one, or else null.
   Value value(std::string_view key) const;
+  ///@{
   /// Numbers, and texts that are numbers, converted; false or 0 for anything else.
   bool boolValue(std::string_view key) const;
   std::int64_t intValue(std::string_view key) const;
   double doubleValue(std::string_view key) const;
+  ///@}
   /// A text, or the text of a number.
   std::optional<std::string> text(std::string_view key) const;
+  ///@{
   /// Empty when the value is of another kind.
   Array array(std::string_view key) const;
   Dictionary dictionary(std::string_view key) const;
+  ///@}
 
   /// Sets a value, or brings the registered one back with null. False, and nothing changed, when the value
   /// holds what cannot be written: objects, images, sets, text that is no UTF-8, or more than `kMaximumDepth`
   /// nested containers.
   bool set(std::string_view key, Value value);
+  /// Brings the registered value back, if there is one.
   void remove(std::string_view key) { set(key, nullptr); }
   /// Adds values for keys that are not set. They are not written.
   void registerDefaults(const Dictionary& values);
@@ -64,6 +69,7 @@ class UserDefaults {
   /// `FileManager`, the changes are kept and written the next time.
   bool synchronize(Error* error = nullptr);
 
+  /// Containers within each other.
   static constexpr int kMaximumDepth = 64;
 
  private:

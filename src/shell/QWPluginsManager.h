@@ -14,7 +14,7 @@
 /// the name of a known class answers its plug-ins.
 ///
 ///     for (const qw::Class* c : QWPluginsManager::sharedManager().pluginsOfType(Handler::kClass))
-///     c->create();
+///       handlers.push_back(c->create());
 class QWPluginsManager : public qw::Object {
  public:
   using Classes = std::vector<const qw::Class*>;

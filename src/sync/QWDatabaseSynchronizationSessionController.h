@@ -16,9 +16,17 @@
 /// its calls. Shown by a presenter it waits for the review of each step that has changes; not shown, it takes
 /// the proposals. The completion is called once, on the main thread, after the last state was shown.
 ///
-///     auto controller = QWDatabaseSynchronizationSessionController::start({book, otherPath}, &presenter,
-///     completion); … in the presenter, at State::kReviewing: controller->changes()[0]->changes[0]->keepOther
-///     = true; controller->validate();
+///     auto controller = QWDatabaseSynchronizationSessionController::start(
+///         {book, otherPath, std::nullopt}, &presenter,
+///         [&](bool canceled, const std::optional<std::string>& message) {
+///           hasEnded = true;  // cancelled, or with a message if it failed
+///         });
+///     auto review = controller->observe("state", [&](const qw::Change&) {
+///       if (controller->state() == Controller::State::kReviewing) {
+///         controller->changes()[0]->changes[0]->keepOther = true;
+///         controller->validate();
+///       }
+///     });
 class QWDatabaseSynchronizationSessionController : public qw::SynchronizationRun {
  public:
   static const qw::Class kClass;

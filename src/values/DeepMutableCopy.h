@@ -7,6 +7,7 @@ namespace DeepMutableCopy {
 
 /// A new container in which every array, set and dictionary below is new as well; objects stay the same ones.
 qw::Array deepMutableCopy(const qw::Array& array);
+/// The same for a dictionary.
 qw::Dictionary deepMutableCopy(const qw::Dictionary& dictionary);
 
 }  // namespace DeepMutableCopy
