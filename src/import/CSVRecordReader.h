@@ -34,6 +34,7 @@ class CSVRecordReader {
     std::size_t line = 0;
     /// The column's name, empty when it is not mapped.
     std::string column;
+    /// The field as it is in the file.
     std::string text;
     /// A sentence for the user.
     std::string reason;
@@ -44,6 +45,7 @@ class CSVRecordReader {
   /// A mapped column, or one that the file does not have.
   class Column {
    public:
+    /// Whether the file has the column.
     bool isMapped() const { return index_.has_value(); }
 
    private:
@@ -57,6 +59,7 @@ class CSVRecordReader {
                   QWDateFormatter& dateFormatter, QWNumberFormatter& numberFormatter,
                   std::size_t firstLine = 1);
 
+  /// The column that the mapping gives for a key path; to be looked up once, before the rows.
   Column column(std::string_view keyPath) const;
 
   /// Goes to the first or the next row; false behind the last one.
@@ -68,15 +71,19 @@ class CSVRecordReader {
 
   /// The field as it stands, empty when the row has none. Valid as long as the rows are.
   std::string_view text(const Column& column) const;
+  ///@{
   /// None for a blank field, and for one that is refused, which rejects the row.
   std::optional<qw::Date> date(const Column& column);
   std::optional<qw::Decimal> number(const Column& column);
+  ///@}
 
   /// Rejects this row for a reason of the caller's.
   void reject(const Column& column, std::string reason);
+  /// Whether something in this row was refused.
   bool isRejected() const { return isRejected_; }
-  /// How many rows were rejected, and why the first of them were, in the order of the rows.
+  /// How many rows were rejected.
   std::size_t rejectedRows() const { return rejectedRows_; }
+  /// Why the first rows were rejected, in their order; at most `kMaximumRejections`.
   const std::vector<Rejection>& rejections() const { return rejections_; }
 
  private:

@@ -56,9 +56,9 @@ class Decimal {
   /// not-a-number for what is not finite or has more than 38 digits then.
   static Decimal fromDouble(double value, int precision);
   /// Reads `[+-]digits[.digits][e[+-]digits]`, whatever the locale; one side of the point may be missing, as
-  /// in "5." and ".5". More than 38 significant digits round half away from zero. Also reads "NaN", so that every
-  /// `text()` is read back. No value for any other text, one longer than `kMaxReadSize` and a number too
-  /// large.
+  /// in "5." and ".5". More than 38 significant digits round half away from zero. Also reads "NaN", so that
+  /// every `text()` is read back. No value for any other text, one longer than `kMaxReadSize` and a number
+  /// too large.
   static std::optional<Decimal> fromText(std::string_view text);
 
   /// Whether this is not-a-number.

@@ -56,8 +56,8 @@ class KeyedUnarchiver : public Coder {
   static std::shared_ptr<T> unarchived(std::span<const std::uint8_t> bytes, const Classes& classes,
                                        Error* error = nullptr);
 
-  /// Reads the top of an archive, whose keys are then decoded one by one. Null with the error set when the bytes are
-  /// no keyed archive.
+  /// Reads the top of an archive, whose keys are then decoded one by one. Null with the error set when the
+  /// bytes are no keyed archive.
   static std::unique_ptr<KeyedUnarchiver> open(std::span<const std::uint8_t> bytes, const Classes& classes,
                                                const Limits& limits, Error* error = nullptr);
   /// The same under the usual limits.

@@ -38,7 +38,8 @@ std::optional<std::string_view> findFrameworkString(std::string_view key,
 /// The framework's text of a key with its arguments filled in.
 std::string frameworkFormat(std::string_view key, std::initializer_list<std::string_view> arguments);
 /// Fills arguments into a format. "%@", "%d", "%u" and "%i" (with "l" or "ll" before the letter) take the
-/// next argument, "%2$@" the second, "%%" is a percent sign. A missing argument is empty; any other text stays as it is.
+/// next argument, "%2$@" the second, "%%" is a percent sign. A missing argument is empty; any other text
+/// stays as it is.
 std::string format(std::string_view format, std::initializer_list<std::string_view> arguments);
 
 /// Adds the tables of the application: every file `<language>.lproj/<table>.json` below the directory, each

@@ -12,8 +12,8 @@ namespace qw {
 
 /// Undo and redo as stacks of groups of actions. Whatever changes a model registers how to go back; while
 /// going back, the same registrations become the way forward. Groups close by themselves at the end of each
-/// pass of the run loop (`groupsByEvent`), or are made by hand. Targets are held weakly: an action on a target
-/// that died does nothing. Owned by its document, used on the main thread.
+/// pass of the run loop (`groupsByEvent`), or are made by hand. Targets are held weakly: an action on a
+/// target that died does nothing. Owned by its document, used on the main thread.
 ///
 ///     void Person::rename(qw::UndoManager& undo, std::string name) {
 ///       undo.registerUndo(*this, [this, &undo, before = name_] { rename(undo, before); });
@@ -60,7 +60,8 @@ class UndoManager {
   void endUndoGrouping();
   /// How many groups are open, an automatic one included.
   int groupingLevel() const { return static_cast<int>(openGroups_.size()); }
-  /// Changes whenever a group begins or ends: all that is registered under one value is undone together. Never 0.
+  /// Changes whenever a group begins or ends: all that is registered under one value is undone together.
+  /// Never 0.
   std::uint32_t scope() const { return scope_; }
   /// Undoes and forgets what was registered since the innermost open group began. Requires: an open group.
   void undoNestedGroup();
@@ -80,8 +81,8 @@ class UndoManager {
   void endEventGroup();
   /// Identifies the group that `undo` would take back; 0 when there is none.
   std::uint64_t lastGroup() const { return undo_.empty() ? 0 : undo_.back().number; }
-  /// Opens the last group again if it is this one and no other group is open, so that changes made one after the other
-  /// are coalesced into one step. False, with nothing opened, when something else was done since.
+  /// Opens the last group again if it is this one and no other group is open, so that changes made one after
+  /// the other are coalesced into one step. False, with nothing opened, when something else was done since.
   bool reopenGroup(std::uint64_t number);
 
   /// The name of the group that is open, or else of the last one.

@@ -166,15 +166,16 @@ class Value {
   }
 
   ///@{
-  /// The container for changing; the value becomes an empty one when it is of another kind. Other copies stay.
+  /// The container for changing; the value becomes an empty one when it is of another kind. Other copies
+  /// stay.
   Array& mutableArray();
   ValueSet& mutableSet();
   Dictionary& mutableDictionary();
   ///@}
 
   ///@{
-  /// Converts between numbers and reads texts as numbers; what cannot be read is 0 or false, as key-value coding
-  /// does for scalar properties.
+  /// Converts between numbers and reads texts as numbers; what cannot be read is 0 or false, as key-value
+  /// coding does for scalar properties.
   bool boolValue() const;
   std::int64_t int64Value() const;
   double doubleValue() const;
@@ -317,8 +318,9 @@ class ValueView {
 
 static_assert(sizeof(ValueView) == 16);
 
-/// How a member type becomes a `Value` and back. Specialise it for a type of your own with two functions and, if
-/// it can be borrowed, a third. `fromValue` answers none for what cannot be a `T`; null gives T's own null, if any.
+/// How a member type becomes a `Value` and back. Specialise it for a type of your own with two functions and,
+/// if it can be borrowed, a third. `fromValue` answers none for what cannot be a `T`; null gives T's own
+/// null, if any.
 ///
 ///     template <>
 ///     struct qw::ValueTraits<Mileage> {

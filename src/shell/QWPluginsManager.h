@@ -17,10 +17,12 @@
 ///       handlers.push_back(c->create());
 class QWPluginsManager : public qw::Object {
  public:
+  /// In the order of registration.
   using Classes = std::vector<const qw::Class*>;
 
   /// Creating an instance from the class gives the shared one, too.
   static const qw::Class kClass;
+  /// The one instance; lives for good.
   static QWPluginsManager& sharedManager();
 
   /// In the order of registration; empty when there are none.

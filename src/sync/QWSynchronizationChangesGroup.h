@@ -10,6 +10,7 @@
 /// The changes of one object, as they are reviewed together.
 class QWSynchronizationChangesGroup {
  public:
+  /// Makes the group and its ID.
   QWSynchronizationChangesGroup(std::string title,
                                 std::vector<std::shared_ptr<QWSynchronizationChange>> changes,
                                 qw::ObjectID objectID = {});
@@ -19,6 +20,7 @@ class QWSynchronizationChangesGroup {
 
   /// What the object is called.
   std::string title;
+  /// In the order in which they are shown.
   std::vector<std::shared_ptr<QWSynchronizationChange>> changes;
   /// Whose changes these are.
   qw::ObjectID objectID;

@@ -69,7 +69,8 @@ std::vector<std::shared_ptr<GroupRecord>> groupsForKeyPath(const qw::Array& arra
 /// Levels of `groupsForKeyPath`.
 inline constexpr std::size_t kDeepestGroup = 1000;
 
-/// A menu item for a group record: one with an object becomes an item that represents it, any other a submenu.
+/// A menu item for a group record: one with an object becomes an item that represents it, any other a
+/// submenu.
 struct MenuItem {
   /// What the item shows.
   std::string title;

@@ -88,7 +88,8 @@ class QWBufferedCaller {
  public:
   /// The caller of this thread for the target.
   static QWBufferedCaller bufferedCallerForTarget(T& target) { return QWBufferedCaller(target); }
-  /// Drops all pending calls of the target on this thread, and resets `prepareToCancel` and `disableRegistration`.
+  /// Drops all pending calls of the target on this thread, and resets `prepareToCancel` and
+  /// `disableRegistration`.
   static void clearInvocationsForTarget(T& target) { Calls::clear(target.weak_from_this()); }
 
   /// The next call through the target's caller drops the pending one that is the same, and is not recorded

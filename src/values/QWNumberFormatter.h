@@ -15,8 +15,8 @@
 
 /// Writes exact decimals in the notation of the locale in force, and reads what people type: a number, or a
 /// calculation with + - * / and parentheses, whichever of "." and "," they mean. Patterns, signs and digits
-/// are ICU's (Unicode TR 35). A formatter is expensive to make and belongs to one thread; the static functions use
-/// one that each thread keeps. A text that cannot be read gives false and no reason.
+/// are ICU's (Unicode TR 35). A formatter is expensive to make and belongs to one thread; the static
+/// functions use one that each thread keeps. A text that cannot be read gives false and no reason.
 ///
 ///     QWNumberFormatter formatter;
 ///     std::optional<qw::Decimal> value;

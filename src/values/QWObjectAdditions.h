@@ -9,7 +9,8 @@
 /// Operations on every object.
 namespace QWObjectAdditions {
 
-/// Notifies the observers of a key, with its present value as the old and the new one, so that they read it again.
+/// Notifies the observers of a key, with its present value as the old and the new one, so that they read it
+/// again.
 inline void notifyChangeValueForKey(qw::Object& object, std::string_view key) {
   object.notifyChangeValueForKey(key);
 }
