@@ -12,7 +12,7 @@
 namespace qw {
 
 /// What an application says about itself: set in code, or read from its information dictionary, a JSON object
-/// (RFC 8259) with the keys given below. Other keys are left alone. The one in force is part of the
+/// (RFC 8259) with the keys given below. Other keys are ignored. The current one is part of the
 /// `ApplicationContext`.
 ///
 ///     {"CFBundleIdentifier": "org.example.Expenses",

@@ -25,7 +25,7 @@ class Clock {
   static inline std::atomic<std::int64_t> held_{kNotHeld};
 };
 
-/// Holds the clock at a time while it lives, for all threads; what was before comes back at its end.
+/// Holds the clock at a time while it lives, for all threads; the former time is restored at its end.
 /// Overrides nest.
 class Clock::Override {
  public:

@@ -64,11 +64,11 @@ class Control : public Object {
 
   /// Whether a presenter leaves it out. Observable as "hidden".
   bool isHidden() const { return hidden_; }
-  /// Tells the observers when it changes.
+  /// Notifies the observers when it changes.
   void setHidden(bool hidden) { assign<&Control::hidden_>(hidden); }
   /// Whether the user may change it. Observable as "enabled".
   bool isEnabled() const { return enabled_; }
-  /// Tells the observers when it changes.
+  /// Notifies the observers when it changes.
   void setEnabled(bool enabled) { assign<&Control::enabled_>(enabled); }
 
  private:

@@ -8,7 +8,7 @@
 #include "platform/Date.h"
 
 /// The texts of dates in a store, whatever the user's locale: a plain date "yyyy-MM-dd", which stands for the
-/// beginning of that day in the time zone in force, and a date-time "yyyy-MM-dd HH:mm:ss" in GMT, both of the
+/// beginning of that day in the current time zone, and a date-time "yyyy-MM-dd HH:mm:ss" in GMT, both of the
 /// proleptic Gregorian calendar (ISO 8601). Whole seconds; a fraction is cut off. May be called from any
 /// thread.
 namespace qw::DateText {
@@ -34,7 +34,7 @@ char* writeDate(Date date, char* out);
 /// The same for a date-time, in GMT.
 char* writeDateTime(Date date, char* out);
 
-/// "yyyy-MM-dd" in the time zone in force.
+/// "yyyy-MM-dd" in the current time zone.
 std::string dateText(Date date);
 /// "yyyy-MM-dd HH:mm:ss" in GMT.
 std::string dateTimeText(Date date);

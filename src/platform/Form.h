@@ -24,15 +24,15 @@ class Form : public Object {
 
   /// The controls, from the top.
   const Controls& controls() const { return controls_; }
-  /// Replaces them all and tells the observers.
+  /// Replaces them all and notifies the observers.
   void setControls(Controls controls) { assign<&Form::controls_>(std::move(controls)); }
   /// Texts by row; the first row holds the titles of the columns.
   const Table& table() const { return table_; }
-  /// Replaces the table and tells the observers; an empty one is not shown.
+  /// Replaces the table and notifies the observers; an empty one is not shown.
   void setTable(Table table) { assign<&Form::table_>(std::move(table)); }
   /// In points; 0 leaves it to the presenter.
   double labelFontSize() const { return labelFontSize_; }
-  /// Tells the observers when it changes.
+  /// Notifies the observers when it changes.
   void setLabelFontSize(double size) { assign<&Form::labelFontSize_>(size); }
 
  private:

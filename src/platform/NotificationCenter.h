@@ -56,7 +56,7 @@ class NotificationCenter {
   /// Called on the thread that posts.
   using Callback = std::function<void(const Notification&)>;
 
-  /// The center that the framework posts to; lives for good.
+  /// The center that the framework posts to; never destroyed.
   static NotificationCenter& defaultCenter();
 
   /// A center of one's own.

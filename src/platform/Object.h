@@ -174,8 +174,8 @@ std::shared_ptr<Object> createInstance() {
 
 }  // namespace detail
 
-/// Around a change that is not a plain assignment: takes the old value when somebody watches and delivers the
-/// notice at its end.
+/// Around a change that is not a plain assignment: takes the old value when the key is observed and delivers
+/// the notice at its end.
 class ChangeScope {
  public:
   /// Before the change; the key need not be a property.

@@ -8,12 +8,12 @@
 
 namespace qw {
 
-/// Something shown that comes back as the user left it: an order of columns, a selection, what is folded. Its
-/// state is an archive of its own, so that nothing in it can disturb the state around it.
+/// Something shown that is restored as the user left it: an order of columns, a selection, what is folded.
+/// Its state is an archive of its own, so that nothing in it can disturb the state around it.
 class Restorable {
  public:
   virtual ~Restorable() = default;
-  /// Writes what is to come back, by key.
+  /// Writes the state, by key.
   virtual void encodeRestorableState(KeyedArchiver& coder) const = 0;
   /// Restores what was written. Keys may be missing: an older version wrote fewer.
   virtual void restoreState(KeyedUnarchiver& coder) = 0;

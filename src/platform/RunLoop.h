@@ -12,7 +12,7 @@ typedef struct _GMainContext GMainContext;
 namespace qw {
 
 /// The event loop of one thread, on the GLib main context of that thread, so that whatever drives that
-/// context (GTK, Qt, another library, or `run`) drives it too. The main thread's lives for good; another
+/// context (GTK, Qt, another library, or `run`) drives it too. The main thread's is never destroyed; another
 /// thread's ends with the thread and drops what is still pending. Only `dispatch`, `dispatchSync`, `stop` and
 /// `isCurrent` may be called from other threads.
 ///

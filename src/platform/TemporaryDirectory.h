@@ -29,7 +29,7 @@ class TemporaryDirectory {
 
   /// Absolute; empty after `release`.
   const std::filesystem::path& path() const { return path_; }
-  /// Gives the directory up: it stays.
+  /// Releases the directory: it is not removed.
   std::filesystem::path release() { return std::exchange(path_, {}); }
 
  private:

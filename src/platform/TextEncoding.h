@@ -33,7 +33,7 @@ class TextEncoding {
   static std::optional<TextEncoding> named(std::string_view name);
 
   /// The encoding that bytes are most likely in: that of a byte-order mark, UTF-16 where there are zeros,
-  /// UTF-8 if they are valid, or else what the frequencies of their characters speak for, and in doubt
+  /// UTF-8 if they are valid, or else what the frequencies of their characters suggest, and in doubt
   /// windows-1252 or macintosh. UTF-16 is not checked.
   static TextEncoding guess(std::string_view bytes);
 

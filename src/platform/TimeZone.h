@@ -42,12 +42,12 @@ class TimeZone {
   /// The zone of an identifier of the IANA database ("Europe/Berlin"), of a fixed distance ("GMT", "GMT+2",
   /// "GMT-0330", "GMT+05:45"), or of a rule in the form of POSIX.1. Null for any other name.
   static const TimeZone* named(std::string_view name);
-  /// Without any distance; lives for good.
+  /// Without any distance; never destroyed.
   static const TimeZone& utc();
-  /// The zone in force: that of the variable `TZ`, else of the system (/etc/localtime), else UTC; or the one
+  /// The current zone: that of the variable `TZ`, else of the system (/etc/localtime), else UTC; or the one
   /// that was set.
   static const TimeZone& current();
-  /// Puts a zone in force for all threads, for instance after the user moved.
+  /// Makes a zone the current one for all threads, for instance after the user moved.
   static void setCurrent(const TimeZone& zone);
 
   /// The identifier that it was found by.
@@ -78,7 +78,7 @@ class TimeZone {
   std::unique_ptr<const Source> source_;
 };
 
-/// Puts a zone in force while it lives, for all threads; what was before comes back at its end. For tests.
+/// Makes a zone the current one while it lives, for all threads; the former one is restored. For tests.
 class TimeZone::Override {
  public:
   /// `name` must name a zone.

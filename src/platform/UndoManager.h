@@ -54,7 +54,7 @@ class UndoManager {
   /// Does the group again that was undone last; nothing happens when there is none.
   void redo();
 
-  /// Groups nest; the outermost one is what one `undo` takes back. A group without actions leaves nothing.
+  /// Groups nest; the outermost one is what one `undo` undoes. A group without actions leaves nothing.
   void beginUndoGrouping();
   /// Ends the innermost group. Requires: one is open.
   void endUndoGrouping();
@@ -79,7 +79,7 @@ class UndoManager {
 
   /// Closes the automatic group now, so that what follows is an undo step of its own.
   void endEventGroup();
-  /// Identifies the group that `undo` would take back; 0 when there is none.
+  /// Identifies the group that `undo` would undo; 0 when there is none.
   std::uint64_t lastGroup() const { return undo_.empty() ? 0 : undo_.back().number; }
   /// Opens the last group again if it is this one and no other group is open, so that changes made one after
   /// the other are coalesced into one step. False, with nothing opened, when something else was done since.

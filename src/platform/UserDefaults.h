@@ -17,7 +17,7 @@ namespace qw {
 /// Settings of the application by key, kept in a JSON file (RFC 8259) below the user's configuration
 /// directory. Values may be null (which removes), bool, numbers, texts, dates, data, colours, and arrays and
 /// dictionaries of these; dates, data, decimals and colours are written as objects with one member such as
-/// "$date", so that they come back as they were. Any thread may use one.
+/// "$date", so that they are restored exactly. Any thread may use one.
 ///
 /// Changes are written together within a second while the main run loop turns, by `synchronize`, and at the
 /// end. Only keys that were changed here are written, over what other processes have written meanwhile, and
@@ -25,8 +25,8 @@ namespace qw {
 /// from what is in memory.
 class UserDefaults {
  public:
-  /// The settings of the application context in force: `<configuration
-  /// directory>/<identifier>/defaults.json`. Lives for good.
+  /// The settings of the current application context: `<configuration
+  /// directory>/<identifier>/defaults.json`. Never destroyed.
   static UserDefaults& standard();
   /// Settings in another file, which lies in a directory of its own. Reads it at once; it need not exist.
   explicit UserDefaults(std::filesystem::path file);

@@ -22,7 +22,7 @@ class QWPluginsManager : public qw::Object {
 
   /// Creating an instance from the class gives the shared one, too.
   static const qw::Class kClass;
-  /// The one instance; lives for good.
+  /// The one instance; never destroyed.
   static QWPluginsManager& sharedManager();
 
   /// In the order of registration; empty when there are none.

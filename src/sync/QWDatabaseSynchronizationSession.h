@@ -55,7 +55,7 @@ class QWDatabaseSynchronizationSession : public qw::Object {
   int numberOfSteps() const { return original_->numberOfSynchronizationSteps(); }
   /// From 1 on; 0 before the first.
   int currentStep() const { return currentStep_; }
-  /// Counted from 1. Tells the observers when it changes.
+  /// Counted from 1. Notifies the observers when it changes.
   void setCurrentStep(int step) { assign<&QWDatabaseSynchronizationSession::currentStep_>(step); }
   /// How many objects of this step were compared so far. Any thread.
   std::size_t progress() const { return progress_; }

@@ -10,7 +10,7 @@ U_NAMESPACE_BEGIN
 class Calendar;
 U_NAMESPACE_END
 
-/// The user's calendar, by the locale and the time zone in force. Each thread has its own; the operations may
+/// The user's calendar, by the locale and the current time zone. Each thread has its own; the operations may
 /// be called from any thread.
 namespace QWCalendarAdditions {
 

@@ -54,7 +54,7 @@ class QWConstant : public qw::Object {
 template <class T>
 class QWConstantOf : public QWConstant {
  public:
-  /// Registered constants live for good.
+  /// Registered constants are never destroyed.
   using Pointer = std::shared_ptr<T>;
 
   /// A constant outside the registry.

@@ -15,7 +15,7 @@ class QWConstant;
 /// threads ask, and kept for the process. Only read from then on, by any thread.
 class QWConstantsManager : public qw::Object {
  public:
-  /// Registered constants live for good.
+  /// Registered constants are never destroyed.
   using Constant = std::shared_ptr<QWConstant>;
   /// Adds every constant of a class to the registry that it is given.
   using Fill = void (*)(QWConstantsManager&);

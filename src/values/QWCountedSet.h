@@ -28,7 +28,7 @@ class QWCountedSet {
 
   /// Adds the element once more, and remembers the object, if there is one, weakly.
   void addObject(const qw::Value& element, const std::shared_ptr<qw::Object>& representedObject = nullptr);
-  /// Takes the element out once, and the first record of the object for it. Nothing happens when it is not in
+  /// Removes the element once, and the first record of the object for it. Nothing happens when it is not in
   /// the set.
   void removeObject(const qw::Value& element, const std::shared_ptr<qw::Object>& representedObject = nullptr);
 

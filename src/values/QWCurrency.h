@@ -23,7 +23,7 @@ class QWCurrency {
         symbol_(std::move(symbol)),
         fractionDigits_(fractionDigits),
         changeRate_(changeRate) {}
-  /// Code and symbol of the locale in force, always with two decimals and the rate 1; empty texts in a locale
+  /// Code and symbol of the current locale, always with two decimals and the rate 1; empty texts in a locale
   /// without a country.
   static QWCurrency defaultCurrency();
 

@@ -18,7 +18,7 @@ int yearOfCommonEra(qw::Date date);
 int monthOfYear(qw::Date date);
 /// From 1.
 int dayOfMonth(qw::Date date);
-/// 0 to 23, in the time zone in force, as the next two.
+/// 0 to 23, in the current time zone, as the next two.
 int hourOfDay(qw::Date date);
 /// 0 to 59.
 int minuteOfHour(qw::Date date);

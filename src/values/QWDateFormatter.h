@@ -9,7 +9,7 @@
 #include "platform/Error.h"
 
 /// Writes dates for people and reads what people type, by the styles of a locale or by a pattern of Unicode
-/// TR 35, in the calendar of the locale (the Gregorian one proleptic) and the time zone in force. A value
+/// TR 35, in the calendar of the locale (the Gregorian one proleptic) and the current time zone. A value
 /// type; a formatter belongs to one thread at a time. The class operations keep formatters of their own for
 /// each thread.
 ///

@@ -13,7 +13,7 @@
 #include "values/NumberStyle.h"
 #include "values/QWDecimalNumberAdditions.h"
 
-/// Writes exact decimals in the notation of the locale in force, and reads what people type: a number, or a
+/// Writes exact decimals in the notation of the current locale, and reads what people type: a number, or a
 /// calculation with + - * / and parentheses, whichever of "." and "," they mean. Patterns, signs and digits
 /// are ICU's (Unicode TR 35). A formatter is expensive to make and belongs to one thread; the static
 /// functions use one that each thread keeps. A text that cannot be read gives false and no reason.
@@ -88,8 +88,8 @@ class QWNumberFormatter {
   /// Lowers the minimum where it would be more.
   void setMaximumFractionDigits(int digits);
 
-  /// The steps of reading a calculation, for who wants them apart; `getObjectValue` takes a shorter way to
-  /// the same result where the text is one number.
+  /// The steps of reading a calculation, for callers that need them apart; `getObjectValue` takes a shorter
+  /// way to the same result where the text is one number.
   ///
   /// The tree of a calculation; none for parentheses that do not match, a number before an opening one, and
   /// no number before a closing one: "(1+2)*3" is a calculation, "((1))" is not.
@@ -108,7 +108,7 @@ class QWNumberFormatter {
   const NumberStyle::Wishes& wishes() const { return wishes_; }
   /// Texts that are no operators although they hold some, such as the currency symbol "S/". None is empty.
   void setWords(std::vector<std::string> words) { words_ = std::move(words); }
-  /// In the locale in force.
+  /// In the current locale.
   const NumberStyle& style() const;
   /// What separators of a text mean.
   NumberReader::Separators separators() const {

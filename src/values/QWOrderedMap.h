@@ -10,8 +10,8 @@
 
 #include "platform/Property.h"
 
-/// A dictionary that keeps the order of insertion. Values are expected to be distinct: taking a key out takes
-/// every value that equals the key's out of `objects`. Looking up and adding at the end take constant time,
+/// A dictionary that keeps the order of insertion. Values are expected to be distinct: removing a key removes
+/// every value that equals the key's from `objects`. Looking up and adding at the end take constant time,
 /// inserting and removing time linear in what is held. Not thread-safe.
 template <class Key, class Object,
           class Hash = std::conditional_t<std::is_same_v<Key, qw::Value>, qw::ValueHash, std::hash<Key>>>
@@ -41,7 +41,7 @@ class QWOrderedMap {
   /// As `objectForKey`.
   const Object* operator[](const Key& key) const { return objectForKey(key); }
 
-  /// Takes an entry with this key out, then inserts at the index, which is not adjusted for that; an index
+  /// Removes an entry with this key, then inserts at the index, which is not adjusted for that; an index
   /// beyond the end means the end.
   void insertObject(Object object, std::size_t index, Key key) {
     removeObjectForKey(key);
