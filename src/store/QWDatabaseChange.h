@@ -22,6 +22,7 @@ class RowBinder;
 /// take its own copy first.
 class QWDatabaseChange {
  public:
+  /// Binds the parameters of the statement.
   using PrepareBlock = std::function<void(QWDatabaseQuery&)>;
 
   /// Only objects make changes of objects.
@@ -29,14 +30,18 @@ class QWDatabaseChange {
     friend class QWDatabaseObject;
     ObjectKey() = default;
   };
+  /// What the statement does with the object's row; `kOther` is about no object.
   enum class Kind : std::uint8_t { kOther, kInsert, kUpdate, kDelete };
 
+  /// A write of a row of the store's own.
   QWDatabaseChange(std::string sql, PrepareBlock prepareBlock);
+  /// A write of an object's row; made by the object.
   QWDatabaseChange(ObjectKey, Kind kind, std::shared_ptr<QWDatabaseObject> object, const std::string& sql);
   ~QWDatabaseChange();
   QWDatabaseChange(const QWDatabaseChange&) = delete;
   QWDatabaseChange& operator=(const QWDatabaseChange&) = delete;
 
+  /// The statement, with parameters by name.
   const std::string& sql() const { return *sql_; }
   /// The object whose row this is; null for the store's own rows, and once the object is gone.
   std::shared_ptr<QWDatabaseObject> object() const;

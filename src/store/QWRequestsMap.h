@@ -13,6 +13,7 @@ class QWDatabaseObject;
 /// there yet. Open addressing over a dense list: registering and looking up take constant time.
 class QWRequestsMap {
  public:
+  /// Null for none.
   using Object = std::shared_ptr<QWDatabaseObject>;
   /// Called with the object, or with null when the wait was given up.
   using Request = std::function<void(const Object&)>;
@@ -21,12 +22,17 @@ class QWRequestsMap {
   /// Copies objects and requests.
   explicit QWRequestsMap(const QWRequestsMap* other) { *this = *other; }
 
+  /// The number of objects.
   std::size_t count() const { return count_; }
+  /// In the order of registration.
   std::vector<qw::ObjectID> allKeys() const;
+  /// In the order of registration.
   std::vector<Object> allValues() const;
   /// Null when there is none.
   Object objectForKey(const qw::ObjectID& key) const;
+  /// As `objectForKey`, without keeping it alive.
   QWDatabaseObject* find(const qw::ObjectID& key) const;
+  /// Makes room for so many objects.
   void reserve(std::size_t count);
   /// Calls `visit(const Object&)` in the order of registration; nothing may be added or removed meanwhile.
   template <class Visit>
@@ -38,10 +44,13 @@ class QWRequestsMap {
   /// Runs the block when an object with the key is stored; at once, with what there is, for a key that is
   /// present or empty.
   void requestObjectForKey(const qw::ObjectID& key, Request block);
+  /// Whether something waits for an object with the key.
   bool hasRequestsForKey(const qw::ObjectID& key) const { return requests_.contains(key); }
   /// Stores the object, then runs the key's requests in their order.
   void setObjectForKey(Object object, const qw::ObjectID& key);
+  /// Forgets the object; requests for the key stay.
   void removeObjectForKey(const qw::ObjectID& key);
+  /// Forgets all objects; requests stay.
   void removeAllObjects();
   /// Answers every request with null and forgets it.
   void removeAllRequests();

@@ -30,9 +30,13 @@ class SynchronizationDocument {
   /// How a run ended: done (false, none), cancelled or refused access (true, none), or failed (false, the
   /// message, if there is one).
   using Completion = std::function<void(bool canceled, const std::optional<std::string>& message)>;
+  /// What a run is asked to do.
   struct Request {
+    /// The store that is brought into agreement.
     std::shared_ptr<QWDatabaseManager> manager;
+    /// The other store, or a ZIP archive of it.
     std::filesystem::path otherDatabaseURL;
+    /// What stands for the other side in a review.
     std::optional<Image> otherIcon;
     /// Nothing is shown; the proposals are taken.
     bool inBackground = false;
