@@ -33,7 +33,7 @@ class CSVImportOptions {
   /// Called when the user has changed how the file's text is read.
   void setReadingBlock(std::function<void()> block) { readingBlock_ = std::move(block); }
 
-  /// The options as settings keep them, by name and number. What cannot be understood is passed over.
+  /// The options as settings keep them, by name and number. Unknown values are ignored.
   qw::Dictionary settings() const;
   /// Takes over what `settings` gave; what it names counts as chosen.
   void setSettings(const qw::Dictionary& settings);

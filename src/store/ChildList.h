@@ -13,8 +13,8 @@
 namespace qw {
 
 /// The ordered children of an object: rows of their own with the parent's ID and an "index" from 0 on. Every
-/// edit is undoable, tells the observers of the relation and keeps the children's parent and index right;
-/// indexes behind an insertion or removal are brought up to date together before anybody reads or saves them.
+/// edit is undoable, notifies the observers of the relation and keeps the children's parent and index right;
+/// indexes behind an insertion or removal are updated together before they are read or saved.
 /// Owned by the parent, owns the children.
 class ChildList {
  public:
@@ -52,7 +52,7 @@ class ChildList {
   /// those before it that is here, too, else at the front. Children that come in their order cost no search.
   std::size_t indexToInsertObject(const ObjectID& child, const ChildList& siblings) const;
 
-  /// Brings stale indexes up to date.
+  /// Updates stale indexes.
   void settle();
 
   /// Whose children these are.

@@ -19,7 +19,7 @@ namespace qw {
 using Side = QWSynchronizationChange::Side;
 
 /// How values of a type are told apart and shown when two copies of an object are compared. For a type of
-/// your own: specialise with the same members. `value` is what the side that gives way receives.
+/// your own: specialise with the same members. `value` is what the side that is not chosen receives.
 template <class T>
 struct Comparison {
   /// Whether the difference is to be shown.
@@ -114,6 +114,7 @@ struct AmountComparison {
 
 /// Decimals that read as percentages, with at most two fraction digits.
 struct PercentageComparison : AmountComparison {
+  /// As percentages are written.
   Side side(const QWDatabaseObject& object, const std::optional<Decimal>& value) const;
 };
 

@@ -55,7 +55,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   };
   /// How a file is opened.
   struct OpenOptions {
-    /// Any object that stands for the document; only whether there is one matters to the store.
+    /// Any object that represents the document; only whether there is one matters to the store.
     std::shared_ptr<qw::Object> document{};
     /// Read and write unless said otherwise.
     Access access = Access::kReadWrite;
@@ -77,6 +77,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
     manager->makeAnother_ = [] { return std::shared_ptr<QWDatabaseManager>(qw::make<Manager>()); };
     return manager->initWithURL(URL, options, error) ? manager : nullptr;
   }
+  /// The same with the usual options.
   template <class Manager>
   static std::shared_ptr<Manager> open(const std::filesystem::path& URL, qw::Error* error = nullptr) {
     return open<Manager>(URL, OpenOptions(), error);
@@ -149,7 +150,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   std::vector<std::shared_ptr<QWDatabaseObject>> objectsWithIDs(const std::vector<qw::ObjectID>& ids) const;
   /// Keeps the object under its ID and answers the requests for it. Another object of that ID gets a new one.
   void registerObject(QWDatabaseObject& object);
-  /// Forgets the object, which dies unless somebody else owns it.
+  /// Forgets the object, which is destroyed unless it has another owner.
   void unregisterObject(QWDatabaseObject& object);
   /// Calls the block with the object once it is registered: at once when it is there or the ID is empty.
   void requestObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block);
@@ -158,7 +159,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   void requestLiveObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block);
   /// Deletes the object when the requests end, unless its value at the key path is another one then.
   void requestParentPresenceForObject(QWDatabaseObject& object, std::string_view parentKeyPath);
-  /// Answers what is still requested with null, then makes the moves and runs the checks that wait for that.
+  /// Answers pending requests with null, then performs the pending moves and checks.
   void removeAllObjectRequests();
   /// Puts an object among the children of another parent: where its counterpart stands among `siblings` in
   /// another store, or at the end. As long as the parent lies below the object the move waits until the
@@ -201,20 +202,19 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
 
   /// Null when there is none.
   qw::Value valueForLocalParameter(const std::string& key) const;
-  /// Keeps a value that has a JSON form in the file, for this copy of it alone; null removes it. Not
-  /// undoable.
+  /// Keeps a value that has a JSON form in the file from the next save on; null removes it. Not undoable.
   void setValueForLocalParameter(const qw::Value& value, const std::string& key);
 
   /// Runs the block in the background on a copy of this store.
   std::shared_ptr<QWDatabaseOperation> addOperationWithBlock(QWDatabaseOperation::Block block);
 
-  /// Until `finishImportingOldData` the store counts as being loaded.
+  /// Until `finishImportingOldData` the store is not loaded.
   void prepareForImportingOldData() { loaded_ = false; }
   /// `didLoad`: also calls `dataDidLoad`, on the main thread.
   void finishImportingOldData(bool didLoad);
 
-  /// An archive of an object of this store; what it refers to is written as an ID. None with the error set on
-  /// failure.
+  /// An archive of an object with its children and owned objects; others are written as IDs. None with the
+  /// error set when something in it cannot be archived.
   std::optional<qw::Data> archivedDataWithRootObject(const std::shared_ptr<qw::Object>& object,
                                                      qw::Error* error = nullptr);
   /// Makes the archived objects anew in this store, with new IDs, undoably. Null with the error set when the
@@ -269,7 +269,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
                                     std::optional<qw::Image> otherIcon,
                                     SynchronizationStartHandler startHandler,
                                     qw::SynchronizationDocument::Completion completionHandler);
-  /// Of the run that goes on; null when there is none.
+  /// The controller of the run in progress; null when there is none.
   const std::shared_ptr<qw::SynchronizationRun>& synchronizationSessionController() const {
     return synchronizationSessionController_;
   }

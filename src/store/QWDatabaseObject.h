@@ -117,7 +117,7 @@ class QWDatabaseObject : public qw::Object {
   /// The differences from the object of the same ID in another store, `block` of each writing this side's
   /// value there.
   virtual std::vector<std::shared_ptr<QWSynchronizationChange>> compareWithObject(QWDatabaseObject& other);
-  /// Whether a synchronization creates and deletes it; false for what comes and goes by itself.
+  /// Whether a synchronization creates and deletes it; false for what is created and deleted by other means.
   virtual bool shouldCreateIfMissing() const { return true; }
   /// Whether a synchronization compares its properties.
   virtual bool shouldSynchronizeProperties() const { return true; }
@@ -163,7 +163,7 @@ class QWDatabaseObject : public qw::Object {
 
   /// The manager's undo manager when it is recording.
   qw::UndoManager* recordingUndoManager() const;
-  /// Whether the property comes and goes with the object: an attribute of one that was created in the group
+  /// Whether undo removes the property with its object: an attribute of one that was created in the group
   /// that is open. Undo takes the object away whole, and redo brings it back as it was.
   bool isNewIn(const qw::UndoManager& undo, const qw::Property& property) const {
     return createdIn_ == undo.scope() && property.kind == qw::PropertyKind::kAttribute;
@@ -189,8 +189,8 @@ class QWDatabaseObject : public qw::Object {
   void capturePendingChange();
   /// Stamps a saved object as modified now, unless that is an undo.
   void stamp();
-  /// The row is to be written: queues the object and has it told. No edit by itself: a place that siblings
-  /// give way for, or a link whose target was deleted, is not newer than what another copy has.
+  /// The row is to be written: queues the object and posts the notification. No edit by itself: a place that
+  /// siblings give way for, or a link whose target was deleted, is not newer than what another copy has.
   void touch();
   /// Another order of its children is an edit of this object.
   void noteReorder();

@@ -33,7 +33,7 @@ class QWDatabaseQuery {
   /// Makes the statement ready to run again; bindings stay.
   void reset();
   /// SQLITE_OK, or what the first value since the last `reset` that could not be bound failed with:
-  /// SQLITE_MISMATCH for one without a JSON form, which the log tells, too.
+  /// SQLITE_MISMATCH for one without a JSON form, which is logged, too.
   int bindResult() const { return bindResult_; }
   /// Keeps the first failure.
   void noteBindResult(int result) {

@@ -15,8 +15,8 @@ class Loader;
 }  // namespace qw
 
 /// The rows of a query, one at a time, read by column name. `next` steps to each row, the first included; at
-/// the end the statement goes back to the manager's cache. A column that is not there is logged and reads as
-/// NULL.
+/// the end the statement is returned to the manager's cache. A column that is not there is logged and reads
+/// as NULL.
 class QWDatabaseResultSet {
  public:
   /// For `QWDatabaseManager::executeQuery`: the rows of a statement that was reset.

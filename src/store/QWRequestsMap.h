@@ -34,7 +34,8 @@ class QWRequestsMap {
   QWDatabaseObject* find(const qw::ObjectID& key) const;
   /// Makes room for so many objects.
   void reserve(std::size_t count);
-  /// Calls `visit(const Object&)` in the order of registration; nothing may be added or removed meanwhile.
+  /// Calls `visit(const Object&)` in the order of registration; nothing may be added or removed during the
+  /// calls.
   template <class Visit>
   void forEach(Visit visit) const {
     for (const Entry& entry : entries_)

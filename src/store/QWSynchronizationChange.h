@@ -17,7 +17,7 @@ class QWSynchronizationChange {
     std::string text;
     /// A picture of the value; none for a value that is a text.
     std::optional<qw::Image> image;
-    /// What the image says, for who cannot see it.
+    /// What the image shows, for accessibility.
     std::string imageText;
   };
 
@@ -32,13 +32,13 @@ class QWSynchronizationChange {
   /// This side's text.
   std::string value;
   std::optional<qw::Image> image;  ///< this side's picture
-  std::string imageText;           ///< what it says
+  std::string imageText;           ///< what it shows
   /// Writes this side's value into the other side's object.
   std::function<void()> block;
   /// The other side's text.
   std::string otherValue;
   std::optional<qw::Image> otherImage;  ///< the other side's picture
-  std::string otherImageText;           ///< what it says
+  std::string otherImageText;           ///< what it shows
   /// Writes the other side's value into this side's original object.
   std::function<void()> otherBlock;
   /// The choice: true takes the other side's value.

@@ -38,7 +38,7 @@ Change compareValue(const T& value, Object& object, const std::type_identity_t<T
                     std::type_identity_t<Object>& otherObject, std::string_view localizationKey, Block block,
                     Kind kind = Kind());
 
-/// Sets the link of the side that gives way.
+/// Sets the link of the side that is not chosen.
 using ReferenceBlock = std::function<void(QWDatabaseObject& target, const ObjectPointer& reference)>;
 /// A link, null for none. It is found again by its ID in the store that it is set in; one that is not there
 /// leaves the target as it is.
@@ -60,14 +60,14 @@ Changes compareOwnedReference(const ObjectPointer& owned, QWDatabaseObject& obje
                               const ObjectPointer& otherOwned, QWDatabaseObject& otherObject,
                               std::string_view localizationKey, ReferenceBlock block);
 
-/// Sets the links of the side that gives way.
+/// Sets the links of the side that is not chosen.
 using SetBlock = std::function<void(QWDatabaseObject& target, const std::vector<ObjectPointer>& set)>;
 /// Links without an order. The block runs once all of them are found.
 Change compareReferencesSet(std::span<const ObjectPointer> set, QWDatabaseObject& object,
                             std::span<const ObjectPointer> otherSet, QWDatabaseObject& otherObject,
                             std::string_view localizationKey, SetBlock block);
 
-/// Orders the objects of the side that gives way.
+/// Orders the objects of the side that is not chosen.
 using OrderBlock = std::function<void(QWDatabaseObject& target, const std::vector<qw::ObjectID>& order)>;
 /// The order of what both sides have. Keeping this side's does nothing. Linear.
 Change compareOrder(std::span<const ObjectPointer> array, QWDatabaseObject& object,

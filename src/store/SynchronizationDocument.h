@@ -19,7 +19,7 @@ class Presenter;
 class SynchronizationRun : public Object {
  public:
   static const Class kClass;
-  /// Ends the run without applying anything more; its completion is told. Nothing happens when it has ended.
+  /// Ends the run without applying anything more and calls its completion. Nothing happens when it has ended.
   virtual void cancel() = 0;
 };
 
@@ -36,7 +36,7 @@ class SynchronizationDocument {
     std::shared_ptr<QWDatabaseManager> manager;
     /// The other store, or a ZIP archive of it.
     std::filesystem::path otherDatabaseURL;
-    /// What stands for the other side in a review.
+    /// A picture of the other side for the review.
     std::optional<Image> otherIcon;
     /// Nothing is shown; the proposals are taken.
     bool inBackground = false;

@@ -31,8 +31,8 @@ class QWSynchronizationHandling : public qw::Object {
   virtual bool shouldProcess() const = 0;
   /// Takes the zipped store. False with the error set on failure. The archive is deleted afterwards.
   virtual bool handleArchiveURL(const std::filesystem::path& URL, qw::Error* error) = 0;
-  /// Ends what it does for this store for good.
+  /// Ends its work for this store.
   virtual void deactivate() = 0;
-  /// The store that it belongs to, not owned; null when that goes.
+  /// The store that it belongs to, not owned; null when that is destroyed.
   virtual void setDatabaseManager(QWDatabaseManager* manager) = 0;
 };

@@ -47,7 +47,7 @@ class QWDatabaseSynchronizationSession : public qw::Object {
   const std::filesystem::path& otherDatabaseURL() const { return otherURL_; }
   /// Inside `tempDirectory`; goes with the session.
   const std::filesystem::path& workingDirectory() const { return workingDirectory_; }
-  /// What stands for the other side in a review.
+  /// A picture of the other side for the review.
   const std::optional<qw::Image>& otherIcon() const { return otherIcon_; }
   /// None for no picture.
   void setOtherIcon(std::optional<qw::Image> icon) { otherIcon_ = std::move(icon); }

@@ -54,13 +54,13 @@ class QWDatabaseSynchronizationSessionController : public qw::SynchronizationRun
       const qw::SynchronizationDocument::Request& request, qw::Presenter* presenter, Completion completion);
 
   QWDatabaseSynchronizationSessionController();
-  /// Cancels what still runs, without a word to the completion.
+  /// Cancels what still runs, without calling the completion.
   ~QWDatabaseSynchronizationSessionController() override;
 
   /// Shows it until it ends.
   void present(qw::Presenter& presenter);
 
-  // What the user does. A call that the state has no use for does nothing.
+  // What the user does. A call that does not fit the state does nothing.
   /// From `kReady` on: opens the other store.
   void start();
   /// Carries out the choices and goes on.
