@@ -12,6 +12,7 @@ build_packages=(
   tzdata fonts-dejavu-core
 )
 check_packages=(clang clang-tidy clang-format libclang-rt-14-dev)
+docs_packages=(doxygen)
 
 # install_packages NAME...: installs those of the packages that are missing, as root or through sudo.
 install_packages() {

@@ -27,35 +27,51 @@ class QW_EXPORT CSVImportOptions {
   CSVImportOptions(const CSVImportOptions&) = delete;
   CSVImportOptions& operator=(const CSVImportOptions&) = delete;
 
+  /// The controls below, in the order in which they are shown.
   const std::shared_ptr<Form>& form() const { return form_; }
+  /// Hides or shows the control for how dates are written.
   void hideDates(bool hidden);
+  /// Hides or shows the controls for how numbers are written.
   void hideNumbers(bool hidden);
   /// Called when the user has changed how the file's text is read.
   void setReadingBlock(std::function<void()> block) { readingBlock_ = std::move(block); }
 
-  /// The options as settings keep them, by name and number. What cannot be understood is passed over.
+  /// The options as settings keep them, by name and number. Unknown values are ignored.
   Dictionary settings() const;
+  /// Takes over what `settings` gave; what it names counts as chosen.
   void setSettings(const Dictionary& settings);
 
-  /// Choose what the bytes, or the text, of a file speak for, unless the user or settings have chosen.
+  /// Chooses the encoding that the bytes of a file suggest, unless the user or settings have chosen.
   void proposeEncoding(std::string_view bytes);
+  /// Chooses the separator that the text of a file suggests, unless the user or settings have chosen.
   void proposeSeparator(std::string_view text);
 
+  /// How bytes become text.
   TextEncoding encoding() const;
   /// One character.
   std::string separator() const;
+  /// The line that the rows begin with, counted from 1.
   std::size_t firstLine() const;
+  /// Whether the first row names the columns.
   bool hasHeader() const { return hasHeaderButton->objectValue().boolValue(); }
-  /// The parsers that dates and numbers of the file are read with.
+  /// Sets the date format of the file.
   void configure(QWDateFormatter& formatter) const;
+  /// Sets the separators of the file's numbers, or has them guessed.
   void configure(QWNumberFormatter& formatter) const;
 
+  /// A choice of `QWStringEncoding`.
   const std::shared_ptr<Control> encodingButton;
+  /// A choice of `QWCharacterSeparator`.
   const std::shared_ptr<Control> separatorButton;
+  /// A number from 1 on.
   const std::shared_ptr<Control> firstLineField;
+  /// A switch.
   const std::shared_ptr<Control> hasHeaderButton;
+  /// A text: a pattern of Unicode TR 35.
   const std::shared_ptr<Control> dateFormatField;
+  /// A choice of `QWCharacterSeparator`; none for guessing.
   const std::shared_ptr<Control> decimalSeparatorButton;
+  /// A choice of `QWCharacterSeparator`; none for guessing.
   const std::shared_ptr<Control> groupingSeparatorButton;
 
  private:

@@ -20,13 +20,15 @@ namespace qw {
 /// keeps an account of what was refused. Uses what it is given, all of which has to outlive it; one thread.
 ///
 ///     CSVRecordReader reader(*rows, *mapping, *dates, *numbers, importer.options().firstLine());
-///     const auto date = reader.column("date"), amount = reader.column("amount");
+///     const auto date = reader.column("date"), payee = reader.column("payee"), amount = reader.column("amount");
 ///     while (reader.next()) {
 ///       const auto day = reader.date(date);
 ///       const auto sum = reader.number(amount);
 ///       if (!day) reader.reject(date, "a date is needed");
-///       if (!reader.isRejected()) book.addExpense(*day, sum.value_or(0));
+///       if (reader.isRejected()) continue;
+///     …
 ///     }
+///     report(reader.rejections());  // line, column, text and reason of each field that was refused
 class QW_EXPORT CSVRecordReader {
  public:
   /// Why a field was refused.
@@ -35,6 +37,7 @@ class QW_EXPORT CSVRecordReader {
     std::size_t line = 0;
     /// The column's name, empty when it is not mapped.
     std::string column;
+    /// The field as it is in the file.
     std::string text;
     /// A sentence for the user.
     std::string reason;
@@ -45,6 +48,7 @@ class QW_EXPORT CSVRecordReader {
   /// A mapped column, or one that the file does not have.
   class Column {
    public:
+    /// Whether the file has the column.
     bool isMapped() const { return index_.has_value(); }
 
    private:
@@ -58,6 +62,7 @@ class QW_EXPORT CSVRecordReader {
                   QWDateFormatter& dateFormatter, QWNumberFormatter& numberFormatter,
                   std::size_t firstLine = 1);
 
+  /// The column that the mapping gives for a key path; to be looked up once, before the rows.
   Column column(std::string_view keyPath) const;
 
   /// Goes to the first or the next row; false behind the last one.
@@ -69,15 +74,19 @@ class QW_EXPORT CSVRecordReader {
 
   /// The field as it stands, empty when the row has none. Valid as long as the rows are.
   std::string_view text(const Column& column) const;
+  ///@{
   /// None for a blank field, and for one that is refused, which rejects the row.
   std::optional<Date> date(const Column& column);
   std::optional<Decimal> number(const Column& column);
+  ///@}
 
   /// Rejects this row for a reason of the caller's.
   void reject(const Column& column, std::string reason);
+  /// Whether something in this row was refused.
   bool isRejected() const { return isRejected_; }
-  /// How many rows were rejected, and why the first of them were, in the order of the rows.
+  /// How many rows were rejected.
   std::size_t rejectedRows() const { return rejectedRows_; }
+  /// Why the first rows were rejected, in their order; at most `kMaximumRejections`.
   const std::vector<Rejection>& rejections() const { return rejections_; }
 
  private:

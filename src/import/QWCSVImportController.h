@@ -24,14 +24,17 @@
 /// until its block has returned; main thread.
 ///
 ///     auto importer = qw::make<QWCSVImportController>();
-///     importer->initWithBlock([&](auto& importer, auto* rows, auto* mapping, auto* dates, auto* numbers) {
+///     importer->initWithBlock([&](QWCSVImportController& importer, const QWCSVRows* rows,
+///                                 const QWCSVImportController::Mapping* mapping, QWDateFormatter* dates,
+///                                 QWNumberFormatter* numbers) {
 ///       if (!rows) return;  // cancelled, or the file could not be read
-///       ...
+///     …
 ///     });
 ///     importer->setKeyPaths({"date", "payee", "amount"});
 ///     importer->setHasDates(true);
 ///     importer->setHasNumbers(true);
 ///     importer->setAutosaveName("Bank statements");
+///     …
 ///     importer->showOpenPanelInWindow(presenter);
 class QW_EXPORT QWCSVImportController : public qw::Object {
  public:
@@ -47,23 +50,30 @@ class QW_EXPORT QWCSVImportController : public qw::Object {
   static constexpr std::size_t kPreviewRows = 10;
 
   ~QWCSVImportController() override;
+  /// The block is called once for each time that a file is asked for.
   void initWithBlock(Block block) { block_ = std::move(block); }
 
   /// The properties that can be imported, in the order they are shown.
   const std::vector<std::string>& keyPaths() const { return keyPaths_; }
+  /// The form of the mapping is made anew then.
   void setKeyPaths(std::vector<std::string> keyPaths);
-  /// Without dates, without numbers, the controls for how they are written are hidden.
+  /// Whether the controls for how dates are written are shown; false at first.
   bool hasDates() const { return hasDates_; }
+  /// Shows or hides them.
   void setHasDates(bool hasDates);
+  /// Whether the controls for how numbers are written are shown; false at first.
   bool hasNumbers() const { return hasNumbers_; }
+  /// Shows or hides them.
   void setHasNumbers(bool hasNumbers);
-  /// Under which name the user's settings keep options and mapping; empty keeps nothing. Set before the
-  /// options are first used.
+  /// Under which name the user's settings keep options and mapping; empty keeps nothing.
   const std::string& autosaveName() const { return autosaveName_; }
+  /// Before the options are first used.
   void setAutosaveName(std::string name);
 
   /// The options and their form, made at first use with the usual values and those that were saved.
   qw::CSVImportOptions& options();
+  ///@{
+  /// The control of that name in `options`.
   qw::Control& encodingButton() { return *options().encodingButton; }
   qw::Control& separatorButton() { return *options().separatorButton; }
   qw::Control& firstLineField() { return *options().firstLineField; }
@@ -71,7 +81,10 @@ class QW_EXPORT QWCSVImportController : public qw::Object {
   qw::Control& dateFormatField() { return *options().dateFormatField; }
   qw::Control& decimalSeparatorButton() { return *options().decimalSeparatorButton; }
   qw::Control& groupingSeparatorButton() { return *options().groupingSeparatorButton; }
+  ///@}
+  /// Takes over options and mapping from the user's settings, where they are.
   void loadSettings();
+  /// Puts options and mapping into the user's settings; nothing happens without a name.
   void saveSettings();
 
   /// Lets the user choose a file, look at what was read of it, and map its columns. Then calls the block,
@@ -81,8 +94,9 @@ class QW_EXPORT QWCSVImportController : public qw::Object {
   /// before. False, with no rows, when the file cannot be read or is no text of the encoding. From then on
   /// options that the user changes are applied to the bytes that were read.
   bool openFile(const std::filesystem::path& URL, qw::Error* error = nullptr);
-  /// The rows of the file read last, and the names of its columns.
+  /// The rows of the file read last; valid until the options or the file change.
   const QWCSVRows& rows() const { return rows_; }
+  /// The names of its columns, empty without a header.
   const std::vector<std::string>& header() const { return rows_.header(); }
   /// Why there are none: the file cannot be read under the options as they are now.
   const qw::Error& readingError() const { return readingError_; }

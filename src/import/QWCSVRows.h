@@ -32,10 +32,13 @@ class QW_EXPORT QWCSVRows {
 
   /// The number of rows, without the one that became the header.
   std::size_t size() const { return records_.size() - firstRow_ - (records_.empty() ? 0 : 1); }
+  /// Whether there are no rows.
   bool empty() const { return size() == 0; }
   /// Requires: index < size().
   Row operator[](std::size_t index) const;
+  /// At the first row.
   Iterator begin() const;
+  /// Behind the last row.
   Iterator end() const;
 
   /// The text that was read.
@@ -98,6 +101,7 @@ class QW_EXPORT QWCSVRows {
 /// One record: an array of fields by index, and a dictionary by column name if the rows have a header.
 class QWCSVRows::Row {
  public:
+  /// The number of fields; rows may differ.
   std::size_t size() const { return static_cast<std::size_t>((&record_)[1].firstField - record_.firstField); }
   /// The text of a field without its quotes. Requires: index < size().
   std::string_view operator[](std::size_t index) const { return rows_.field(record_, index); }
@@ -107,7 +111,9 @@ class QWCSVRows::Row {
   std::optional<std::string_view> value(std::string_view column) const;
   /// The fields as values that outlive the rows: an array, or with a header a dictionary.
   qw::Value toValue() const;
+  /// At the first field.
   FieldIterator begin() const;
+  /// Behind the last field.
   FieldIterator end() const;
 
  private:
@@ -149,6 +155,7 @@ class QWCSVRows::FieldIterator {
   std::size_t start_;
 };
 
+/// Visits the rows in order.
 class QWCSVRows::Iterator {
  public:
   using iterator_category = std::input_iterator_tag;
@@ -186,12 +193,11 @@ namespace QW_EXPORT QWStringAdditions {
 
 /// Reads a CSV text. Follows RFC 4180 with these rules for what it leaves open:
 /// - `separator` is one character (also beyond ASCII). Blanks and tabs after a separator are dropped, all
-/// others kept.
+///   others kept.
 /// - Any run of CR and LF outside quotes ends a record; empty lines, and lines that hold only "", give no
-/// record.
-/// - Inside quotes two quotes stand for one; a quote anywhere else opens or closes, so ab"c,d"e is the field
-/// abc,de;
-///   an unclosed quote ends with the text.
+///   record.
+/// - Inside quotes two quotes stand for one; a quote anywhere else opens or closes, so `ab"c,d"e` is the field
+///   `abc,de`; an unclosed quote ends with the text.
 ///
 /// With `hasHeader` the first record names the columns: an empty name is replaced by its zero-based index, a
 /// repeated one becomes "Name (2)". With `createHeader` alone the header starts as `*header`, or empty. In

@@ -15,13 +15,15 @@
 /// the name of a known class answers its plug-ins.
 ///
 ///     for (const qw::Class* c : QWPluginsManager::sharedManager().pluginsOfType(Handler::kClass))
-///     c->create();
+///       handlers.push_back(c->create());
 class QW_EXPORT QWPluginsManager : public qw::Object {
  public:
+  /// In the order of registration.
   using Classes = std::vector<const qw::Class*>;
 
   /// Creating an instance from the class gives the shared one, too.
   static const qw::Class kClass;
+  /// The one instance; never destroyed.
   static QWPluginsManager& sharedManager();
 
   /// In the order of registration; empty when there are none.

@@ -22,9 +22,12 @@
 class QW_EXPORT QWDatabaseSynchronizationSession : public qw::Object {
  public:
   static const qw::Class kClass;
+  /// The changes of one object.
   using Group = QWSynchronizationChangesGroup;
+  /// In the order of synchronization, none of them null.
   using Groups = std::vector<std::shared_ptr<Group>>;
 
+  /// Makes the working directory; nothing is read yet. Main thread.
   static std::shared_ptr<QWDatabaseSynchronizationSession> create(std::shared_ptr<QWDatabaseManager> manager,
                                                                   std::filesystem::path otherDatabaseURL);
   QWDatabaseSynchronizationSession();
@@ -35,38 +38,48 @@ class QW_EXPORT QWDatabaseSynchronizationSession : public qw::Object {
   /// of programs that crashed, are removed from it when a session is made.
   static std::filesystem::path tempDirectory();
 
+  /// The store that is brought into agreement.
   const std::shared_ptr<QWDatabaseManager>& originalDatabaseManager() const { return original_; }
   /// A copy of the store as it was at the beginning of the step.
   const std::shared_ptr<QWDatabaseManager>& databaseManager() const { return copy_; }
   /// Null until it is open. A copy in the working directory of what is at `otherDatabaseURL`.
   const std::shared_ptr<QWDatabaseManager>& otherDatabaseManager() const { return other_; }
+  /// The other store, or a ZIP archive of it.
   const std::filesystem::path& otherDatabaseURL() const { return otherURL_; }
+  /// Inside `tempDirectory`; goes with the session.
   const std::filesystem::path& workingDirectory() const { return workingDirectory_; }
+  /// A picture of the other side for the review.
   const std::optional<qw::Image>& otherIcon() const { return otherIcon_; }
+  /// None for no picture.
   void setOtherIcon(std::optional<qw::Image> icon) { otherIcon_ = std::move(icon); }
+  /// At least 1; as the store says.
   int numberOfSteps() const { return original_->numberOfSynchronizationSteps(); }
   /// From 1 on; 0 before the first.
   int currentStep() const { return currentStep_; }
+  /// Counted from 1. Notifies the observers when it changes.
   void setCurrentStep(int step) { assign<&QWDatabaseSynchronizationSession::currentStep_>(step); }
-  /// Objects of this step that were looked at, of so many. Any thread.
+  /// How many objects of this step were compared so far. Any thread.
   std::size_t progress() const { return progress_; }
+  /// How many objects this step has to compare. Any thread.
   std::size_t maxProgress() const { return maxProgress_; }
   /// What the step found, in the order of synchronization; the review sets `keepOther` in it.
   const Groups& changes() const { return changes_; }
 
   /// Opens the other store. On any thread; false, with no error where there is no file.
   bool createOtherDatabaseManagerAndReturnError(qw::Error* error);
+  /// Begins a step: copies the store as it is now.
   void prepareSynchronization();
   /// Fills `changes`. On any thread while both stores are left alone; near linear. Ends early, keeping what
   /// was found, when the session is cancelled.
   void computeChanges();
   /// Carries out the choices on the store, in memory: all steps of a session are one undo step.
   void applyChanges();
-  /// Takes back what was applied, unless the store was edited since.
+  /// Undoes what was applied, unless the store was edited since.
   void takeBack();
 
   /// Any thread; takes effect between two objects.
   void cancel() { canceled_ = true; }
+  /// Whether `cancel` was called. Any thread.
   bool isCanceled() const { return canceled_; }
 
  private:

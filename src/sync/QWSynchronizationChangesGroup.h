@@ -11,6 +11,7 @@
 /// The changes of one object, as they are reviewed together.
 class QW_EXPORT QWSynchronizationChangesGroup {
  public:
+  /// Makes the group and its ID.
   QWSynchronizationChangesGroup(std::string title,
                                 std::vector<std::shared_ptr<QWSynchronizationChange>> changes,
                                 qw::ObjectID objectID = {});
@@ -20,6 +21,7 @@ class QW_EXPORT QWSynchronizationChangesGroup {
 
   /// What the object is called.
   std::string title;
+  /// In the order in which they are shown.
   std::vector<std::shared_ptr<QWSynchronizationChange>> changes;
   /// Whose changes these are.
   qw::ObjectID objectID;

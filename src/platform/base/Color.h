@@ -11,13 +11,20 @@ namespace qw {
 /// A colour in the sRGB space: red, green, blue and alpha, each from 0 to 1. A plain value that any thread
 /// may use.
 struct QW_EXPORT Color {
+  /// From 0 to 1, as the other components; nothing checks it.
   double red = 0;
+  /// From 0 to 1.
   double green = 0;
+  /// From 0 to 1.
   double blue = 0;
+  /// From 0, transparent, to 1, opaque.
   double alpha = 1;
 
+  /// Opaque black.
   static constexpr Color black() { return {0, 0, 0, 1}; }
+  /// Opaque grey of a third.
   static constexpr Color darkGray() { return {1.0 / 3, 1.0 / 3, 1.0 / 3, 1}; }
+  /// Opaque white.
   static constexpr Color white() { return {1, 1, 1, 1}; }
 
   /// Reads four finite numbers separated by white space, with a point as decimal separator whatever the

@@ -17,9 +17,11 @@ namespace qw {
 class QW_EXPORT Data {
  public:
   Data() = default;
+  /// Takes the bytes over without a copy.
   explicit Data(std::vector<std::uint8_t> bytes)
       : bytes_(bytes.empty() ? nullptr
                              : std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes))) {}
+  /// A copy of the bytes.
   explicit Data(std::span<const std::uint8_t> bytes)
       : bytes_(bytes.empty()
                    ? nullptr
@@ -29,10 +31,13 @@ class QW_EXPORT Data {
     return Data(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
   }
 
+  /// In bytes.
   std::size_t size() const { return bytes_ ? bytes_->size() : 0; }
+  /// Whether there are no bytes.
   bool empty() const { return size() == 0; }
   /// Valid while any copy of this value lives; null when empty.
   const std::uint8_t* data() const { return bytes_ ? bytes_->data() : nullptr; }
+  /// All bytes; valid while any copy of this value lives.
   std::span<const std::uint8_t> bytes() const { return {data(), size()}; }
   /// The bytes seen as text; nothing is decoded or checked.
   std::string_view text() const { return {reinterpret_cast<const char*>(data()), size()}; }

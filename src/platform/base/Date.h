@@ -12,10 +12,12 @@ namespace qw {
 class QW_EXPORT Date {
  public:
   constexpr Date() = default;
+  /// The date that many microseconds after 1970-01-01 00:00:00 UTC, or before it.
   static constexpr Date fromMicroseconds(std::int64_t microseconds) { return Date(microseconds); }
-  /// Beyond the range the nearest end of it.
+  /// The same in seconds; beyond the range the nearest end of it.
   static constexpr Date fromSeconds(std::int64_t seconds) { return Date().addingSeconds(seconds); }
 
+  /// Since 1970-01-01 00:00:00 UTC; negative before.
   constexpr std::int64_t microseconds() const { return microseconds_; }
   /// Whole seconds since 1970, towards minus infinity.
   constexpr std::int64_t seconds() const {

@@ -24,8 +24,11 @@ enum class RoundingMode : std::uint8_t { plain, down, up, bankers };
 /// `text()`.
 class QW_EXPORT Decimal {
  public:
+  /// Significant digits.
   static constexpr int kMaxDigits = 38;
+  /// Of the power of ten that the mantissa is multiplied by.
   static constexpr int kMinExponent = -128;
+  /// The largest power of ten.
   static constexpr int kMaxExponent = 127;
   /// The longest that `write` writes.
   static constexpr std::size_t kMaxTextSize = 168;
@@ -41,6 +44,7 @@ class QW_EXPORT Decimal {
     dropTrailingZeros();
   }
 
+  /// Not a number: what a division by zero and an overflow give.
   static constexpr Decimal nan() {
     Decimal result;
     result.nan_ = true;
@@ -54,13 +58,14 @@ class QW_EXPORT Decimal {
   /// not-a-number for what is not finite or has more than 38 digits then.
   static Decimal fromDouble(double value, int precision);
   /// Reads `[+-]digits[.digits][e[+-]digits]`, whatever the locale; one side of the point may be missing, as
-  /// in "5." and
-  /// ".5". More than 38 significant digits round half away from zero. Also reads "NaN", so that every
-  /// `text()` is read back. No value for any other text, one longer than `kMaxReadSize` and a number too
-  /// large.
+  /// in "5." and ".5". More than 38 significant digits round half away from zero. Also reads "NaN", so that
+  /// every `text()` is read back. No value for any other text, one longer than `kMaxReadSize` and a number
+  /// too large.
   static std::optional<Decimal> fromText(std::string_view text);
 
+  /// Whether this is not-a-number.
   constexpr bool isNaN() const { return nan_; }
+  /// Whether this is zero; false for not-a-number.
   constexpr bool isZero() const { return (low_ | high_) == 0 && !nan_; }
   /// Below zero; false for not-a-number.
   constexpr bool isNegative() const { return negative_; }
@@ -79,21 +84,28 @@ class QW_EXPORT Decimal {
   /// must have room for `kMaxTextSize` characters.
   char* write(char* out) const;
 
+  /// The opposite; zero and not-a-number stay.
   constexpr Decimal operator-() const {
     Decimal result = *this;
     result.negative_ = !negative_ && (low_ | high_) != 0;
     return result;
   }
+  /// The value without its sign.
   constexpr Decimal abs() const { return negative_ ? -*this : *this; }
   friend Decimal operator+(const Decimal& a, const Decimal& b) { return sum(a, b, b.negative_); }
   friend Decimal operator-(const Decimal& a, const Decimal& b) { return sum(a, b, !b.negative_); }
   friend Decimal operator*(const Decimal& a, const Decimal& b) { return product(a, b); }
   friend Decimal operator/(const Decimal& a, const Decimal& b) { return quotient(a, b); }
+  /// As `*this = *this + other`, and so for the other three.
   Decimal& operator+=(const Decimal& other) { return *this = *this + other; }
+  /// See `+`.
   Decimal& operator-=(const Decimal& other) { return *this = *this - other; }
+  /// See `*`.
   Decimal& operator*=(const Decimal& other) { return *this = *this * other; }
+  /// See `/`.
   Decimal& operator/=(const Decimal& other) { return *this = *this / other; }
 
+  /// Moves the point: exact, unless the exponent leaves its range.
   Decimal multipliedByPowerOf10(int power) const;
   /// The value with at most `scale` digits after the point; a negative scale rounds to tens, hundreds and so
   /// on.
@@ -102,6 +114,7 @@ class QW_EXPORT Decimal {
   /// The order of the numbers: 1.0 equals 1.00; not-a-number equals itself and comes before every number.
   friend std::strong_ordering operator<=>(const Decimal& a, const Decimal& b) { return compare(a, b); }
   friend constexpr bool operator==(const Decimal& a, const Decimal& b) = default;
+  /// Equal numbers have equal hashes.
   std::size_t hash() const noexcept;
 
  private:

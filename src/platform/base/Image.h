@@ -31,8 +31,11 @@ class QW_EXPORT Image {
 
   /// In points: pixels divided by the scale.
   Size size() const;
+  /// Pixels to a point; positive.
   double scale() const { return representation_->scale; }
+  /// At least 1.
   int pixelWidth() const { return representation_->width; }
+  /// At least 1.
   int pixelHeight() const { return representation_->height; }
   /// The bytes the image was made from, or those of what was drawn.
   const Data& png() const { return representation_->png; }

@@ -17,28 +17,36 @@ namespace qw {
 /// them). Formats follow the {fmt} library and are checked at compile time. May be called from any thread.
 class QW_EXPORT Log {
  public:
+  /// How serious a message is; `kDebug` and `kInfo` are hidden unless asked for.
   enum class Level { kDebug, kInfo, kWarning, kError };
   /// Receives every message in place of the system log, one call at a time.
   using Sink = std::function<void(Level, std::string_view message)>;
+  /// A message that was written.
   struct Message {
+    /// How serious it is.
     Level level;
+    /// The formatted text, without a line end.
     std::string text;
     friend bool operator==(const Message&, const Message&) = default;
   };
   class Capture;
 
+  /// Writes what helps to find a fault; hidden unless asked for.
   template <class... Args>
   static void debug(fmt::format_string<Args...> format, Args&&... args) {
     write(Level::kDebug, fmt::vformat(format, fmt::make_format_args(args...)));
   }
+  /// Writes what may be of interest; hidden unless asked for.
   template <class... Args>
   static void info(fmt::format_string<Args...> format, Args&&... args) {
     write(Level::kInfo, fmt::vformat(format, fmt::make_format_args(args...)));
   }
+  /// Writes that something was not as it should be, and was dealt with.
   template <class... Args>
   static void warning(fmt::format_string<Args...> format, Args&&... args) {
     write(Level::kWarning, fmt::vformat(format, fmt::make_format_args(args...)));
   }
+  /// Writes that something failed.
   template <class... Args>
   static void error(fmt::format_string<Args...> format, Args&&... args) {
     write(Level::kError, fmt::vformat(format, fmt::make_format_args(args...)));
@@ -54,6 +62,7 @@ class QW_EXPORT Log {
 /// Keeps, while it lives, every message from the system log and hands them to a test.
 class Log::Capture {
  public:
+  /// Takes the place of the system log.
   Capture();
   ~Capture();
   Capture(const Capture&) = delete;

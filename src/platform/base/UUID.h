@@ -14,7 +14,9 @@ namespace qw {
 
 /// A 128-bit universally unique identifier (RFC 9562).
 struct QW_EXPORT UUID {
+  /// The first eight bytes, the most significant one first.
   std::uint64_t high = 0;
+  /// The other eight bytes.
   std::uint64_t low = 0;
 
   /// A random identifier of version 4, from the system's entropy through a per-thread buffer.

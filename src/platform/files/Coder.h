@@ -16,7 +16,7 @@ class QW_EXPORT Coder {
   Coder(const Coder&) = delete;
   Coder& operator=(const Coder&) = delete;
 
-  /// Null when there is none of that type. `T` is the very type it was set as.
+  /// Null when there is none of that type. `T` is exactly the type it was set as.
   template <class T>
   T* context() const {
     for (const auto& [type, context] : contexts_) {
@@ -24,7 +24,7 @@ class QW_EXPORT Coder {
     }
     return nullptr;
   }
-  /// Replaces an earlier context of that type; null takes it away.
+  /// Replaces an earlier context of that type; null removes it.
   template <class T>
   void setContext(T* context) {
     for (auto& [type, old] : contexts_) {

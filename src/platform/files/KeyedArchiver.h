@@ -20,20 +20,24 @@ namespace qw {
 /// other when the archive is finished, so no chain is too long for the stack. Used once, on the thread of the
 /// objects, which it keeps until then.
 ///
-///     void Expense::encodeWithCoder(qw::KeyedArchiver& coder) const {
-///       QWDatabaseObject::encodeWithCoder(coder);
-///       coder.encodeObject(payee_, "payee");
-///       coder.encodeConditionalObject(wallet(), "wallet");
+///     void Person::encodeWithCoder(qw::KeyedArchiver& coder) const {
+///       Object::encodeWithCoder(coder);
+///       coder.encodeObject(name_, "name");
+///       coder.encodeObjects(friends_, "friends");
+///       coder.encodeConditionalObject(boss_.lock(), "boss");
 ///     }
 class QW_EXPORT KeyedArchiver : public Coder {
  public:
+  /// The key of the top that `archivedData` writes and `unarchived` reads.
   static constexpr std::string_view kRootKey = "root";
 
   /// An archive of one value under the root key.
   static std::optional<Data> archivedData(const Value& root, Error* error = nullptr);
 
+  /// An empty archive; keys go to its top until `finish`.
   KeyedArchiver();
 
+  ///@{
   /// Writes a value under a key of the object that is being encoded, or of the archive's top. A key is
   /// written once.
   void encodeBool(bool value, std::string_view key);
@@ -41,6 +45,7 @@ class QW_EXPORT KeyedArchiver : public Coder {
   void encodeInt64(std::int64_t value, std::string_view key);
   void encodeDouble(double value, std::string_view key);
   void encodeBytes(std::span<const std::uint8_t> bytes, std::string_view key);
+  ///@}
   /// Any value: a text, date, decimal, image, container, object or null.
   void encodeObject(const Value& value, std::string_view key);
   /// The object when something else in the archive encodes it by `encodeObject`, before or after; otherwise

@@ -23,18 +23,24 @@ namespace qw {
 /// allowed, a limit, `fail`) ends the reading: from then on every key is missing, and `finish` or the
 /// one-step functions answer the error. Used on one thread.
 ///
-///     std::shared_ptr<Column> column = qw::KeyedUnarchiver::unarchived<Column>(data, {&Column::kClass},
-///     &error);
-///
-///     void Column::initWithCoder(qw::KeyedUnarchiver& coder) {
+///     void Person::initWithCoder(qw::KeyedUnarchiver& coder) {
+///       Object::initWithCoder(coder);
 ///       name_ = coder.decodeText("name");
-///       set_ = coder.decodeObject<ColumnsSet>("set");
+///       friends_ = coder.decodeObjects<Person>("friends");
+///       boss_ = coder.decodeObject<Person>("boss");
 ///     }
+///
+/// The classes that may be made are named when an archive is read:
+///
+///     auto copy = qw::KeyedUnarchiver::unarchived<Person>(data->bytes(), {&Person::kClass}, &error);
 class QW_EXPORT KeyedUnarchiver : public Coder {
  public:
+  /// The classes whose objects, and those of their subclasses, may be made.
   using Classes = std::vector<const Class*>;
 
+  /// What a stranger's archive may cost.
   struct Limits {
+    /// Of the list that the archive is written in.
     PropertyList::Limits list;
     /// Objects and containers being decoded within each other; each costs stack, about 1 KB and what
     /// `initWithCoder` needs.
@@ -51,9 +57,11 @@ class QW_EXPORT KeyedUnarchiver : public Coder {
   static std::shared_ptr<T> unarchived(std::span<const std::uint8_t> bytes, const Classes& classes,
                                        Error* error = nullptr);
 
-  /// Null when the bytes are no keyed archive.
+  /// Reads the top of an archive, whose keys are then decoded one by one. Null with the error set when the
+  /// bytes are no keyed archive.
   static std::unique_ptr<KeyedUnarchiver> open(std::span<const std::uint8_t> bytes, const Classes& classes,
                                                const Limits& limits, Error* error = nullptr);
+  /// The same under the usual limits.
   static std::unique_ptr<KeyedUnarchiver> open(std::span<const std::uint8_t> bytes, const Classes& classes,
                                                Error* error = nullptr) {
     return open(bytes, classes, Limits(), error);
@@ -66,27 +74,35 @@ class QW_EXPORT KeyedUnarchiver : public Coder {
   /// archive. Once for each, before the first archive that holds one; any thread.
   static void addValueClass(std::string_view name, ValueDecoder decoder);
 
+  /// Whether the object that is being read, or the top, has the key; null counts as a value.
   bool containsValueForKey(std::string_view key) const { return find(key).has_value(); }
-  /// Numbers convert where nothing is lost; any other value is a fault.
+  ///@{
+  /// Numbers convert where nothing is lost; a missing key gives false or 0; any other value is a fault.
   bool decodeBool(std::string_view key);
   std::int32_t decodeInt(std::string_view key);
   std::int64_t decodeInt64(std::string_view key);
   double decodeDouble(std::string_view key);
+  ///@}
   /// Any value. Shared containers and objects stay shared.
   Value decodeObject(std::string_view key);
-  /// A value of another type is a fault.
+  /// The object under the key, null for none. A value of another type is a fault.
   template <class T>
   std::shared_ptr<T> decodeObject(std::string_view key);
   /// The elements of an array; one that is no `T` is a fault.
   template <class T>
   std::vector<std::shared_ptr<T>> decodeObjects(std::string_view key);
+  /// A missing key gives the empty text; a value of another type is a fault.
   std::string decodeText(std::string_view key);
+  /// A missing key gives no bytes; a value of another type is a fault.
   Data decodeBytes(std::string_view key);
+  /// A missing key gives none; a value of another type is a fault.
   std::optional<Date> decodeDate(std::string_view key);
+  /// Also reads integers; a missing key gives none.
   std::optional<Decimal> decodeDecimal(std::string_view key);
 
   /// For `initWithCoder`: the archive holds something that cannot be.
   void fail(std::string_view description);
+  /// Whether something was wrong, so that the rest reads as missing.
   bool hasFailed() const { return failure_.has_value(); }
   /// False with the error set when something was wrong.
   bool finish(Error* error = nullptr) const;

@@ -9,22 +9,23 @@
 
 namespace qw {
 
-/// Something shown that comes back as the user left it: an order of columns, a selection, what is folded. Its
-/// state is an archive of its own, so that nothing in it can disturb the state around it.
+/// Something shown that is restored as the user left it: an order of columns, a selection, what is folded.
+/// Its state is an archive of its own, so that nothing in it can disturb the state around it.
 class QW_EXPORT Restorable {
  public:
   virtual ~Restorable() = default;
+  /// Writes the state, by key.
   virtual void encodeRestorableState(KeyedArchiver& coder) const = 0;
-  /// Keys may be missing, as after the part was given more to remember.
+  /// Restores what was written. Keys may be missing: an older version wrote fewer.
   virtual void restoreState(KeyedUnarchiver& coder) = 0;
 };
 
-/// Puts the state of a part into that of the whole, as bytes under the key. False, with nothing put, when the
-/// part holds what cannot be archived.
-QW_EXPORT bool encodeRestorableStateOfSubitem(KeyedArchiver& coder, const Restorable& subitem,
-                                              std::string_view key, Error* error = nullptr);
-/// Has the part restore what stands under the key; nothing happens when there is nothing. False when it
-/// cannot be read; `classes` are those of the objects it may hold.
+/// Archives the state of a part and stores it under the key in the state of the whole. False, with nothing
+/// stored, when the part holds what cannot be archived.
+QW_EXPORT bool encodeRestorableStateOfSubitem(KeyedArchiver& coder, const Restorable& subitem, std::string_view key,
+                                    Error* error = nullptr);
+/// Restores the part from the archive under the key; true, with nothing done, when there is none. False when
+/// the archive cannot be read. `classes` are those of the objects that it may hold.
 QW_EXPORT bool restoreStateOfSubitem(KeyedUnarchiver& coder, Restorable& subitem, std::string_view key,
                                      const KeyedUnarchiver::Classes& classes = {}, Error* error = nullptr);
 

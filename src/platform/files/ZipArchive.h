@@ -21,6 +21,7 @@ namespace qw {
 /// password is no password.
 namespace QW_EXPORT ZipArchive {
 
+/// Files and directories.
 inline constexpr std::int64_t kMaximumEntries = 100'000;
 inline constexpr std::size_t kMaximumNameLength = 1024;  ///< bytes of UTF-8
 inline constexpr int kMaximumDepth = 32;                 ///< directories around a file
@@ -52,7 +53,9 @@ std::optional<std::string> commentOfZipFileAtPath(const std::filesystem::path& p
 
 /// A document that was extracted into a temporary directory of its own, which goes with this value.
 struct QW_EXPORT Document {
+  /// Removed with all it holds when this value goes.
   TemporaryDirectory directory;
+  /// Of the document inside of it.
   std::filesystem::path path;
 };
 

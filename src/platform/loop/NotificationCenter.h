@@ -10,15 +10,20 @@
 
 namespace qw {
 
-/// The name of a notification with its hash, normally a constant made from a string literal:
-///   inline constexpr qw::NotificationName kDidClose("DocumentDidClose");
-/// Does not own the text.
+/// The name of a notification with its hash, normally a constant made from a string literal. Does not own the
+/// text.
+///
+///     inline constexpr qw::NotificationName kDidClose("DocumentDidClose");
 class QW_EXPORT NotificationName {
  public:
+  /// The text must live as long as the name.
   constexpr NotificationName(std::string_view text) : text_(text), hash_(hashOf(text)) {}
+  /// The same for a literal.
   constexpr NotificationName(const char* text) : NotificationName(std::string_view(text)) {}
 
+  /// The name as it was given.
   constexpr std::string_view text() const { return text_; }
+  /// FNV-1a of the text.
   constexpr std::uint64_t hash() const { return hash_; }
   friend constexpr bool operator==(NotificationName a, NotificationName b) {
     return a.hash_ == b.hash_ && a.text_ == b.text_;
@@ -38,7 +43,9 @@ class QW_EXPORT NotificationName {
 
 /// What observers are told: the name, and the identity of the sender, which may be null and is not owned.
 struct QW_EXPORT Notification {
+  /// What happened.
   NotificationName name;
+  /// Whom it happened to; null when nobody is meant.
   const void* sender = nullptr;
 };
 
@@ -47,11 +54,13 @@ struct QW_EXPORT Notification {
 /// registration has ended is not called again, and one that was added during a post waits for the next.
 class QW_EXPORT NotificationCenter {
  public:
+  /// Called on the thread that posts.
   using Callback = std::function<void(const Notification&)>;
 
-  /// The center that the framework posts to; lives for good.
+  /// The center that the framework posts to; never destroyed.
   static NotificationCenter& defaultCenter();
 
+  /// A center of one's own.
   NotificationCenter();
   ~NotificationCenter();
   NotificationCenter(const NotificationCenter&) = delete;

@@ -23,7 +23,9 @@ class QW_EXPORT Operation : public std::enable_shared_from_this<Operation> {
   Operation(const Operation&) = delete;
   Operation& operator=(const Operation&) = delete;
 
+  /// Whether `cancel` was called, before or after the start.
   bool isCancelled() const;
+  /// Whether the work has begun and has not ended.
   bool isExecuting() const;
   /// Once true it stays so, and the operation is never executing any more.
   bool isFinished() const;
@@ -32,6 +34,7 @@ class QW_EXPORT Operation : public std::enable_shared_from_this<Operation> {
 
   /// Called once, on a thread of the queue.
   virtual void start();
+  /// Asks the work to end early. An override calls its base.
   virtual void cancel();
   /// Calls back once on the thread that finishes the operation, or at once when it is finished.
   void whenFinished(std::function<void()> closure);
@@ -40,8 +43,11 @@ class QW_EXPORT Operation : public std::enable_shared_from_this<Operation> {
   void waitUntilFinished();
 
  protected:
+  /// The work of a plain operation, on a thread of the queue.
   virtual void main() {}
+  /// For a `start` of one's own: the work has begun.
   void setExecuting(bool executing);
+  /// For a `start` of one's own: the work has ended. Calls what waits; once.
   void finish();
 
  private:
@@ -59,6 +65,7 @@ class QW_EXPORT Operation : public std::enable_shared_from_this<Operation> {
 /// the destroying thread.
 class QW_EXPORT OperationQueue {
  public:
+  /// The name is shown by debuggers. At least one operation at a time.
   explicit OperationQueue(std::string name, std::size_t maxConcurrentOperationCount);
   ~OperationQueue();
   OperationQueue(const OperationQueue&) = delete;
@@ -66,12 +73,16 @@ class QW_EXPORT OperationQueue {
 
   /// At least 1. Takes effect on operations that have not started.
   void setMaxConcurrentOperationCount(std::size_t count);
+  /// How many operations may be executing.
   std::size_t maxConcurrentOperationCount() const;
   /// Operations that are not finished.
   std::size_t operationCount() const;
 
+  /// Adds an operation, which is in no queue yet, behind the others.
   void addOperation(std::shared_ptr<Operation> operation);
+  /// Adds a closure as an operation and answers it.
   std::shared_ptr<Operation> addOperation(std::function<void()> closure);
+  /// Cancels what executes and what waits; each still finishes.
   void cancelAllOperations();
   /// Waits until no operation is left; on the main thread, handles the main run loop's events meanwhile.
   void waitUntilAllOperationsAreFinished();

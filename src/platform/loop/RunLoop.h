@@ -13,7 +13,7 @@ typedef struct _GMainContext GMainContext;
 namespace qw {
 
 /// The event loop of one thread, on the GLib main context of that thread, so that whatever drives that
-/// context (GTK, Qt, another library, or `run`) drives it too. The main thread's lives for good; another
+/// context (GTK, Qt, another library, or `run`) drives it too. The main thread's is never destroyed; another
 /// thread's ends with the thread and drops what is still pending. Only `dispatch`, `dispatchSync`, `stop` and
 /// `isCurrent` may be called from other threads.
 ///
@@ -22,11 +22,15 @@ namespace qw {
 /// Closures must not throw.
 class QW_EXPORT RunLoop : public std::enable_shared_from_this<RunLoop> {
  public:
+  /// Runs on the loop's thread; must not throw.
   using Closure = std::function<void()>;
+  /// Of the monotonic clock.
   using Duration = std::chrono::microseconds;
   /// Names a scheduled perform.
   struct PerformToken {
+    /// As it was given; lower ones run first.
     std::uint64_t order = 0;
+    /// Counts the performs of a loop.
     std::uint64_t sequence = 0;
     friend auto operator<=>(const PerformToken&, const PerformToken&) = default;
   };
@@ -38,12 +42,14 @@ class QW_EXPORT RunLoop : public std::enable_shared_from_this<RunLoop> {
   static RunLoop& current();
   /// The loop of the program's main thread.
   static RunLoop& main();
+  /// Whether the caller runs on the program's main thread.
   static bool isMainThread();
 
   ~RunLoop();
   RunLoop(const RunLoop&) = delete;
   RunLoop& operator=(const RunLoop&) = delete;
 
+  /// Whether this is the loop of the calling thread. From any thread.
   bool isCurrent() const;
   /// For libraries that attach their own sources.
   GMainContext* context() const;
@@ -65,9 +71,10 @@ class QW_EXPORT RunLoop : public std::enable_shared_from_this<RunLoop> {
   /// Runs a closure once, after those posted before, when no event is due.
   void whenIdle(Closure closure);
 
-  /// Timers end with their registration, which is destroyed on this thread. A repeating timer keeps to
-  /// multiples of its interval and skips those that it missed; the interval is at least a microsecond.
+  /// Runs a closure once after the delay, unless the registration, which belongs to this thread, ends before.
   Registration timer(Duration delay, Closure closure);
+  /// The same again and again: at multiples of the interval (at least a microsecond), without those that it
+  /// missed.
   Registration repeatingTimer(Duration interval, Closure closure);
   /// A timer that nothing can end.
   void after(Duration delay, Closure closure);
@@ -93,6 +100,7 @@ class QW_EXPORT RunLoop : public std::enable_shared_from_this<RunLoop> {
   std::unique_ptr<State> state_;
 };
 
+/// The events of both sets.
 constexpr RunLoop::DescriptorEvents operator|(RunLoop::DescriptorEvents a, RunLoop::DescriptorEvents b) {
   return static_cast<RunLoop::DescriptorEvents>(static_cast<unsigned>(a) | static_cast<unsigned>(b));
 }

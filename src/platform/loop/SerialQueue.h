@@ -14,6 +14,7 @@ namespace qw {
 /// ends by itself.
 class QW_EXPORT SerialQueue {
  public:
+  /// Runs on the queue's thread; must not throw.
   using Closure = std::function<void()>;
 
   /// The name is shown by debuggers, cut to 15 bytes.
@@ -22,10 +23,12 @@ class QW_EXPORT SerialQueue {
   SerialQueue(const SerialQueue&) = delete;
   SerialQueue& operator=(const SerialQueue&) = delete;
 
+  /// As it was given.
   const std::string& name() const;
   /// Whether the caller runs on the queue's thread.
   bool isCurrent() const;
 
+  /// Adds a closure behind the others and returns.
   void async(Closure closure);
   /// Waits until the closure, and so everything added before, has run; on the queue's own thread runs it at
   /// once.

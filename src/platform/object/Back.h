@@ -30,12 +30,17 @@ template <class T>
 class QW_EXPORT Back {
  public:
   Back() = default;
+  /// Null.
   Back(std::nullptr_t) {}
+  /// A link to a target that a shared pointer owns; null for a null pointer.
   Back(T* target) : anchor_(target ? anchorOf(target) : nullptr) {}
+  /// The same for a shared pointer, which the link does not keep.
   Back(const std::shared_ptr<T>& target) : Back(target.get()) {}
+  /// Another link to the same target.
   Back(const Back& other) : anchor_(other.anchor_) {
     if (anchor_) anchor_->links.fetch_add(1, std::memory_order_relaxed);
   }
+  /// Takes the link over and leaves null.
   Back(Back&& other) noexcept : anchor_(std::exchange(other.anchor_, nullptr)) {}
   Back& operator=(Back other) noexcept {
     std::swap(anchor_, other.anchor_);
@@ -43,9 +48,13 @@ class QW_EXPORT Back {
   }
   ~Back() { detail::Anchor::release(anchor_); }
 
+  /// The target, null when there is none or it died.
   T* get() const { return anchor_ ? static_cast<T*>(anchor_->target) : nullptr; }
+  /// The target. Requires: not null.
   T* operator->() const { return get(); }
+  /// The target. Requires: not null.
   T& operator*() const { return *get(); }
+  /// Whether there is a target that still lives.
   explicit operator bool() const { return get() != nullptr; }
   /// The target kept alive; null when there is none.
   std::shared_ptr<T> lock() const {

@@ -20,27 +20,31 @@ struct PropertyStorage;  // how the store keeps a property in columns: the store
 /// What a property is to the rest of the system: persisted ones are attributes, references, owned objects,
 /// parents and children; a derived one is computed; a plain one is neither stored nor undone.
 enum class PropertyKind : std::uint8_t {
-  kPlain,
-  kAttribute,
-  kReference,
-  kOwned,
-  kParent,
-  kChildren,
-  kDerived
+  kPlain,      ///< observed, neither stored nor undone
+  kAttribute,  ///< a value in columns of its object's row
+  kReference,  ///< a link to an object elsewhere in the store
+  kOwned,      ///< an object with a row of its own that goes with its owner
+  kParent,     ///< a link to the object among whose children this one is
+  kChildren,   ///< an ordered to-many relation; the other end of a parent
+  kDerived     ///< computed from other properties
 };
 
 /// One row of a class's property table: everything that the system does with the property by its name goes
 /// through here. A literal type, so that tables are constants; made by `property`, `derived` and the store's
 /// `attribute`, `reference`, `owned`, `parent` and `children`.
 struct QW_EXPORT Property {
+  /// At most six keys; the first empty one ends the list.
   using Keys = std::array<std::string_view, 6>;
 
+  /// Unique within the class and its superclasses, unless it replaces theirs.
   std::string_view key;
+  /// What the property is to the rest of the system.
   PropertyKind kind = PropertyKind::kPlain;
   /// Identity of the member behind the property; null when there is none.
   const void* member = nullptr;
+  /// Reads the property; every row has it.
   Value (*get)(const Object&) = nullptr;
-  /// Null when the property has no borrowed form.
+  /// Reads the property without a copy. Null when it has no borrowed form.
   ValueView (*view)(const Object&) = nullptr;
   /// Sets through the public setter; false when the value has the wrong type. Null for a read-only property.
   bool (*set)(Object&, const Value&) = nullptr;
@@ -57,13 +61,16 @@ struct QW_EXPORT Property {
   /// For an amount of money: where its object's currency is found; for a share: that it reads as a
   /// percentage.
   std::string_view currencyKeyPath{};
+  /// Whether a decimal reads as a percentage where copies are compared: 0.5 as "50%".
   bool isPercentage = false;
   /// Name under which the store keeps the property; empty for its key.
   std::string_view column{};
   /// For parents and children: key of the property at the other end.
   std::string_view inverse{};
+  /// How the store keeps the property; null for one that is not stored.
   const PropertyStorage* storage = nullptr;
 
+  /// The value to hand to `restore` later.
   Value storedValue(const Object& object) const { return stored ? stored(object) : get(object); }
 };
 
@@ -81,20 +88,25 @@ struct QW_EXPORT ClassOptions {
 /// superclasses at first use.
 class QW_EXPORT Class {
  public:
+  /// Makes an instance, not yet initialised.
   using Factory = std::shared_ptr<Object> (*)();
 
+  /// For `define`. Name, options and properties must live as long as the process.
   constexpr Class(std::string_view name, const Class* superclass, ClassOptions options,
                   std::span<const Property> properties, Factory factory)
       : name_(name), superclass_(superclass), options_(options), own_(properties), factory_(factory) {}
   Class(const Class&) = delete;
   Class& operator=(const Class&) = delete;
 
+  /// Unique in the process; kept by archives and by rows of shared tables.
   constexpr std::string_view name() const { return name_; }
   /// Null for `Object`.
   constexpr const Class* superclass() const { return superclass_; }
   /// The nearest table up the superclasses; empty when there is none.
   std::string_view table() const;
+  /// See `ClassOptions::synchronizationPriority`; not inherited.
   constexpr std::int32_t synchronizationPriority() const { return options_.synchronizationPriority; }
+  /// True for the class itself and everything below `other`.
   bool isSubclassOf(const Class& other) const;
 
   /// Every property, the superclass's first. A subclass's row with a superclass's key stands in its place.
@@ -136,6 +148,7 @@ class QW_EXPORT ClassRegistry {
  public:
   /// Adding a class again does nothing; adding another class under a taken name is a programming error.
   static void add(std::initializer_list<const Class*> classes);
+  /// The same for a list that is put together at run time.
   static void add(std::span<const Class* const> classes);
   /// Null when no class of that name was added.
   static const Class* find(std::string_view name);
@@ -194,9 +207,12 @@ constexpr std::array<Property, sizeof...(Rows)> properties(Rows... rows) {
 /// A class description. `table` is a capture-less lambda written in the initialiser of the static member
 /// `kClass`, where it may name private members:
 ///
-///   constinit const qw::Class Expense::kClass = qw::define<Expense, QWDatabaseObject>(
-///       "Expense", {.table = "Expense"}, [] { return
-///       qw::properties(qw::attribute<&Expense::payee_>("payee")); });
+///     constinit const qw::Class Person::kClass = qw::define<Person, qw::Object>("Person", {}, [] {
+///       return qw::properties(qw::property<&Person::name_, &Person::setName>("name"),
+///                             qw::property<&Person::city_, &Person::setCity>("city"),
+///                             qw::property<&Person::boss_>("boss"), qw::property<&Person::friends_>("friends"),
+///                             qw::derived<&Person::label>("label", {"name", "city"}));
+///     });
 template <class T, class Base, class L>
 constexpr Class define(std::string_view name, ClassOptions options, L) {
   return Class(name, &Base::kClass, options, detail::kTable<L>, detail::factoryOf<T>());

@@ -14,16 +14,22 @@ namespace qw {
 /// empty path) is the object itself. Used on one thread.
 class QW_EXPORT KeyPath {
  public:
+  /// Takes the path apart; empty keys are left out. Nothing is looked up yet.
   explicit KeyPath(std::string_view path);
+  /// The keys of a path, without "self" and empty ones.
   static std::vector<std::string> split(std::string_view path);
 
+  /// The path as it was given.
   const std::string& text() const { return text_; }
+  /// The number of keys; 0 for "self".
   std::size_t length() const { return components_.size(); }
+  /// Whether the path leads to the object itself.
   bool isSelf() const { return components_.empty(); }
 
   /// Null when a link on the way is null. A to-many hop gives an array with one value for each element;
   /// "@count" is the number of elements of the collection before it.
   Value value(const Object& object) const;
+  /// The same from any value: an object, a collection (mapped), a dictionary (by key) or a class.
   Value value(const Value& start) const { return value(start, 0); }
   /// A borrowed look; `scratch` holds what cannot be borrowed and must live as long as the view.
   ValueView view(const Object& object, Value& scratch) const {

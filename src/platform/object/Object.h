@@ -23,13 +23,18 @@ struct Anchor;
 /// What happened to a property. For a plain set both values are whole; for the other kinds `indexes` says
 /// where in the ordered relation, `oldValue` holds the removed and `newValue` the inserted elements.
 struct QW_EXPORT Change {
+  /// A plain set, or what happened to an ordered to-many relation.
   enum class Kind : std::uint8_t { kSetting, kInsertion, kRemoval, kReplacement };
 
+  /// What happened.
   Kind kind = Kind::kSetting;
   /// The key or key path as the observer gave it.
   std::string_view keyPath;
+  /// What was there; the removed elements for a removal or replacement.
   Value oldValue;
+  /// What is there now; the inserted elements for an insertion or replacement.
   Value newValue;
+  /// Where, for the other kinds than a set.
   IndexSet indexes;
 };
 
@@ -40,6 +45,7 @@ class [[nodiscard]] Observation {
   struct State;
 
   Observation() = default;
+  /// For `Object::observe`.
   explicit Observation(std::shared_ptr<State> state) : state_(std::move(state)) {}
   Observation(Observation&&) = default;
   Observation& operator=(Observation&& other) noexcept {
@@ -50,12 +56,14 @@ class [[nodiscard]] Observation {
     return *this;
   }
   ~Observation() { reset(); }
+  /// Removes the observer now. Nothing happens when there is none.
   void reset();
 
  private:
   std::shared_ptr<State> state_;
 };
 
+/// Called after a change, on the object's thread.
 using Observer = std::function<void(const Change&)>;
 
 /// Base of everything that answers by key: key-value coding on the class's property table, key-value
@@ -68,9 +76,13 @@ class QW_EXPORT Object : public std::enable_shared_from_this<Object> {
   Object& operator=(const Object&) = delete;
   virtual ~Object();
 
+  /// The class's description; every class of objects has one of its own.
   static const Class kClass;
+  /// The class that the object was made of.
   const Class& objectClass() const { return *class_; }
+  /// Whether the object's class is `c` or one below it.
   bool isKindOf(const Class& c) const { return class_->isSubclassOf(c); }
+  /// This object, kept alive, as a `T`. Requires: it is one.
   template <class T>
   std::shared_ptr<T> sharedAs() {
     return std::static_pointer_cast<T>(shared_from_this());
@@ -84,6 +96,7 @@ class QW_EXPORT Object : public std::enable_shared_from_this<Object> {
   bool setValueForKey(const Value& value, std::string_view key);
   /// Keys joined by "."; after a to-many hop the result is an array with one value for each element.
   Value valueForKeyPath(std::string_view keyPath) const;
+  /// Sets the last key on the object that the others lead to; false when they lead to none.
   bool setValueForKeyPath(const Value& value, std::string_view keyPath);
 
   /// Observes a key or key path. Links along the path are followed: when one changes, the rest is observed on
@@ -91,18 +104,21 @@ class QW_EXPORT Object : public std::enable_shared_from_this<Object> {
   /// others while they are called; one that is added meanwhile waits for the next change. Changes inside the
   /// elements of a to-many relation are not followed.
   Observation observe(std::string_view keyPath, Observer observer);
-  /// Tells the observers of a key that it changed, around nothing.
+  /// Notifies the observers of a key, with its present value as the old and the new one.
   void notifyChangeValueForKey(std::string_view key);
 
+  /// Whether both mean the same; by identity unless a class says otherwise.
   virtual bool isEqual(const Object& other) const { return this == &other; }
+  /// Equal objects have equal hashes.
   virtual std::size_t hash() const;
   /// Negative, 0 or positive; by address where a class has no order of its own.
   virtual int compare(const Object& other) const;
   /// A text for people and logs.
   virtual std::string description() const;
 
-  /// Keyed archiving: a subclass calls its base first.
+  /// Writes the object's keys into an archive. A subclass calls its base first.
   virtual void encodeWithCoder(KeyedArchiver&) const {}
+  /// Reads the object's keys from an archive, some of which may be missing. A subclass calls its base first.
   virtual void initWithCoder(KeyedUnarchiver&) {}
   /// What stands for this freshly decoded object; a registered singleton answers itself instead.
   virtual std::shared_ptr<Object> replacementAfterDecoding() { return shared_from_this(); }
@@ -112,12 +128,15 @@ class QW_EXPORT Object : public std::enable_shared_from_this<Object> {
   template <auto Member, class V>
   bool assign(V&& value);
 
+  /// The value of a key that is no property; null unless a class answers some.
   virtual Value valueForUndefinedKey(std::string_view) const { return {}; }
+  /// Sets a key that is no property; false unless a class takes some.
   virtual bool setValueForUndefinedKey(const Value&, std::string_view) { return false; }
 
  public:
-  /// True when some key of this object is observed, so that others need not prepare a notice.
+  /// Whether some key of this object is observed; nothing has to be prepared for observers otherwise.
   bool isObserved() const;
+  /// Whether this key is observed, be it as a part of a path.
   bool isObserved(std::string_view key) const;
   /// Delivers a change that was just made. `change.keyPath` is the key.
   void didChange(const Change& change);
@@ -156,10 +175,11 @@ std::shared_ptr<Object> createInstance() {
 
 }  // namespace detail
 
-/// Around a change that is not a plain assignment: takes the old value when somebody watches and delivers the
-/// notice at its end.
+/// Around a change that is not a plain assignment: takes the old value when the key is observed and delivers
+/// the notice at its end.
 class QW_EXPORT ChangeScope {
  public:
+  /// Before the change; the key need not be a property.
   ChangeScope(Object& object, std::string_view key)
       : object_(object), key_(key), observed_(object.isObserved(key)) {
     if (observed_) old_ = object.valueForKey(key);

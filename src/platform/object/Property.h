@@ -11,10 +11,13 @@ namespace qw {
 
 /// Beside the key: what a row of a property table may say.
 struct QW_EXPORT PropertyOptions {
+  /// Of the property's title where copies are compared; empty for none.
   std::string_view localizationKey{};
+  /// Keys or key paths whose changes change this property.
   Property::Keys dependsOn{};
 };
 
+/// @cond specialisations of `ValueTraits`, which all mean the same
 template <>
 struct ValueTraits<Value> {
   static Value toValue(const Value& value) { return value; }
@@ -181,12 +184,16 @@ struct ValueTraits<std::vector<T>> {
   }
 };
 
+/// @endcond
+
 /// A value type of an upper floor inside a `Value`. `T` has ==, `hash()`, `compare(T)` and `description()`,
 /// and `kArchiveClass` and `encodeWithCoder(KeyedArchiver&)` when it can be archived.
 template <class T>
 class QW_EXPORT Extension final : public ExtensionValue {
  public:
+  /// A value to be shared by copies.
   explicit Extension(T value) : value_(std::move(value)) {}
+  /// The value inside.
   const T& value() const { return value_; }
   bool isEqual(const ExtensionValue& other) const override {
     return value_ == static_cast<const Extension&>(other).value_;
@@ -212,9 +219,11 @@ class QW_EXPORT Extension final : public ExtensionValue {
 /// member type.
 template <class T>
 struct QW_EXPORT ExtensionTraits {
+  /// The value inside a `Value`.
   static Value toValue(const T& value) {
     return Value(std::shared_ptr<const ExtensionValue>(std::make_shared<Extension<T>>(value)));
   }
+  /// The value when it is a `T`; none for null and everything else.
   static std::optional<T> fromValue(const Value& value) {
     auto extension = value.extensionAs<Extension<T>>();
     return extension ? std::optional<T>(extension->value()) : std::nullopt;

@@ -19,13 +19,16 @@ namespace qw {
 /// before everything else, and last when descending. A value type; used on the thread of the objects.
 ///
 ///     using qw::SortDescriptor;
-///     SortDescriptor::sort(expenses, {{"date", SortDescriptor::Order::kDescending},
-///     SortDescriptor("payee")});
+///     SortDescriptor::sort(people, {{"city", SortDescriptor::Order::kDescending}, SortDescriptor("name")});
 class QW_EXPORT SortDescriptor {
  public:
+  /// The domain of `ErrorCode`.
   static constexpr const char* kErrorDomain = "QWSortDescriptorErrorDomain";
+  /// Why `fromText` gave none.
   enum ErrorCode { kUnreadable = 1 };
+  /// The direction.
   enum class Order : std::uint8_t { kAscending, kDescending };
+  /// How two values are compared.
   enum class Comparison : std::uint8_t {
     /// `Value::compare`: numbers by value, texts by code point, objects by their own order.
     kNatural,
@@ -36,11 +39,13 @@ class QW_EXPORT SortDescriptor {
     /// By a closure, which meets no null.
     kCustom
   };
-  /// Negative, 0 or positive.
+  /// Negative, 0 or positive for two values, neither of them null.
   using Comparator = std::function<int(const Value&, const Value&)>;
 
+  /// By the key path's value; `kCustom` needs the other constructor.
   SortDescriptor(std::string_view keyPath, Order order = Order::kAscending,
                  Comparison comparison = Comparison::kNatural);
+  /// By a closure.
   SortDescriptor(std::string_view keyPath, Order order, Comparator comparator);
 
   /// Reads criteria as people type them: key paths separated by commas, each with "-" before it for
@@ -50,9 +55,13 @@ class QW_EXPORT SortDescriptor {
   static std::optional<std::vector<SortDescriptor>> fromText(std::string_view text, const Class* c = nullptr,
                                                              Error* error = nullptr);
 
+  /// As it was given.
   const std::string& keyPath() const { return keyPath_.text(); }
+  /// The direction.
   Order order() const { return order_; }
+  /// How values are compared.
   Comparison comparison() const { return comparison_; }
+  /// The same criterion in the other direction.
   SortDescriptor reversed() const;
   /// Negative, 0 or positive, in the direction of the descriptor.
   int compare(const Object& a, const Object& b) const;

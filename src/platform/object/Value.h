@@ -26,7 +26,9 @@ class Object;
 class Value;
 class ValueSet;
 
+/// An ordered list of values.
 using Array = std::vector<Value>;
+/// Values by key, in the order of the bytes of the keys.
 using Dictionary = std::map<std::string, Value, std::less<>>;
 
 /// A small immutable value that the ground floor does not know (a duration, a constant): it travels inside a
@@ -36,13 +38,16 @@ class QW_EXPORT ExtensionValue {
   virtual ~ExtensionValue() = default;
   /// Called only with a value of the same dynamic type.
   virtual bool isEqual(const ExtensionValue& other) const = 0;
+  /// Equal values have equal hashes.
   virtual std::size_t hash() const = 0;
   /// Negative, 0 or positive. Called only with a value of the same dynamic type.
   virtual int compare(const ExtensionValue& other) const = 0;
+  /// A text for people and logs.
   virtual std::string description() const = 0;
 
   /// Keyed archiving: the name of the class and its keys; an empty name for what has no archived form.
   virtual std::string_view archiveClassName() const { return {}; }
+  /// Writes the keys of a value that has an archived form.
   virtual void encodeWithCoder(KeyedArchiver&) const {}
 };
 
@@ -52,6 +57,7 @@ class QW_EXPORT ExtensionValue {
 /// order.
 class QW_EXPORT Value {
  public:
+  /// What a value holds; the kinds from `kBool` to `kDecimal` are numbers.
   enum class Kind : std::uint8_t {
     kNull,
     kBool,
@@ -72,42 +78,65 @@ class QW_EXPORT Value {
   };
 
   Value() = default;
+  /// Null.
   Value(std::nullptr_t) {}
+  /// A bool, which is a number, too: 0 or 1.
   Value(bool value) : store_(value) {}
+  /// An integer; of an unsigned one beyond 63 bits the same bits.
   template <class I>
   requires(std::is_integral_v<I> && !std::is_same_v<I, bool> && !std::is_same_v<I, char>) Value(I value)
       : store_(static_cast<std::int64_t>(value)) {}
+  /// A binary floating-point number.
   Value(double value) : store_(value) {}
+  /// An exact decimal number.
   Value(Decimal value) : store_(value) {}
+  /// A text, normally UTF-8.
   Value(std::string value) : store_(std::move(value)) {}
+  /// A copy of the text.
   Value(std::string_view value) : store_(std::string(value)) {}
+  /// A copy of the text. Requires: not null.
   Value(const char* value) : store_(std::string(value)) {}
+  /// A moment.
   Value(Date value) : store_(value) {}
+  /// Bytes, shared.
   Value(Data value) : store_(std::move(value)) {}
+  /// A colour.
   Value(Color value) : store_(value) {}
+  /// A picture, shared.
   Value(Image value) : store_(std::move(value)) {}
+  /// A class; a null pointer makes the null value.
   Value(const Class* value) : store_(value) { nullIfEmpty(value); }
   /// A null pointer makes the null value.
   template <class T>
   requires std::is_base_of_v<Object, T> Value(std::shared_ptr<T> object)
       : Value(std::shared_ptr<Object>(std::move(object)), 0) {}
+  /// The same for the base of all objects.
   Value(std::shared_ptr<Object> object) : Value(std::move(object), 0) {}
+  /// A value of an upper floor; a null pointer makes the null value.
   Value(std::shared_ptr<const ExtensionValue> value) : store_(std::move(value)) {
     nullIfEmpty(*std::get_if<std::shared_ptr<const ExtensionValue>>(&store_));
   }
+  /// An array.
   Value(Array elements) : store_(std::make_shared<Array>(std::move(elements))) {}
+  /// A set.
   Value(ValueSet elements);
+  /// A dictionary.
   Value(Dictionary entries) : store_(std::make_shared<Dictionary>(std::move(entries))) {}
+  /// The content, or null for none.
   template <class T>
   Value(std::optional<T> value) {
     if (value) *this = Value(*std::move(value));
   }
 
+  /// What the value holds.
   Kind kind() const { return static_cast<Kind>(store_.index()); }
+  /// Whether the value is null.
   bool isNull() const { return kind() == Kind::kNull; }
+  /// Whether the value is a bool, an integer, a double or a decimal.
   bool isNumber() const { return kind() >= Kind::kBool && kind() <= Kind::kDecimal; }
 
-  /// The content when the value is of exactly that kind, else null.
+  ///@{
+  /// The content when the value is of exactly that kind, else null. Valid until the value changes.
   const std::string* text() const { return std::get_if<std::string>(&store_); }
   const Date* date() const { return std::get_if<Date>(&store_); }
   const Data* data() const { return std::get_if<Data>(&store_); }
@@ -116,33 +145,42 @@ class QW_EXPORT Value {
   const Array* array() const { return shared<Array>(); }
   const ValueSet* set() const { return shared<ValueSet>(); }
   const Dictionary* dictionary() const { return shared<Dictionary>(); }
+  ///@}
+  /// The class, or null when the value is not one.
   const Class* classValue() const {
     auto value = std::get_if<const Class*>(&store_);
     return value ? *value : nullptr;
   }
   /// The object, or null when the value is not one.
   const std::shared_ptr<Object>& object() const;
+  /// The value of an upper floor, or null when this is none.
   const std::shared_ptr<const ExtensionValue>& extension() const;
   /// The object as a `T`, or null.
   template <class T>
   std::shared_ptr<T> objectAs() const {
     return std::dynamic_pointer_cast<T>(object());
   }
+  /// The value of an upper floor as a `T`, or null.
   template <class T>
   const T* extensionAs() const {
     return dynamic_cast<const T*>(extension().get());
   }
 
-  /// The containers for changing; the value becomes an empty container when it is of another kind.
+  ///@{
+  /// The container for changing; the value becomes an empty one when it is of another kind. Other copies
+  /// stay.
   Array& mutableArray();
   ValueSet& mutableSet();
   Dictionary& mutableDictionary();
+  ///@}
 
-  /// Readings that convert between numbers and read texts as numbers; what cannot be read is 0 or false, as
-  /// key-value coding does for scalar properties.
+  ///@{
+  /// Converts between numbers and reads texts as numbers; what cannot be read is 0 or false, as key-value
+  /// coding does for scalar properties.
   bool boolValue() const;
   std::int64_t int64Value() const;
   double doubleValue() const;
+  ///@}
   /// No value when this is neither a number nor a text that is one.
   std::optional<Decimal> decimalValue() const;
   /// A text for people and logs: a text as it is, numbers plain, null "".
@@ -150,6 +188,7 @@ class QW_EXPORT Value {
   /// Number of elements of a container, 0 for null, 1 for any other value.
   std::size_t count() const;
 
+  /// Equal values have equal hashes, whatever their kinds.
   std::size_t hash() const;
   friend bool operator==(const Value& a, const Value& b);
   /// Negative, 0 or positive: null first, numbers by value, texts by Unicode code point, dates by time,
@@ -180,6 +219,7 @@ class QW_EXPORT Value {
 
 static_assert(sizeof(Value) <= 40);
 
+/// For hashed containers of values.
 struct QW_EXPORT ValueHash {
   std::size_t operator()(const Value& value) const { return value.hash(); }
 };
@@ -189,15 +229,22 @@ struct QW_EXPORT ValueHash {
 class QW_EXPORT ValueSet {
  public:
   ValueSet() = default;
+  /// The values, each once.
   ValueSet(std::initializer_list<Value> values);
+  /// The elements of an array, each once, in the order of their first occurrence.
   explicit ValueSet(const Array& values);
 
+  /// The number of elements.
   std::size_t size() const { return elements_.size(); }
+  /// Whether there are none.
   bool empty() const { return elements_.empty(); }
+  /// Whether an equal value is in the set; constant time.
   bool contains(const Value& value) const { return positions_.contains(value); }
   /// The elements in the order in which they were added.
   const Array& elements() const { return elements_; }
+  /// At the element that was added first.
   auto begin() const { return elements_.begin(); }
+  /// Behind the element that was added last.
   auto end() const { return elements_.end(); }
 
   /// False when the value was there.
@@ -216,12 +263,17 @@ class QW_EXPORT ValueSet {
 /// the object that it was read from changes.
 class QW_EXPORT ValueView {
  public:
+  /// What a view shows; `kValue` is every kind without a form of its own.
   enum class Kind : std::uint8_t { kNull, kBool, kInt, kDouble, kDecimal, kText, kDate, kObject, kValue };
 
   ValueView() = default;
+  /// A bool.
   ValueView(bool value) : kind_(Kind::kBool) { content_.integer = value; }
+  /// An integer.
   ValueView(std::int64_t value) : kind_(Kind::kInt) { content_.integer = value; }
+  /// A double.
   ValueView(double value) : kind_(Kind::kDouble) { content_.real = value; }
+  /// A decimal, which must outlive the view.
   ValueView(const Decimal& value) : kind_(Kind::kDecimal) { content_.pointer = &value; }
   /// Texts beyond 4 GiB are cut.
   ValueView(std::string_view text)
@@ -229,14 +281,19 @@ class QW_EXPORT ValueView {
         length_(text.size() > UINT32_MAX ? UINT32_MAX : static_cast<std::uint32_t>(text.size())) {
     content_.pointer = text.data();
   }
+  /// A moment.
   ValueView(Date date) : kind_(Kind::kDate) { content_.integer = date.microseconds(); }
+  /// An object, which must outlive the view; null for a null pointer.
   ValueView(Object* object) : kind_(object ? Kind::kObject : Kind::kNull) { content_.pointer = object; }
   /// For kinds without a form of their own.
   ValueView(const Value& value);
 
+  /// What is shown.
   Kind kind() const { return kind_; }
+  /// Whether null is shown.
   bool isNull() const { return kind_ == Kind::kNull; }
-  /// Each requires the matching kind.
+  ///@{
+  /// What is shown. Requires: the matching kind.
   bool boolean() const { return content_.integer != 0; }
   std::int64_t integer() const { return content_.integer; }
   double real() const { return content_.real; }
@@ -245,6 +302,7 @@ class QW_EXPORT ValueView {
   Date date() const { return Date::fromMicroseconds(content_.integer); }
   Object* object() const { return static_cast<Object*>(const_cast<void*>(content_.pointer)); }
   const Value& value() const { return *static_cast<const Value*>(content_.pointer); }
+  ///@}
 
   /// An owning copy.
   Value toValue() const;
@@ -261,10 +319,18 @@ class QW_EXPORT ValueView {
 
 static_assert(sizeof(ValueView) == 16);
 
-/// How a member type becomes a `Value` and back. Specialise it for a type of your own:
-///   static Value toValue(const T&);
-///   static std::optional<T> fromValue(const Value&);  // no value when it cannot be one; null gives T's own
-///   null if any static ValueView view(const T&);                  // optional
+/// How a member type becomes a `Value` and back. Specialise it for a type of your own with two functions and,
+/// if it can be borrowed, a third. `fromValue` answers none for what cannot be a `T`; null gives T's own
+/// null, if any.
+///
+///     template <>
+///     struct qw::ValueTraits<Mileage> {
+///       static qw::Value toValue(const Mileage& mileage) { return mileage.kilometres; }
+///       static std::optional<Mileage> fromValue(const qw::Value& value) {
+///         return value.isNumber() ? std::optional(Mileage{value.int64Value()}) : std::nullopt;
+///       }
+///       static qw::ValueView view(const Mileage& mileage) { return mileage.kilometres; }
+///     };
 template <class T>
 struct ValueTraits;
 

@@ -19,6 +19,7 @@ namespace qw {
 /// starts threads, or keeps the one made from the environment; tests replace it with an `Override` and touch
 /// nothing of the user's.
 struct QW_EXPORT ApplicationContext {
+  /// Answers a new identifier each time; called from any thread.
   using IdentifierSource = std::function<UUID()>;
   class Override;
 
@@ -41,24 +42,25 @@ struct QW_EXPORT ApplicationContext {
   /// Identifiers in counting order from ...0001, of the form of version 4.
   static IdentifierSource sequentialIdentifiers();
 
-  /// The context in force, made from the environment at first use. Valid until another one is installed.
+  /// The current context, made from the environment at first use. Valid until another one is installed.
   static const ApplicationContext& current();
   /// Differs after each `install`, for values that are derived from the context and kept.
   static std::uint64_t generation() { return generation_.load(std::memory_order_acquire); }
-  /// Puts a context in force. No other thread may be using the previous one.
+  /// Makes a context the current one. No other thread may be using the previous one.
   static void install(ApplicationContext context);
-  /// A new identifier from the source of the context in force.
+  /// A new identifier from the source of the current context.
   static UUID uniqueID();
 
  private:
   static inline std::atomic<std::uint64_t> generation_{0};
 };
 
-/// Puts in force, while it lives, a context for tests: all directories inside a fresh temporary directory
+/// Installs, while it lives, a context for tests: all directories inside a fresh temporary directory
 /// that is removed at the end, language and locale American English, identifiers in counting order. What was
-/// before comes back.
+/// before is restored.
 class ApplicationContext::Override {
  public:
+  /// Makes the directories and installs the context. Main thread, before other threads start.
   Override();
   ~Override();
   Override(const Override&) = delete;
@@ -66,7 +68,7 @@ class ApplicationContext::Override {
 
   /// The temporary directory that holds the others.
   const std::filesystem::path& directory() const { return directory_; }
-  /// Puts in force a changed copy of this context, for instance with another locale.
+  /// Installs a changed copy of this context, for instance with another locale.
   void change(const std::function<void(ApplicationContext&)>& edit);
 
  private:

@@ -13,14 +13,16 @@
 namespace qw {
 
 /// What an application says about itself: set in code, or read from its information dictionary, a JSON object
-/// (RFC 8259) with the keys given below. Other keys are left alone. The one in force is part of the
+/// (RFC 8259) with the keys given below. Other keys are ignored. The current one is part of the
 /// `ApplicationContext`.
 ///
-///     {"CFBundleIdentifier": "org.example.Expenses", "CFBundleName": "Expenses",
-///     "CFBundleShortVersionString": "1.2",
-///      "CFBundleDocumentTypes": [{"CFBundleTypeName": "Expense book", "CFBundleTypeExtensions":
-///      ["expenses"]}], "QWPlugins": {"QWDocumentSynchronizationHandler": ["FolderHandler"]}}
+///     {"CFBundleIdentifier": "org.example.Expenses",
+///      "CFBundleName": "Expenses",
+///      "CFBundleShortVersionString": "1.2",
+///      "CFBundleDocumentTypes": [{"CFBundleTypeName": "Expense book", "CFBundleTypeExtensions": ["expenses"]}],
+///      "QWPlugins": {"QWDocumentSynchronizationHandler": ["FolderHandler"]}}
 struct QW_EXPORT ApplicationInfo {
+  /// A kind of document that the application opens.
   struct DocumentType {
     std::string name;                     ///< "CFBundleTypeName"
     std::vector<std::string> extensions;  ///< "CFBundleTypeExtensions", without a point, preferred one first
@@ -40,6 +42,7 @@ struct QW_EXPORT ApplicationInfo {
 
   /// Answers none when the text is not such an object, naming the first key whose value is wrong.
   static std::optional<ApplicationInfo> fromJSON(std::string_view text, Error* error = nullptr);
+  /// The same for the text of a file of at most 1 MiB.
   static std::optional<ApplicationInfo> fromFile(const std::filesystem::path& path, Error* error = nullptr);
 
   friend bool operator==(const ApplicationInfo&, const ApplicationInfo&) = default;

@@ -26,17 +26,21 @@ class QW_EXPORT Clock {
   static inline std::atomic<std::int64_t> held_{kNotHeld};
 };
 
-/// Holds the clock at a time while it lives, for all threads; what was before comes back at its end.
+/// Holds the clock at a time while it lives, for all threads; the former time is restored at its end.
 /// Overrides nest.
 class Clock::Override {
  public:
+  /// Holds the clock at this time.
   explicit Override(Date date) : previous_(held_.exchange(date.microseconds(), std::memory_order_acq_rel)) {}
   ~Override() { held_.store(previous_, std::memory_order_release); }
   Override(const Override&) = delete;
   Override& operator=(const Override&) = delete;
 
+  /// Moves the held clock to a time.
   void set(Date date) { held_.store(date.microseconds(), std::memory_order_release); }
+  /// Moves the held clock on, or back by a negative number.
   void advanceSeconds(std::int64_t seconds) { advanceMicroseconds(seconds * 1'000'000); }
+  /// The same in microseconds.
   void advanceMicroseconds(std::int64_t microseconds) {
     held_.fetch_add(microseconds, std::memory_order_acq_rel);
   }

@@ -11,7 +11,7 @@
 namespace qw {
 
 /// The texts of dates in a store, whatever the user's locale: a plain date "yyyy-MM-dd", which stands for the
-/// beginning of that day in the time zone in force, and a date-time "yyyy-MM-dd HH:mm:ss" in GMT, both of the
+/// beginning of that day in the current time zone, and a date-time "yyyy-MM-dd HH:mm:ss" in GMT, both of the
 /// proleptic Gregorian calendar (ISO 8601). Whole seconds; a fraction is cut off. May be called from any
 /// thread.
 namespace QW_EXPORT DateText {
@@ -28,14 +28,18 @@ constexpr std::size_t kMaxSize = 24;
 /// day, hour, minute or second beyond its range counts on into the next larger unit. A midnight that a clock
 /// change skips gives the day's first moment.
 std::optional<Date> readDate(std::string_view text, ShortYear shortYear = ShortYear::keep);
+/// The same for a date-time, in GMT.
 std::optional<Date> readDateTime(std::string_view text, ShortYear shortYear = ShortYear::keep);
 
 /// Write to `out`, which must have room for `kMaxSize` characters, without a terminating zero, and answer the
 /// end of what was written. Years before 1 are written as years before Christ are counted, without a sign.
 char* writeDate(Date date, char* out);
+/// The same for a date-time, in GMT.
 char* writeDateTime(Date date, char* out);
 
+/// "yyyy-MM-dd" in the current time zone.
 std::string dateText(Date date);
+/// "yyyy-MM-dd HH:mm:ss" in GMT.
 std::string dateTimeText(Date date);
 
 }  // namespace DateText

@@ -17,8 +17,10 @@ namespace qw {
 /// as it was.
 namespace QW_EXPORT FileManager {
 
+/// The domain of `ErrorCode`.
 inline constexpr std::string_view kErrorDomain = "QWFileManagerErrorDomain";
 
+/// What can go wrong with files and archives.
 enum ErrorCode : int {
   kSystemError = 1,    ///< the operating system refused
   kArchiveEmpty = 2,   ///< an archive holds no file, or none of the wanted kind

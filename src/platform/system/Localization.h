@@ -18,7 +18,9 @@ namespace qw {
 /// threads start.
 namespace QW_EXPORT Localization {
 
+/// The table of a program's texts.
 inline constexpr std::string_view kDefaultTable = "Localizable";
+/// The table of what is shown when two copies of a store are compared.
 inline constexpr std::string_view kSynchronizationTable = "Synchronization";
 
 /// The text of a key in the application's tables, or the key itself.
@@ -32,14 +34,15 @@ std::string synchronizationString(std::string_view key);
 /// The text, or none when no table has the key, without a copy: it lives as long as the program.
 std::optional<std::string_view> findApplicationString(std::string_view key,
                                                       std::string_view table = kDefaultTable);
+/// The same in the framework's own tables.
 std::optional<std::string_view> findFrameworkString(std::string_view key,
                                                     std::string_view table = kDefaultTable);
 
 /// The framework's text of a key with its arguments filled in.
 std::string frameworkFormat(std::string_view key, std::initializer_list<std::string_view> arguments);
 /// Fills arguments into a format. "%@", "%d", "%u" and "%i" (with "l" or "ll" before the letter) take the
-/// next argument,
-/// "%2$@" the second, "%%" is a percent sign. A missing argument is empty; any other text stays as it is.
+/// next argument, "%2$@" the second, "%%" is a percent sign. A missing argument is empty; any other text
+/// stays as it is.
 std::string format(std::string_view format, std::initializer_list<std::string_view> arguments);
 
 /// Adds the tables of the application: every file `<language>.lproj/<table>.json` below the directory, each

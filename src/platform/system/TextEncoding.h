@@ -17,11 +17,12 @@ namespace qw {
 /// written back unharmed.
 ///
 ///     auto encoding = qw::TextEncoding::named("windows-1252");
-///     auto text = encoding->decode(file.text(), &error);
+///     auto text = encoding->decode(bytes, &error);
 class QW_EXPORT TextEncoding {
  public:
-  /// The domain and codes of the errors.
+  /// The domain of `ErrorCode`.
   static constexpr std::string_view kErrorDomain = "QWTextEncodingErrorDomain";
+  /// Why bytes or a text could not be converted.
   enum ErrorCode { kInvalidBytes = 1, kNotEncodable = 2, kUnavailable = 3 };
   /// What is known about one encoding; internal.
   struct Charset;
@@ -33,7 +34,7 @@ class QW_EXPORT TextEncoding {
   static std::optional<TextEncoding> named(std::string_view name);
 
   /// The encoding that bytes are most likely in: that of a byte-order mark, UTF-16 where there are zeros,
-  /// UTF-8 if they are valid, or else what the frequencies of their characters speak for, and in doubt
+  /// UTF-8 if they are valid, or else what the frequencies of their characters suggest, and in doubt
   /// windows-1252 or macintosh. UTF-16 is not checked.
   static TextEncoding guess(std::string_view bytes);
 

@@ -23,14 +23,19 @@ namespace qw {
 /// were UTC.
 class QW_EXPORT TimeZone {
  public:
+  /// In seconds: before every transition.
   static constexpr std::int64_t kDistantPast = std::numeric_limits<std::int64_t>::min() / 4;
+  /// In seconds: after every transition.
   static constexpr std::int64_t kDistantFuture = std::numeric_limits<std::int64_t>::max() / 4;
 
   /// A stretch of time, from `begin` up to but not including `end` (UTC), with one distance from UTC.
   struct Period {
+    /// In seconds since 1970 UTC, included.
     std::int64_t begin = kDistantPast;
+    /// In seconds since 1970 UTC, not included.
     std::int64_t end = kDistantFuture;
     std::int32_t offset = 0;  ///< seconds to add to UTC
+    /// Whether the zone calls it summer time.
     bool daylightSaving = false;
   };
   class Override;
@@ -38,16 +43,21 @@ class QW_EXPORT TimeZone {
   /// The zone of an identifier of the IANA database ("Europe/Berlin"), of a fixed distance ("GMT", "GMT+2",
   /// "GMT-0330", "GMT+05:45"), or of a rule in the form of POSIX.1. Null for any other name.
   static const TimeZone* named(std::string_view name);
+  /// Without any distance; never destroyed.
   static const TimeZone& utc();
-  /// The zone in force: that of the variable `TZ`, else of the system (/etc/localtime), else UTC; or the one
+  /// The current zone: that of the variable `TZ`, else of the system (/etc/localtime), else UTC; or the one
   /// that was set.
   static const TimeZone& current();
-  /// Puts a zone in force for all threads, for instance after the user moved.
+  /// Makes a zone the current one for all threads, for instance after the user moved.
   static void setCurrent(const TimeZone& zone);
 
+  /// The identifier that it was found by.
   const std::string& name() const { return name_; }
+  /// The period that holds a moment in seconds since 1970 UTC.
   Period periodAt(std::int64_t seconds) const;
+  /// Seconds to add to UTC at a moment.
   std::int32_t offsetAt(std::int64_t seconds) const { return periodAt(seconds).offset; }
+  /// What the zone's clocks show at a moment.
   std::int64_t localFromUTC(std::int64_t seconds) const { return seconds + offsetAt(seconds); }
   /// A local time that a clock change skips is moved forward by the gap; of one that occurs twice, the first
   /// is meant.
@@ -69,7 +79,7 @@ class QW_EXPORT TimeZone {
   std::unique_ptr<const Source> source_;
 };
 
-/// Puts a zone in force while it lives, for all threads; what was before comes back at its end. For tests.
+/// Makes a zone the current one while it lives, for all threads; the former one is restored. For tests.
 class TimeZone::Override {
  public:
   /// `name` must name a zone.

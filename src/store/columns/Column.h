@@ -25,7 +25,9 @@ struct Column;
 
 /// One text column.
 struct QW_EXPORT TextColumn {
+  /// The column has the property's name.
   static constexpr std::array<std::string_view, 1> suffixes{""};
+  /// Declared SQL type.
   static constexpr std::array<std::string_view, 1> types{"TEXT"};
 };
 
@@ -87,12 +89,16 @@ struct Column<std::optional<Date>> : TextColumn {
 
 /// A plain date, "yyyy-MM-dd" in the current time zone: what `dateAttribute` chooses for a `Date`.
 struct QW_EXPORT PlainDate {
+  /// The column has the property's name.
   static constexpr auto suffixes = TextColumn::suffixes;
+  /// Declared SQL type.
   static constexpr auto types = TextColumn::types;
+  /// Binds the text, NULL for none.
   static void bind(RowBinder& row, const std::optional<Date>& value) {
     if (!value) return row.bindNull();
     row.bindWritten(DateText::kMaxSize, [&](char* out) { return DateText::writeDate(*value, out); });
   }
+  /// None for NULL and for a text that is no date.
   static std::optional<Date> read(const RowReader& row, const int* columns) {
     return DateText::readDate(row.text(columns[0]), row.shortYear());
   }

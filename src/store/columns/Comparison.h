@@ -16,16 +16,20 @@ class QWDatabaseObject;
 
 namespace qw {
 
+/// What a value looks like in a review.
 using Side = QWSynchronizationChange::Side;
 
 /// How values of a type are told apart and shown when two copies of an object are compared. For a type of
-/// your own: specialise with the same members. `value` is what the side that gives way receives.
+/// your own: specialise with the same members. `value` is what the side that is not chosen receives.
 template <class T>
 struct QW_EXPORT Comparison {
+  /// Whether the difference is to be shown.
   static bool differ(const T& a, const T& b) { return !(a == b); }
+  /// What the value of an object looks like.
   static Side side(const QWDatabaseObject&, const T& value) {
     return {ValueTraits<T>::toValue(value).description(), {}, {}};
   }
+  /// What the other side receives.
   static const T& value(const T& value) { return value; }
 };
 
@@ -92,13 +96,17 @@ struct Comparison<Image> {
 
 /// Decimals that are amounts of money, in the `QWCurrency` that their object has at the key path.
 struct QW_EXPORT AmountComparison {
+  /// Where the amount's object has its currency.
   std::string_view currencyKeyPath;
 
+  /// Whether the difference is to be shown.
   template <class T>
   static bool differ(const T& a, const T& b) {
     return !(a == b);
   }
+  /// As the currency writes amounts.
   Side side(const QWDatabaseObject& object, const std::optional<Decimal>& value) const;
+  /// What the other side receives.
   template <class T>
   static const T& value(const T& value) {
     return value;
@@ -107,6 +115,7 @@ struct QW_EXPORT AmountComparison {
 
 /// Decimals that read as percentages, with at most two fraction digits.
 struct QW_EXPORT PercentageComparison : AmountComparison {
+  /// As percentages are written.
   Side side(const QWDatabaseObject& object, const std::optional<Decimal>& value) const;
 };
 
@@ -151,7 +160,9 @@ struct Comparison<Value> {
 struct QW_EXPORT AttributeComparison {
   /// As the type is compared, and exactly.
   bool (*differ)(const QWDatabaseObject&, const QWDatabaseObject&);
+  /// Whether both values are equal.
   bool (*equal)(const QWDatabaseObject&, const QWDatabaseObject&);
+  /// What the object's value looks like.
   Side (*side)(const QWDatabaseObject&, const Property&);
   /// What the other object's property is restored from.
   Value (*value)(const QWDatabaseObject&);

@@ -16,17 +16,24 @@ namespace qw {
 class QW_EXPORT ObjectID {
  public:
   ObjectID() = default;
+  /// The identity whose text is that of the UUID.
   ObjectID(const UUID& uuid) : uuid_(uuid) {}
-  // An upper half of 0 marks an interned text; a UUID that begins with 64 zero bits is kept as a text, too.
+  /// The identity of any text; empty for the empty text.
   ObjectID(std::string_view text) {
+    // An upper half of 0 marks an interned text; a UUID that begins with 64 zero bits is kept as a text, too.
     const auto uuid = UUID::fromCanonicalText(text);
     *this = uuid && uuid->high ? ObjectID(*uuid) : interned(text);
   }
+  /// The same.
   ObjectID(const std::string& text) : ObjectID(std::string_view(text)) {}
+  /// The same. Requires: not null.
   ObjectID(const char* text) : ObjectID(std::string_view(text)) {}
 
+  /// Whether this stands for none.
   bool empty() const { return uuid_.high == 0 && uuid_.low == 0; }
+  /// Whether this is not empty.
   explicit operator bool() const { return !empty(); }
+  /// Exactly the characters that it was made of.
   std::string text() const;
   /// False for another text, and for the empty identity.
   bool isUUID() const { return uuid_.high != 0; }
@@ -34,6 +41,7 @@ class QW_EXPORT ObjectID {
   const UUID& uuid() const { return uuid_; }
 
   friend bool operator==(const ObjectID&, const ObjectID&) = default;
+  /// Equal identities have equal hashes.
   std::size_t hash() const { return (uuid_.high ^ (uuid_.low >> 7)) * 0x9e3779b97f4a7c15ULL ^ uuid_.low; }
 
  private:

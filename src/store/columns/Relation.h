@@ -19,6 +19,7 @@ class RowReader;
 
 /// What a relation's row in a property table knows beside its columns.
 struct QW_EXPORT Relation {
+  /// The class at the other end.
   const Class& (*targetClass)() = nullptr;
   /// For a reference, an owned object and a parent: the target, deleted or not.
   std::shared_ptr<QWDatabaseObject> (*target)(const QWDatabaseObject&) = nullptr;
@@ -36,12 +37,17 @@ struct QW_EXPORT Relation {
 
 /// How the store keeps one property.
 struct QW_EXPORT PropertyStorage {
+  /// Appended to the property's column name, one a column.
   std::span<const std::string_view> suffixes{};
+  /// Declared SQL types, one a column.
   std::span<const std::string_view> types{};
+  /// Binds the columns in order.
   void (*bind)(RowBinder&, const QWDatabaseObject&) = nullptr;
   /// For attributes; relations are resolved by the loader.
   void (*read)(const RowReader&, const int* columns, QWDatabaseObject&) = nullptr;
+  /// Copies the member without undo and notices; for attributes.
   void (*copy)(QWDatabaseObject& to, const QWDatabaseObject& from) = nullptr;
+  /// Null for attributes.
   const Relation* relation = nullptr;
   /// For attributes.
   const AttributeComparison* comparison = nullptr;
@@ -53,15 +59,20 @@ template <class T>
 class QW_EXPORT Reference {
  public:
   Reference() = default;
+  /// None.
   Reference(std::nullptr_t) {}
+  /// A link to the target; none for a null pointer.
   Reference(T* target) : target_(target) {}
+  /// A link to the target, which it does not keep.
   Reference(const std::shared_ptr<T>& target) : target_(target) {}
 
+  /// The target; null for none, one that is gone and one that is deleted.
   T* get() const {
     T* target = target_.get();
     return target && !target->isDeleted() ? target : nullptr;
   }
   T* operator->() const { return get(); }
+  /// Whether there is a target that is not deleted.
   explicit operator bool() const { return get() != nullptr; }
   /// The target even when it is deleted.
   const Back<T>& link() const { return target_; }

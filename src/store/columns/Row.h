@@ -27,7 +27,7 @@ class QW_EXPORT RowBinder {
     result_ = SQLITE_OK;
   }
   /// Binds copies in the same order, but to these parameters; those below 1 are skipped. For statements of
-  /// foreign make.
+  /// foreign stores.
   void beginMapped(sqlite3_stmt* statement, std::vector<int> parameters) {
     begin(statement, 0);
     mapped_ = std::move(parameters);

@@ -20,7 +20,7 @@ class Presenter;
 class QW_EXPORT SynchronizationRun : public Object {
  public:
   static const Class kClass;
-  /// Ends the run without applying anything more; its completion is told. Nothing happens when it has ended.
+  /// Ends the run without applying anything more and calls its completion. Nothing happens when it has ended.
   virtual void cancel() = 0;
 };
 
@@ -31,9 +31,13 @@ class QW_EXPORT SynchronizationDocument {
   /// How a run ended: done (false, none), cancelled or refused access (true, none), or failed (false, the
   /// message, if there is one).
   using Completion = std::function<void(bool canceled, const std::optional<std::string>& message)>;
+  /// What a run is asked to do.
   struct Request {
+    /// The store that is brought into agreement.
     std::shared_ptr<QWDatabaseManager> manager;
+    /// The other store, or a ZIP archive of it.
     std::filesystem::path otherDatabaseURL;
+    /// A picture of the other side for the review.
     std::optional<Image> otherIcon;
     /// Nothing is shown; the proposals are taken.
     bool inBackground = false;

@@ -13,15 +13,18 @@
 #include "store/columns/Comparison.h"
 #include "store/model/QWDatabaseObject.h"
 
-/// How a class whose property table does not say it all makes its changes: `compareWithObject` calls its
+/// How a class with differences that no property describes makes its changes: `compareWithObject` calls its
 /// base, and appends what these functions answer. `object` is this side's (its `originalObject` is what is
 /// edited), `otherObject` the other's; `block(target, value)` gives a value to whichever of the two sides
 /// gives way. Titles are looked up in the table "Synchronization". Null, or nothing, when there is no
 /// difference.
 namespace QW_EXPORT QWSynchronizationComparison {
 
+/// Null for no difference.
 using Change = std::shared_ptr<QWSynchronizationChange>;
+/// In the order in which they are shown.
 using Changes = std::vector<Change>;
+/// Null for none.
 using ObjectPointer = std::shared_ptr<QWDatabaseObject>;
 
 /// Appends a change if there is one.
@@ -36,6 +39,7 @@ Change compareValue(const T& value, Object& object, const std::type_identity_t<T
                     std::type_identity_t<Object>& otherObject, std::string_view localizationKey, Block block,
                     Kind kind = Kind());
 
+/// Sets the link of the side that is not chosen.
 using ReferenceBlock = std::function<void(QWDatabaseObject& target, const ObjectPointer& reference)>;
 /// A link, null for none. It is found again by its ID in the store that it is set in; one that is not there
 /// leaves the target as it is.
@@ -57,12 +61,14 @@ Changes compareOwnedReference(const ObjectPointer& owned, QWDatabaseObject& obje
                               const ObjectPointer& otherOwned, QWDatabaseObject& otherObject,
                               std::string_view localizationKey, ReferenceBlock block);
 
+/// Sets the links of the side that is not chosen.
 using SetBlock = std::function<void(QWDatabaseObject& target, const std::vector<ObjectPointer>& set)>;
 /// Links without an order. The block runs once all of them are found.
 Change compareReferencesSet(std::span<const ObjectPointer> set, QWDatabaseObject& object,
                             std::span<const ObjectPointer> otherSet, QWDatabaseObject& otherObject,
                             std::string_view localizationKey, SetBlock block);
 
+/// Orders the objects of the side that is not chosen.
 using OrderBlock = std::function<void(QWDatabaseObject& target, const std::vector<qw::ObjectID>& order)>;
 /// The order of what both sides have. Keeping this side's does nothing. Linear.
 Change compareOrder(std::span<const ObjectPointer> array, QWDatabaseObject& object,

@@ -12,13 +12,17 @@ class QWDatabaseObject;
 /// one, for a class that does more than `assign` in it.
 namespace qw {
 
+/// Beside the key: what a row of a persisted property may say.
 struct QW_EXPORT AttributeOptions {
+  /// Of the property's title where copies are compared; empty for none.
   std::string_view localizationKey{};
+  /// Keys or key paths whose changes change this property.
   Property::Keys dependsOn{};
   /// Column name when it differs from the key.
   std::string_view column{};
   /// For decimals: an amount, with the key path of its `QWCurrency`, or a share that reads as a percentage.
   std::string_view currencyKeyPath{};
+  /// Whether a decimal reads as a percentage where copies are compared.
   bool isPercentage = false;
 };
 

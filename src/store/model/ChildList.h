@@ -14,8 +14,8 @@
 namespace qw {
 
 /// The ordered children of an object: rows of their own with the parent's ID and an "index" from 0 on. Every
-/// edit is undoable, tells the observers of the relation and keeps the children's parent and index right;
-/// indexes behind an insertion or removal are brought up to date together before anybody reads or saves them.
+/// edit is undoable, notifies the observers of the relation and keeps the children's parent and index right;
+/// indexes behind an insertion or removal are updated together before they are read or saved.
 /// Owned by the parent, owns the children.
 class QW_EXPORT ChildList {
  public:
@@ -23,19 +23,24 @@ class QW_EXPORT ChildList {
   ChildList(const ChildList&) = delete;
   ChildList& operator=(const ChildList&) = delete;
 
+  /// The number of children.
   std::size_t size() const { return items_.size(); }
+  /// Whether there are no children.
   bool empty() const { return items_.empty(); }
   /// `kNone` when the object is not among the children.
   std::size_t indexOf(const QWDatabaseObject& child) const;
+  /// The index of what is not there.
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+  /// The children in order; valid until the list changes.
   const std::vector<std::shared_ptr<QWDatabaseObject>>& objects() const { return items_; }
 
-  /// Takes the child out of its parent first. An index beyond the end is the end. Requires: same store.
+  /// Removes the child from its parent first. An index beyond the end is the end. Requires: same store.
   void insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_t index);
+  /// Appends a child, as `insertObject` does.
   void addObject(std::shared_ptr<QWDatabaseObject> child) { insertObject(std::move(child), items_.size()); }
-  /// Takes a child out without deleting it: it has no parent then and index -1.
+  /// Removes a child without deleting it: it has no parent then and index -1.
   void detach(QWDatabaseObject& child);
-  /// Takes a child out and deletes it.
+  /// Removes a child and deletes it.
   void remove(QWDatabaseObject& child);
   /// To another place; `to` counts without the child.
   void move(QWDatabaseObject& child, std::size_t to);
@@ -48,7 +53,7 @@ class QW_EXPORT ChildList {
   /// those before it that is here, too, else at the front. Children that come in their order cost no search.
   std::size_t indexToInsertObject(const ObjectID& child, const ChildList& siblings) const;
 
-  /// Brings stale indexes up to date.
+  /// Updates stale indexes.
   void settle();
 
   /// Whose children these are.
@@ -80,6 +85,7 @@ class QW_EXPORT ChildList {
 template <class T>
 class QW_EXPORT Children : public ChildList {
  public:
+  /// A random-access iterator over the children; ends when the list changes.
   class Iterator {
    public:
     using iterator_category = std::random_access_iterator_tag;
@@ -89,9 +95,11 @@ class QW_EXPORT Children : public ChildList {
     using reference = T&;
 
     Iterator() = default;
+    /// For the list.
     explicit Iterator(const std::shared_ptr<QWDatabaseObject>* place) : place_(place) {}
     T& operator*() const { return static_cast<T&>(**place_); }
     T* operator->() const { return &**this; }
+    /// The child that many places further on.
     T& operator[](difference_type n) const { return *(*this + n); }
     Iterator& operator++() { return *this += 1; }
     Iterator operator++(int) { return Iterator(place_++); }
@@ -112,13 +120,20 @@ class QW_EXPORT Children : public ChildList {
     const std::shared_ptr<QWDatabaseObject>* place_ = nullptr;
   };
 
+  /// At the first child.
   Iterator begin() const { return Iterator(objects().data()); }
+  /// Behind the last child.
   Iterator end() const { return Iterator(objects().data() + size()); }
+  /// Requires: index < size().
   T& operator[](std::size_t index) const { return static_cast<T&>(*objects()[index]); }
+  /// The child, kept alive. Requires: index < size().
   std::shared_ptr<T> at(std::size_t index) const { return std::static_pointer_cast<T>(objects()[index]); }
 
+  /// Appends a child, which leaves its former parent.
   void add(std::shared_ptr<T> child) { addObject(std::move(child)); }
+  /// Inserts a child, which leaves its former parent; beyond the end means the end.
   void insert(std::shared_ptr<T> child, std::size_t index) { insertObject(std::move(child), index); }
+  /// As `setObjects`.
   void set(const std::vector<std::shared_ptr<T>>& children) {
     setObjects({children.begin(), children.end()});
   }

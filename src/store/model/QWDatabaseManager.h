@@ -50,6 +50,7 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
  public:
   static const qw::Class kClass;
 
+  /// What may be done with the file, and whether it is trusted.
   enum class Access : std::uint8_t {
     kReadWrite,
     kReadOnly,
@@ -57,9 +58,11 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
     kForeign,
     kForeignReadOnly
   };
+  /// How a file is opened.
   struct OpenOptions {
-    /// Any object that stands for the document; only whether there is one matters to the store.
+    /// Any object that represents the document; only whether there is one matters to the store.
     std::shared_ptr<qw::Object> document{};
+    /// Read and write unless said otherwise.
     Access access = Access::kReadWrite;
     /// Deletes the file when the manager is destroyed.
     bool deleteOnDealloc = false;
@@ -79,6 +82,7 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
     manager->makeAnother_ = [] { return std::shared_ptr<QWDatabaseManager>(qw::make<Manager>()); };
     return manager->initWithURL(URL, options, error) ? manager : nullptr;
   }
+  /// The same with the usual options.
   template <class Manager>
   static std::shared_ptr<Manager> open(const std::filesystem::path& URL, qw::Error* error = nullptr) {
     return open<Manager>(URL, OpenOptions(), error);
@@ -89,32 +93,52 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   /// A detached copy: own objects with the same IDs, no connection; knows this manager as its original.
   std::shared_ptr<QWDatabaseManager> copy() const;
 
+  /// False while the store is being opened or old data is imported.
   bool isLoaded() const { return loaded_; }
+  /// Whether nothing can be saved.
   bool isReadOnly() const { return readOnly_; }
+  /// Where the file is; empty for a copy.
   const std::filesystem::path& URL() const { return url_; }
+  /// What `OpenOptions` named; null once it is gone. Not owned.
   std::shared_ptr<qw::Object> document() const { return document_.lock(); }
   /// Null for a read-only store and for a copy.
   qw::UndoManager* undoManager() const { return undoManager_.get(); }
+  /// What this is a copy of; null when it is none or the original is gone.
   std::shared_ptr<QWDatabaseManager> originalDatabaseManager() const { return originalManager_.lock(); }
+  /// The object above all others; null before it is loaded.
   QWDatabaseObject* rootObject() const { return rootObject_.get(); }
+  /// The root object as a `T`; null when it is none.
   template <class T>
   std::shared_ptr<T> rootObjectAs() const {
     return std::dynamic_pointer_cast<T>(rootObject_);
   }
+  /// The IDs of deleted objects with the moment of their deletion.
   const std::unordered_map<qw::ObjectID, qw::Date>& deletedIDs() const { return deletedIDs_; }
+  /// Every object by its ID, deleted ones included as long as undo may need them.
   const QWRequestsMap& objects() const { return objects_; }
+  /// The connection, owned by the manager; null for a copy. Statements of one's own leave no transaction
+  /// open.
   sqlite3* database() const { return database_; }
+  /// The SQL of the statement that ran last, for error messages.
   const std::string& lastExecutedQuery() const { return lastExecutedQuery_; }
+  /// The handlers that the application declares as plug-ins, in order.
   const std::vector<std::shared_ptr<QWSynchronizationHandling>>& synchronizationHandlers() const {
     return synchronizationHandlers_;
   }
+  /// Where operations on copies of this store run; made at first use.
   qw::OperationQueue& queue();
 
   // Statements.
+  /// A compiled statement, from the cache where one of this SQL is free. Null with code 2 when it cannot be
+  /// compiled.
   std::shared_ptr<QWDatabaseQuery> prepareQuery(const std::string& sql, qw::Error* error = nullptr);
+  /// Resets a statement that is done with and keeps it for the next `prepareQuery` of its SQL.
   void addQueryToCache(const std::shared_ptr<QWDatabaseQuery>& query);
+  /// The rows, the first of them not yet read. Null with code 3 when the statement cannot run, or no
+  /// statement is given.
   std::shared_ptr<QWDatabaseResultSet> executeQuery(const std::shared_ptr<QWDatabaseQuery>& query,
                                                     qw::Error* error = nullptr);
+  /// Runs a statement without rows and puts it into the cache. False with code 3 when it fails.
   bool executeUpdate(const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error = nullptr);
 
   // Objects.
@@ -127,15 +151,20 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   }
   /// Null when there is none, or it is deleted.
   std::shared_ptr<QWDatabaseObject> objectWithID(const qw::ObjectID& id) const;
+  /// Those that there are and that are not deleted, in the order of the IDs.
   std::vector<std::shared_ptr<QWDatabaseObject>> objectsWithIDs(const std::vector<qw::ObjectID>& ids) const;
+  /// Keeps the object under its ID and answers the requests for it. Another object of that ID gets a new one.
   void registerObject(QWDatabaseObject& object);
+  /// Forgets the object, which is destroyed unless it has another owner.
   void unregisterObject(QWDatabaseObject& object);
+  /// Calls the block with the object once it is registered: at once when it is there or the ID is empty.
   void requestObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block);
   /// The same for an object that is not deleted: where a deleted one has the ID, the answer waits until the
   /// requests end. Null for none.
   void requestLiveObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block);
+  /// Deletes the object when the requests end, unless its value at the key path is another one then.
   void requestParentPresenceForObject(QWDatabaseObject& object, std::string_view parentKeyPath);
-  /// Answers what is still requested with null, then makes the moves and runs the checks that wait for that.
+  /// Answers pending requests with null, then performs the pending moves and checks.
   void removeAllObjectRequests();
   /// Puts an object among the children of another parent: where its counterpart stands among `siblings` in
   /// another store, or at the end. As long as the parent lies below the object the move waits until the
@@ -145,16 +174,23 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
                    const std::shared_ptr<QWDatabaseObject>& parent, const qw::ChildList* siblings);
 
   // Deletions.
+  /// Whether an object of this ID was deleted.
   bool isObjectDeleted(const qw::ObjectID& id) const { return deletedIDs_.contains(id); }
+  /// Remembers an ID as deleted now.
   void addDeletedID(const qw::ObjectID& id);
+  /// Remembers an ID as deleted at that date.
   void addDeletedID(const qw::ObjectID& id, qw::Date date);
+  /// Forgets that the ID was deleted.
   void removeDeletedID(const qw::ObjectID& id);
 
+  /// Whether edits set the modification date.
   bool shouldModifyLastModificationDates() const { return disableModifyLastModificationDatesCount_ == 0; }
+  /// Runs the block; its edits leave modification dates as they are. Calls nest.
   void performBlockWithoutModifyingLastModificationDates(const std::function<void()>& block);
 
   /// The filters bar's state of that name, made when there is none.
   std::shared_ptr<QWDatabaseObject> filtersBarData(const std::string& name);
+  /// The states of the filters bars by their name.
   const std::map<std::string, std::shared_ptr<QWDatabaseObject>>& filtersBarDatas() const {
     return filtersBarDatas_;
   }
@@ -166,27 +202,34 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   bool checkPassword(std::string_view password) const;
   /// An empty text removes the protection. Only the SHA-1 is kept.
   void protectWithPassword(std::string_view password);
+  /// The SHA-1 of the password; none without one. No protection of the file: it is not encrypted.
   const std::optional<std::string>& password() const { return password_; }
 
   /// Null when there is none.
   qw::Value valueForLocalParameter(const std::string& key) const;
+  /// Keeps a value that has a JSON form in the file from the next save on; null removes it. Not undoable.
   void setValueForLocalParameter(const qw::Value& value, const std::string& key);
 
   /// Runs the block in the background on a copy of this store.
   std::shared_ptr<QWDatabaseOperation> addOperationWithBlock(QWDatabaseOperation::Block block);
 
+  /// Until `finishImportingOldData` the store is not loaded.
   void prepareForImportingOldData() { loaded_ = false; }
   /// `didLoad`: also calls `dataDidLoad`, on the main thread.
   void finishImportingOldData(bool didLoad);
 
+  /// An archive of an object with its children and owned objects; others are written as IDs. None with the
+  /// error set when something in it cannot be archived.
   std::optional<qw::Data> archivedDataWithRootObject(const std::shared_ptr<qw::Object>& object,
                                                      qw::Error* error = nullptr);
+  /// Makes the archived objects anew in this store, with new IDs, undoably. Null with the error set when the
+  /// archive cannot be read.
   std::shared_ptr<qw::Object> unarchiveObjectWithData(const qw::Data& data, qw::Error* error = nullptr);
 
   // Saving.
+  /// In the order in which they are written.
   using Changes = std::vector<std::shared_ptr<QWDatabaseChange>>;
-  /// Everything that differs from the file, in the order in which it is to be written. The objects count as
-  /// clean then.
+  /// A write for everything that differs from the file, in their order. The objects are clean from then on.
   Changes computeChanges();
   /// Runs the changes in one transaction. Changes that fail do not keep the others from being written; their
   /// objects stay unsaved. When the transaction itself cannot be committed nothing is written and every
@@ -198,23 +241,30 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   /// synchronization handlers.
   std::optional<qw::Data> saveChanges(const Changes& changes, bool processSynchronizationHandlers,
                                       const std::string& displayName, qw::Error* error = nullptr);
+  /// Saves, then writes the saved file's bytes to another place, whole or not at all.
   bool saveChangesAndCopyToURL(const Changes& changes, const std::filesystem::path& URL,
                                bool processSynchronizationHandlers, qw::Error* error = nullptr);
   /// Merges a copy's objects into the manager that it was copied from.
   void commitChangesToOriginalDatabaseManager();
 
   // Synchronization.
+  /// The handler whose class has that name; null for none.
   std::shared_ptr<QWSynchronizationHandling> synchronizationHandler(std::string_view description) const;
+  /// Before a step is compared: in the last one, gives the filters bars the IDs that they have in the other
+  /// store.
   void prepareSynchronization(int step, QWDatabaseManager& other);
+  /// The IDs of the objects of the step's classes, by priority, then in the order of registration.
   std::vector<qw::ObjectID> synchronizingObjectIDsForStep(int step) const;
 
   // One synchronization after the other.
+  /// Ends with one `dequeueSynchronizationBlock`.
   using SynchronizationBlock = std::function<void()>;
   /// Called with the controller once the run has started.
   using SynchronizationStartHandler = std::function<void(const std::shared_ptr<qw::SynchronizationRun>&)>;
   /// Runs the block when those before it have ended, at once if there are none. Every block ends with exactly
   /// one `dequeueSynchronizationBlock`.
   void enqueueSynchronizationBlock(SynchronizationBlock block);
+  /// The block that runs has ended: runs the next one. Main thread.
   void dequeueSynchronizationBlock();
   /// Forgets what waits, cancels what runs, and switches the document-synchronization handlers off.
   void cancelPendingSynchronizations();
@@ -224,11 +274,13 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
                                     std::optional<qw::Image> otherIcon,
                                     SynchronizationStartHandler startHandler,
                                     qw::SynchronizationDocument::Completion completionHandler);
-  /// Of the run that goes on; null when there is none.
+  /// The controller of the run in progress; null when there is none.
   std::shared_ptr<qw::SynchronizationRun> synchronizationSessionController() const;
 
   // What a subclass says.
+  /// The version of the model, dotted numbers. A file of a newer one is refused, of an older one upgraded.
   virtual std::string version() const { return "1.0"; }
+  /// The class of the object above all others.
   virtual const qw::Class& rootObjectClass() const { return QWDatabaseObject::kClass; }
   /// Every class of the model, so that rows and archives find them by name.
   virtual std::vector<const qw::Class*> modelClasses() const { return {}; }
@@ -240,7 +292,9 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   virtual std::vector<std::filesystem::path> updateStatementsFilesForVersion(const std::string&) const {
     return {};
   }
+  /// Upgrades what SQL files cannot, inside the same transaction. False with the error set ends the upgrade.
   virtual bool executeCustomUpdateStatementsForVersion(const std::string&, qw::Error*) { return true; }
+  /// At least 1.
   virtual int numberOfSynchronizationSteps() const { return 1; }
   /// -1: no bound.
   virtual std::int64_t maximumSynchronizationPriorityForStep(int) const { return -1; }
@@ -250,6 +304,7 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   virtual void loadData();
   /// Fills a new store.
   virtual void addInitialData() {}
+  /// For programs that offer a store with examples; not called by the manager.
   virtual void addSampleData() {}
   /// Called on the main thread once the data of an existing store is loaded.
   virtual void dataDidLoad() {}

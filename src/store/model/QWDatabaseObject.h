@@ -41,25 +41,32 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
 
   /// Null once the manager is gone.
   QWDatabaseManager* databaseManager() const;
+  /// Unique within the store, the same in every copy of it.
   const qw::ObjectID& ID() const { return id_; }
-  /// Row number: 0 never saved, -1 its deletion is on the way to the file.
+  /// Row number: 0 never saved, -1 while its deletion is being written.
   std::int64_t sqlID() const { return sqlID_; }
   /// Edits since the last computed save, those undone counted back. A new place among the siblings does not
   /// count, but is saved, too.
   int modificationsCount() const { return modificationsCount_; }
+  /// When a saved object was edited last; none before that.
   std::optional<qw::Date> lastModificationDate() const {
     if (lastModificationDate_ == kNoDate) return std::nullopt;
     return qw::Date::fromMicroseconds(lastModificationDate_);
   }
+  /// Whether the object was deleted; it lives on for undo.
   bool isDeleted() const { return deleted_; }
+  /// Whether `setBeingImported` is in effect.
   bool isBeingImported() const { return beingImported_; }
   /// Place among the parent's children, -1 without a parent.
   std::int64_t index() const;
   /// On an object of a copied manager: what it was copied from. Null when that is gone.
   std::shared_ptr<QWDatabaseObject> originalObject() const;
 
+  /// Gives the object another identity, undoably; rows that refer to it are saved anew.
   void setID(const qw::ObjectID& id);
+  /// Sets the date without counting an edit.
   void setLastModificationDate(std::optional<qw::Date> date);
+  /// Marks the object; `deleteObject` does everything that belongs to a deletion.
   void setDeleted(bool deleted);
   /// While set, deleting this object leaves its children where they are until the requests of its store end;
   /// those that have another parent by then stay.
@@ -74,20 +81,25 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   /// "QWDatabaseManagerObjectsDidChangeNotification" when idle.
   void addModification();
 
+  /// The object and all below it with the same IDs, in a copied manager.
   std::shared_ptr<QWDatabaseObject> copyInDatabaseManager(QWDatabaseManager& manager) const;
+  /// The object and all below it, of another store, with the same IDs in this one, undoably.
   std::shared_ptr<QWDatabaseObject> importInDatabaseManager(QWDatabaseManager& manager) const;
   /// A copy with a new ID, through an archive; null when something in it cannot be archived.
   std::shared_ptr<QWDatabaseObject> duplicateInDatabaseManager(QWDatabaseManager& manager) const;
+  /// A copy in the same store.
   std::shared_ptr<QWDatabaseObject> duplicate() const;
 
   /// A closure that binds the column values of this moment.
   std::function<void(QWDatabaseQuery&)> prepareBlock() const;
-  /// The write that brings the row up to date: none or one. The object counts as clean from then on.
+  /// The write that brings the row up to date: none or one. The object is clean from then on.
   std::vector<std::shared_ptr<QWDatabaseChange>> computeChanges();
+  /// Of a copy: writes what differs into the object that it was copied from.
   void commitChangesToOriginalDatabaseManager();
 
   /// Parameters that point at this object; their "object" is set to null when it is deleted. Held weakly.
   void addReferringParameter(qw::Object& parameter);
+  /// Ends what `addReferringParameter` began.
   void removeReferringParameter(qw::Object& parameter);
 
   /// Moves to the end of another parent's children; null takes it out of the present one's.
@@ -98,7 +110,9 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   virtual void initWithDatabaseManager(QWDatabaseManager& manager);
   /// An object from a row: every attribute is read, relations are resolved when the load ends.
   virtual void initWithRow(QWDatabaseManager& manager, QWDatabaseResultSet& row);
+  /// An object of a copied manager, with all below it.
   virtual void initByCopyingObject(QWDatabaseManager& manager, const QWDatabaseObject& source);
+  /// An object from another store, with all below it: registered, an undoable creation.
   virtual void initByImportingObject(QWDatabaseManager& manager, const QWDatabaseObject& source);
   void initWithCoder(qw::KeyedUnarchiver& coder) override;
   void encodeWithCoder(qw::KeyedArchiver& coder) const override;
@@ -106,14 +120,18 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   /// The differences from the object of the same ID in another store, `block` of each writing this side's
   /// value there.
   virtual std::vector<std::shared_ptr<QWSynchronizationChange>> compareWithObject(QWDatabaseObject& other);
+  /// Whether a synchronization creates and deletes it; false for what is created and deleted by other means.
   virtual bool shouldCreateIfMissing() const { return true; }
+  /// Whether a synchronization compares its properties.
   virtual bool shouldSynchronizeProperties() const { return true; }
+  /// The object that has to be there before this one can be created; none when nothing has to.
   virtual std::optional<qw::ObjectID> synchronizationParentID() const { return std::nullopt; }
+  /// What the object is called in a review.
   virtual std::string synchronizationDescription() const { return description(); }
   std::string description() const override;
 
   /// The persisted setter: ignores an equal value, registers the old one for undo, stores, counts the
-  /// modification and tells the observers. False when the value was equal.
+  /// modification and notifies the observers. False when the value was equal.
   template <auto Member, class V>
   bool assign(V&& value) {
     auto& member = static_cast<qw::detail::OwnerOf<Member>&>(*this).*Member;
@@ -150,12 +168,12 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
 
   /// The manager's undo manager when it is recording.
   qw::UndoManager* recordingUndoManager() const;
-  /// Whether the property comes and goes with the object: an attribute of one that was created in the group
+  /// Whether undo removes the property with its object: an attribute of one that was created in the group
   /// that is open. Undo takes the object away whole, and redo brings it back as it was.
   bool isNewIn(const qw::UndoManager& undo, const qw::Property& property) const {
     return createdIn_ == undo.scope() && property.kind == qw::PropertyKind::kAttribute;
   }
-  /// Around every change of a persisted value: a pending write keeps the old values, observers hear of it.
+  /// Around every change of a persisted value: a pending write keeps the old values, observers are notified.
   template <class Store>
   void edit(std::string_view key, Store store) {
     willModify();
@@ -184,8 +202,8 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   std::shared_ptr<QWDatabaseObject> copyOfColumns() const;
   /// Stamps a saved object as modified now, unless that is an undo.
   void stamp();
-  /// The row is to be written: queues the object and has it told. No edit by itself: a place that siblings
-  /// give way for, or a link whose target was deleted, is not newer than what another copy has.
+  /// The row is to be written: queues the object and posts the notification. No edit by itself: a place that
+  /// siblings give way for, or a link whose target was deleted, is not newer than what another copy has.
   void touch();
   /// Another order of its children is an edit of this object.
   void noteReorder();

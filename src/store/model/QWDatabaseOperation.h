@@ -14,6 +14,7 @@ class QWDatabaseManager;
 /// `QWDatabaseManager::addOperationWithBlock`.
 class QW_EXPORT QWDatabaseOperation final : public qw::Operation {
  public:
+  /// Runs in the background, on the operation and its copy of the store.
   using Block = std::function<void(QWDatabaseOperation&, QWDatabaseManager&)>;
 
   /// Copies the manager at once, on the calling (main) thread.
@@ -21,7 +22,9 @@ class QW_EXPORT QWDatabaseOperation final : public qw::Operation {
   ~QWDatabaseOperation() override;
 
   bool isAsynchronous() const override { return true; }
+  /// The copy.
   QWDatabaseManager& databaseManager() const { return *manager_; }
+  /// Whether `finalizeWithBlock` was called.
   bool hasBeenFinalized() const { return finalized_; }
 
   void start() override;

@@ -18,6 +18,7 @@ class QWDatabaseManager;
 /// to a name that the statement lacks is logged and skipped.
 class QW_EXPORT QWDatabaseQuery {
  public:
+  /// For `QWDatabaseManager::prepareQuery`: takes the statement over.
   QWDatabaseQuery(QWDatabaseManager& manager, std::string sql, sqlite3_stmt* statement);
   ~QWDatabaseQuery();
   QWDatabaseQuery(const QWDatabaseQuery&) = delete;
@@ -25,14 +26,17 @@ class QW_EXPORT QWDatabaseQuery {
 
   /// Null once the manager is gone.
   QWDatabaseManager* databaseManager() const;
+  /// As it was given.
   const std::string& sql() const { return sql_; }
+  /// The compiled statement, still owned.
   sqlite3_stmt* statement() const { return statement_; }
 
   /// Makes the statement ready to run again; bindings stay.
   void reset();
   /// SQLITE_OK, or what the first value since the last `reset` that could not be bound failed with:
-  /// SQLITE_MISMATCH for one without a JSON form, which the log tells, too.
+  /// SQLITE_MISMATCH for one without a JSON form, which is logged, too.
   int bindResult() const { return bindResult_; }
+  /// Keeps the first failure.
   void noteBindResult(int result) {
     if (bindResult_ == SQLITE_OK) bindResult_ = result;
   }
@@ -41,22 +45,35 @@ class QW_EXPORT QWDatabaseQuery {
 
   /// Each binds a copy in the column format of its type; a missing value binds NULL.
   void setNull(std::string_view parameter);
+  /// 0 or 1.
   void setBool(bool value, std::string_view parameter);
+  /// An integer.
   void setInt(std::int32_t value, std::string_view parameter);
+  /// An integer.
   void setInt64(std::int64_t value, std::string_view parameter);
+  /// A REAL.
   void setDouble(double value, std::string_view parameter);
+  /// Text, UTF-8.
   void setString(std::optional<std::string_view> value, std::string_view parameter);
+  /// A BLOB; empty data binds NULL.
   void setData(const std::optional<qw::Data>& value, std::string_view parameter);
+  /// "yyyy-MM-dd" in the current time zone.
   void setDate(std::optional<qw::Date> value, std::string_view parameter);
+  /// "yyyy-MM-dd HH:mm:ss" in GMT.
   void setDateTime(std::optional<qw::Date> value, std::string_view parameter);
   /// Two parameters: the name for the count, name + "Unit" for the unit.
   void setDuration(const std::optional<QWDuration>& value, std::string_view parameter);
+  /// The plain text of the number.
   void setDecimalNumber(const std::optional<qw::Decimal>& value, std::string_view parameter);
   /// Two parameters: the name for the PNG bytes, name + "Scale" for the scale.
   void setImage(const std::optional<qw::Image>& value, std::string_view parameter);
+  /// Red, green, blue and alpha as decimal fractions.
   void setColor(const std::optional<qw::Color>& value, std::string_view parameter);
+  /// Compact JSON; null binds NULL.
   void setJSONObject(const qw::Value& value, std::string_view parameter);
+  /// The constant's `ID`.
   void setConstant(const std::shared_ptr<QWConstant>& value, std::string_view parameter);
+  /// The class's name.
   void setClass(const qw::Class* value, std::string_view parameter);
 
  private:

@@ -16,6 +16,7 @@ class QWDatabaseObject;
 /// under its own ID, as those of a store are, keeps that ID while it is registered; its key costs no memory.
 class QW_EXPORT QWRequestsMap {
  public:
+  /// Null for none.
   using Object = std::shared_ptr<QWDatabaseObject>;
   /// Called with the object, or with null when the wait was given up.
   using Request = std::function<void(const Object&)>;
@@ -24,14 +25,20 @@ class QW_EXPORT QWRequestsMap {
   /// Copies objects and requests.
   explicit QWRequestsMap(const QWRequestsMap* other) { *this = *other; }
 
+  /// The number of objects.
   std::size_t count() const { return count_; }
+  /// In the order of registration.
   std::vector<qw::ObjectID> allKeys() const;
+  /// In the order of registration.
   std::vector<Object> allValues() const;
   /// Null when there is none.
   Object objectForKey(const qw::ObjectID& key) const;
+  /// As `objectForKey`, without keeping it alive.
   QWDatabaseObject* find(const qw::ObjectID& key) const;
+  /// Makes room for so many objects.
   void reserve(std::size_t count);
-  /// Calls `visit(const Object&)` in the order of registration; nothing may be added or removed meanwhile.
+  /// Calls `visit(const Object&)` in the order of registration; nothing may be added or removed during the
+  /// calls.
   template <class Visit>
   void forEach(Visit visit) const {
     for (const Object& entry : entries_)
@@ -41,7 +48,9 @@ class QW_EXPORT QWRequestsMap {
   /// Runs the block when an object with the key is stored; at once, with what there is, for a key that is
   /// present or empty.
   void requestObjectForKey(const qw::ObjectID& key, Request block);
+  /// Whether anything is waited for.
   bool hasRequests() const { return !requests_.empty(); }
+  /// Whether something waits for an object with the key.
   bool hasRequestsForKey(const qw::ObjectID& key) const { return requests_.contains(key); }
   /// Stores the object, then runs the key's requests in their order.
   void setObjectForKey(Object object, const qw::ObjectID& key);
@@ -49,7 +58,9 @@ class QW_EXPORT QWRequestsMap {
   /// stored. For many at once: a look-up in a large table waits for memory, and these wait together. Requires
   /// that nothing is requested.
   std::size_t addObjects(std::span<const Object> objects);
+  /// Forgets the object; requests for the key stay.
   void removeObjectForKey(const qw::ObjectID& key);
+  /// Forgets all objects; requests stay.
   void removeAllObjects();
   /// Answers every request with null and forgets it.
   void removeAllRequests();

@@ -16,11 +16,16 @@ class QW_EXPORT GroupRecord : public qw::Object {
 
   /// The text of the path component.
   const std::string& name() const { return name_; }
+  /// The grouped object whose path ends here; null for a record between.
   const qw::Value& object() const { return object_; }
+  /// The records below, in the order in which they were added.
   const std::vector<std::shared_ptr<GroupRecord>>& subgroups() const { return subgroups_; }
 
+  /// Nobody is notified, as by the other two.
   void setName(std::string name) { name_ = std::move(name); }
+  /// Null for none.
   void setObject(qw::Value object) { object_ = std::move(object); }
+  /// Appends a record below this one.
   void addSubgroup(std::shared_ptr<GroupRecord> subgroup) { subgroups_.push_back(std::move(subgroup)); }
 
  private:

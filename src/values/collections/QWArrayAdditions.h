@@ -67,19 +67,25 @@ qw::Dictionary objectPathsMapWithKeyPath(const qw::Array& array, std::string_vie
 /// the last is kept. What a path has beyond `kDeepestGroup` components stays together as the name of its last
 /// record.
 std::vector<std::shared_ptr<GroupRecord>> groupsForKeyPath(const qw::Array& array, std::string_view keyPath);
+/// Levels of `groupsForKeyPath`.
 inline constexpr std::size_t kDeepestGroup = 1000;
 
-/// What a menu shows for group records: a record with an object becomes an item that stands for it, any other
-/// a submenu.
+/// A menu item for a group record: one with an object becomes an item that represents it, any other a
+/// submenu.
 struct QW_EXPORT MenuItem {
+  /// What the item shows.
   std::string title;
+  /// Null for a submenu.
   qw::Value representedObject;
+  /// The items of a submenu, in order.
   std::vector<MenuItem> submenu;
 };
+/// The items for records and everything below them, in their order.
 std::vector<MenuItem> groupsMenu(const std::vector<std::shared_ptr<GroupRecord>>& groups);
 
 }  // namespace QWArrayAdditions
 
+/// Operations that change an array.
 namespace QW_EXPORT QWMutableArrayAdditions {
 
 /// Appends the object unless it is null.

@@ -18,7 +18,9 @@ class QW_EXPORT QWBoolean : public QWConstantOf<QWBoolean> {
   /// Also understands "0" and "1"; null for any other name.
   static Pointer constantWithName(std::string_view name);
 
+  /// "No" or "Yes" in the user's language.
   std::string description() const override;
 
+  /// For the registry.
   static void addConstants(QWConstantsManager& manager);
 };

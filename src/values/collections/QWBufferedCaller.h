@@ -75,8 +75,11 @@ QW_EXPORT inline constexpr char kMethodIdentity = 0;
 
 }  // namespace qw::detail
 
-/// Turns repeated calls of one target into a single deferred call at the end of the run loop's pass:
-///   bufferedCaller(*this).call<&View::reloadData>();  // however often in a pass, `reloadData` runs once
+/// Turns repeated calls of one target into a single deferred call at the end of the run loop's pass: however
+/// often the example is called in a pass, `reloadData` runs once.
+///
+///     void dataChanged() { bufferedCaller(*this).call<&View::reloadData>(); }
+///
 /// Calls are the same when they are of the same member function with the same text arguments, in order; other
 /// arguments do not count, and the first call recorded wins. Calls recorded earlier run earlier. Each thread
 /// has its own callers, whose calls run on that thread. The target is owned by a shared pointer and held
@@ -86,8 +89,8 @@ class QW_EXPORT QWBufferedCaller {
  public:
   /// The caller of this thread for the target.
   static QWBufferedCaller bufferedCallerForTarget(T& target) { return QWBufferedCaller(target); }
-  /// Drops all pending calls of the target on this thread, and what `prepareToCancel` and
-  /// `disableRegistration` said.
+  /// Drops all pending calls of the target on this thread, and resets `prepareToCancel` and
+  /// `disableRegistration`.
   static void clearInvocationsForTarget(T& target) { Calls::clear(target.weak_from_this()); }
 
   /// The next call through the target's caller drops the pending one that is the same, and is not recorded
@@ -96,9 +99,11 @@ class QW_EXPORT QWBufferedCaller {
     Calls::prepareToCancel(target_);
     return *this;
   }
-  /// Calls are recorded while each `disableRegistration` has been followed by an `enableRegistration`.
+  /// Ends what one `disableRegistration` began.
   void enableRegistration() { Calls::enableRegistration(target_); }
+  /// Calls are dropped, not recorded, until `enableRegistration` was called as often.
   void disableRegistration() { Calls::disableRegistration(target_); }
+  /// Whether calls are recorded.
   bool shouldRegister() const { return Calls::shouldRegister(target_); }
 
   /// Records a call with copies of the arguments.

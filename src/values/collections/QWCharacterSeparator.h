@@ -12,12 +12,19 @@ class QW_EXPORT QWCharacterSeparator : public QWConstantOf<QWCharacterSeparator>
  public:
   static const qw::Class kClass;
 
+  /// None: the empty text.
   static Pointer noSeparator() { return constantWithName("NoSeparator"); }
+  /// A blank.
   static Pointer spaceSeparator() { return constantWithName("SpaceSeparator"); }
+  /// ".".
   static Pointer dotSeparator() { return constantWithName("DotSeparator"); }
+  /// ",".
   static Pointer commaSeparator() { return constantWithName("CommaSeparator"); }
+  /// The apostrophe.
   static Pointer quoteSeparator() { return constantWithName("QuoteSeparator"); }
+  /// ";".
   static Pointer semicolonSeparator() { return constantWithName("SemicolonSeparator"); }
+  /// The tab character.
   static Pointer tabSeparator() { return constantWithName("TabSeparator"); }
 
   /// The registered separator with that character, where a no-break space (U+00A0) counts as a blank;
@@ -26,8 +33,10 @@ class QW_EXPORT QWCharacterSeparator : public QWConstantOf<QWCharacterSeparator>
 
   /// One character as UTF-8, or empty.
   const std::string& character() const { return character_; }
+  /// The name in the user's language, or the character itself for one outside the registry.
   std::string description() const override;
 
+  /// For the registry.
   static void addConstants(QWConstantsManager& manager);
 
  private:

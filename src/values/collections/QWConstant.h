@@ -16,10 +16,12 @@ class QW_EXPORT QWConstant : public qw::Object {
  public:
   static const qw::Class kClass;
 
+  /// For classes of constants; before the constant is added to a registry.
   void initWithName(std::string name, std::int64_t value);
 
   /// Unique within the class, and the key of the shown text.
   const std::string& name() const { return name_; }
+  /// A number that stays the same; what settings or files keep.
   std::int64_t value() const { return value_; }
   /// Does nothing once the constant was added to a registry.
   void setValue(std::int64_t value);
@@ -53,6 +55,7 @@ class QW_EXPORT QWConstant : public qw::Object {
 template <class T>
 class QW_EXPORT QWConstantOf : public QWConstant {
  public:
+  /// Registered constants are never destroyed.
   using Pointer = std::shared_ptr<T>;
 
   /// A constant outside the registry.
@@ -62,6 +65,7 @@ class QW_EXPORT QWConstantOf : public QWConstant {
     return constant;
   }
 
+  /// The registry of this class, filled at first use.
   static QWConstantsManager& sharedManager() {
     static QWConstantsManager& manager = QWConstantsManager::makeManager(T::kClass, &T::addConstants);
     return manager;
@@ -72,18 +76,22 @@ class QW_EXPORT QWConstantOf : public QWConstant {
     for (const auto& constant : sharedManager().constants()) constants.push_back(typed(constant));
     return constants;
   }
+  /// See `QWConstantsManager::addConstant`.
   static void addConstant(Pointer constant) { sharedManager().addConstant(std::move(constant)); }
-  /// Null when there is none.
+  /// The registered constant of that name; null when there is none.
   static Pointer constantWithName(std::string_view name) {
     return typed(sharedManager().constantWithName(name));
   }
+  /// The last one added with that value; null when there is none.
   static Pointer constantWithValue(std::int64_t value) {
     return typed(sharedManager().constantWithValue(value));
   }
+  /// The first one added with that shown text; null when there is none.
   static Pointer constantWithDescription(std::string_view description) {
     return typed(sharedManager().constantWithDescription(description));
   }
 
+  /// The registry of this class.
   QWConstantsManager& manager() const override { return sharedManager(); }
 
  private:

@@ -16,7 +16,9 @@ class QWConstant;
 /// threads ask, and kept for the process. Only read from then on, by any thread.
 class QW_EXPORT QWConstantsManager : public qw::Object {
  public:
+  /// Registered constants are never destroyed.
   using Constant = std::shared_ptr<QWConstant>;
+  /// Adds every constant of a class to the registry that it is given.
   using Fill = void (*)(QWConstantsManager&);
 
   static const qw::Class kClass;
@@ -31,12 +33,14 @@ class QW_EXPORT QWConstantsManager : public qw::Object {
 
   /// Every constant that was added, in that order.
   const std::vector<Constant>& constants() const { return constants_; }
-  /// The last one added with each name and with each value.
+  /// The last one added with each name.
   const std::map<std::string, Constant, std::less<>>& names() const { return names_; }
+  /// The last one added with each value.
   const std::map<std::int64_t, Constant>& values() const { return values_; }
 
-  /// Null when there is none.
+  /// The last one added with that name; null when there is none.
   Constant constantWithName(std::string_view name) const;
+  /// The last one added with that value; null when there is none.
   Constant constantWithValue(std::int64_t value) const;
   /// The first one added whose shown text this is; null when there is none.
   Constant constantWithDescription(std::string_view description) const;

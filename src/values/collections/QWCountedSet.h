@@ -15,6 +15,7 @@ class QW_EXPORT QWCountedSet {
  public:
   /// Distinct elements.
   std::size_t count() const { return elements_.size(); }
+  /// Whether the element is in the set.
   bool containsObject(const qw::Value& element) const { return elements_.contains(element); }
   /// How often the element is in the set.
   std::size_t countForObject(const qw::Value& element) const;
@@ -26,8 +27,9 @@ class QW_EXPORT QWCountedSet {
   /// they were added.
   std::vector<std::shared_ptr<qw::Object>> representedObjects(const qw::Value& element) const;
 
+  /// Adds the element once more, and remembers the object, if there is one, weakly.
   void addObject(const qw::Value& element, const std::shared_ptr<qw::Object>& representedObject = nullptr);
-  /// Takes the element out once, and the first record of the object for it. Nothing happens when it is not in
+  /// Removes the element once, and the first record of the object for it. Nothing happens when it is not in
   /// the set.
   void removeObject(const qw::Value& element, const std::shared_ptr<qw::Object>& representedObject = nullptr);
 

@@ -10,7 +10,8 @@
 /// Operations on every object.
 namespace QW_EXPORT QWObjectAdditions {
 
-/// Tells the observers of a key that it changed, around nothing, so that they read it again.
+/// Notifies the observers of a key, with its present value as the old and the new one, so that they read it
+/// again.
 inline void notifyChangeValueForKey(qw::Object& object, std::string_view key) {
   object.notifyChangeValueForKey(key);
 }

@@ -12,6 +12,7 @@ namespace QW_EXPORT QWSetAdditions {
 
 /// The elements of `set` that are not in `removed`, in their order.
 qw::ValueSet setByRemovingObjectsInSet(const qw::ValueSet& set, const qw::ValueSet& removed);
+/// The same for the elements of an array.
 qw::ValueSet setByRemovingObjectsInArray(const qw::ValueSet& set, const qw::Array& removed);
 
 /// The set of the block's results; null results are left out.
@@ -28,12 +29,13 @@ qw::ValueSet transformUsingBlock(const qw::ValueSet& set, Block block) {
 std::string uniqueValue(const qw::ValueSet& set, std::string_view value, std::string_view format = "%@ %ld",
                         std::string_view pattern = "(.*) ([0-9]+)");
 
-/// The array operations on the elements of a set.
+/// As `QWArrayAdditions::flatArrayWithChildrenKeyPath`, of the elements of a set.
 inline qw::Array flatArrayWithChildrenKeyPath(const qw::ValueSet& set, std::string_view childrenKeyPath,
                                               std::string_view leafKeyPath, bool includingGroups = false) {
   return QWArrayAdditions::flatArrayWithChildrenKeyPath(set.elements(), childrenKeyPath, leafKeyPath,
                                                         includingGroups);
 }
+/// As `QWArrayAdditions::objectPathsMapWithKeyPath`, of the elements of a set.
 inline qw::Dictionary objectPathsMapWithKeyPath(const qw::ValueSet& set, std::string_view keyPath,
                                                 std::string_view childrenKeyPath,
                                                 std::string_view leafKeyPath) {

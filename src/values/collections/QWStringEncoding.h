@@ -13,6 +13,8 @@ class QW_EXPORT QWStringEncoding : public QWConstantOf<QWStringEncoding> {
  public:
   static const qw::Class kClass;
 
+  ///@{
+  /// A registered encoding; never null.
   static Pointer ASCIIStringEncoding() { return constantWithName("ASCIIStringEncoding"); }
   static Pointer MacOSRomanStringEncoding() { return constantWithName("MacOSRomanStringEncoding"); }
   static Pointer ISOLatin1StringEncoding() { return constantWithName("ISOLatin1StringEncoding"); }
@@ -51,13 +53,16 @@ class QW_EXPORT QWStringEncoding : public QWConstantOf<QWStringEncoding> {
   static Pointer EUCCNStringEncoding() { return constantWithName("EUCCNStringEncoding"); }
   static Pointer HZGB2312StringEncoding() { return constantWithName("HZGB2312StringEncoding"); }
   static Pointer ISO2022CNStringEncoding() { return constantWithName("ISO2022CNStringEncoding"); }
+  ///@}
 
   /// The name as written in an XML declaration or a charset parameter.
   const std::string& XMLEncoding() const { return XMLEncoding_; }
   /// No value for a constant that is not registered.
   std::optional<qw::TextEncoding> encoding() const { return qw::TextEncoding::named(XMLEncoding_); }
+  /// The name in the user's language.
   std::string description() const override;
 
+  /// For the registry.
   static void addConstants(QWConstantsManager& manager);
 
  private:

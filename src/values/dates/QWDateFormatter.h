@@ -10,50 +10,59 @@
 #include "platform/base/Export.h"
 
 /// Writes dates for people and reads what people type, by the styles of a locale or by a pattern of Unicode
-/// TR 35, in the calendar of the locale (the Gregorian one proleptic) and the time zone in force. A value
+/// TR 35, in the calendar of the locale (the Gregorian one proleptic) and the current time zone. A value
 /// type; a formatter belongs to one thread at a time. The class operations keep formatters of their own for
 /// each thread.
 ///
-///     QWDateFormatter::formatDate(date, QWDateFormatter::Style::kLong);  // "March 15, 2024"
-///     QWDateFormatter::parseString("150324", "dd.MM.yyyy");              // the same day, from bare digits
+///     std::string text = QWDateFormatter::formatDate(date, QWDateFormatter::Style::kLong);  // "March 15, 2024"
+///     auto day = QWDateFormatter::parseString("150324", "dd.MM.yyyy");  // the same day, from digits alone
 class QW_EXPORT QWDateFormatter {
  public:
+  /// The length of what the locale offers (Unicode TR 35); `kNone` leaves the part out.
   enum class Style { kNone, kShort, kMedium, kLong, kFull };
 
-  /// Formats and texts beyond these sizes, in bytes, are not looked at: such a format counts as an empty one,
-  /// such a text is not read.
+  /// Of a format, in bytes: a longer one counts as an empty one, as a longer text is not read.
   static constexpr std::size_t kMaxFormatSize = 256;
+  /// Of a text that is read.
   static constexpr std::size_t kMaxTextSize = 1024;
 
+  /// The domain of `ErrorCode`.
   static constexpr std::string_view kErrorDomain = "QWDateFormatter";
+  /// Why a text was not read.
   enum ErrorCode { kUnreadable = 1, kBadFormat = 2 };
 
   /// With the short date style, no time style and the user's locale.
   QWDateFormatter();
   ~QWDateFormatter();
+  /// A formatter with the same settings.
   QWDateFormatter(const QWDateFormatter& other);
   QWDateFormatter& operator=(const QWDateFormatter& other);
 
+  /// How dates are written while no format is set.
   Style dateStyle() const { return settings_.dateStyle; }
+  /// How times are written while no format is set.
   Style timeStyle() const { return settings_.timeStyle; }
-  /// Setting a style leaves the format that was set.
+  /// Leaves a format that was set in force.
   void setDateStyle(Style style);
+  /// Leaves a format that was set in force.
   void setTimeStyle(Style style);
 
   /// The pattern in use: the one set, or that of the template or the styles in the locale.
   std::string dateFormat() const;
+  /// A pattern of Unicode TR 35, in place of the styles.
   void setDateFormat(std::string_view format);
   /// Takes the locale's pattern that best fits the fields of the template, as "yMMMd".
   void setLocalizedDateFormatFromTemplate(std::string_view fields);
 
   /// ICU identifier; empty for that of the user, which the formatter then follows.
   const std::string& locale() const { return settings_.locale; }
+  /// An ICU identifier, or empty.
   void setLocale(std::string_view locale);
 
   /// Empty for an empty or an invalid format.
   std::string stringFromDate(qw::Date date) const;
 
-  /// Reads a text of the format; blanks around it do not count. An empty text has no value and is well.
+  /// Reads a text of the format; blanks around it do not count. An empty text is valid and gives no value.
   /// A Gregorian year below 100 counts from 2000. Digits alone are read too, in the order of day, month and
   /// year in the format: the day (1 or 2 digits), day and month (4), or all three (6 or 8), with the parts
   /// that are missing taken from the current date. A time that a clock change skips moves forward by the gap;
@@ -61,14 +70,17 @@ class QW_EXPORT QWDateFormatter {
   bool getObjectValue(std::optional<qw::Date>& value, std::string_view text,
                       qw::Error* error = nullptr) const;
 
-  /// By styles, and by format, in the user's locale.
+  /// By styles in the user's locale; any thread.
   static std::string formatDate(qw::Date date, Style dateStyle, Style timeStyle = Style::kNone);
+  /// By a format, in the user's locale.
   static std::string formatDate(qw::Date date, std::string_view dateFormat);
+  /// By the locale's pattern that best fits the fields.
   static std::string formatDateWithTemplate(qw::Date date, std::string_view fields);
 
-  /// None for an empty text, too. An empty locale is the user's.
+  /// By styles; any thread. None for an empty text, too. An empty locale is the user's.
   static std::optional<qw::Date> parseString(std::string_view text, Style dateStyle,
                                              Style timeStyle = Style::kNone, std::string_view locale = {});
+  /// By a format.
   static std::optional<qw::Date> parseString(std::string_view text, std::string_view dateFormat,
                                              std::string_view locale = {});
 

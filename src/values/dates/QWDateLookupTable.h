@@ -17,7 +17,7 @@
 ///
 ///     QWDateLookupTable quarters;
 ///     quarters.setPeriod(QWDuration::durationWithMonths(3));
-///     quarters.beginDateForDate(bought);
+///     auto quarter = quarters.beginDateForDate(bought);  // January 1, 2024
 class QW_EXPORT QWDateLookupTable {
  public:
   /// The longest table in days, which reaches from the year 1 to the year 9999. Dates that would need a
@@ -27,19 +27,24 @@ class QW_EXPORT QWDateLookupTable {
   /// The day that a period begins with, and before which there are none. Without one, periods begin with the
   /// year of the first date that is asked for. Setting another day clears the table.
   std::optional<qw::Date> fixedFirstDate() const { return fixedFirstDate_; }
+  /// Its time of day does not count. None lets the table begin where it is needed.
   void setFixedFirstDate(std::optional<qw::Date> date);
   /// The first day that has no period any more. Setting it keeps the table.
   std::optional<qw::Date> fixedLastDate() const { return fixedLastDate_; }
+  /// Its time of day does not count.
   void setFixedLastDate(std::optional<qw::Date> date);
-  /// Setting another one clears the table.
+  /// How long a period is; none is found while it is not valid.
   const QWDuration& period() const { return period_; }
+  /// Clears the table when it is another one.
   void setPeriod(const QWDuration& period);
 
   /// For each day from `firstDate` on, the beginning of its period.
   const std::deque<qw::Date>& lookupTable() const { return lookupTable_; }
-  /// The first day in the table, and the first day after it. None while the table is empty.
+  /// The first day in the table. None while the table is empty.
   std::optional<qw::Date> firstDate() const { return firstDate_; }
+  /// The first day after the table. None while the table is empty.
   std::optional<qw::Date> lastDate() const { return lastDate_; }
+  /// Empties the table; the settings stay.
   void clear();
 
   /// The first moment of the period that the date lies in. Each period is added to the one before, so that

@@ -21,25 +21,37 @@ class QW_EXPORT QWDuration {
 
   /// The count under its unit; the others are not set.
   struct Components {
+    ///@{
+    /// Set when the unit is that one.
     std::optional<std::int64_t> day, weekOfYear, month, year;
+    ///@}
     friend bool operator==(const Components&, const Components&) = default;
   };
 
   /// No days.
   QWDuration() = default;
+  /// So many units; a number that is not positive makes a duration that is not valid.
   QWDuration(Unit unit, std::int64_t numberOfUnits) : unit_(unit), numberOfUnits_(numberOfUnits) {}
+  /// So many days.
   static QWDuration durationWithDays(std::int64_t count) { return {Unit::kDay, count}; }
+  /// So many weeks.
   static QWDuration durationWithWeeks(std::int64_t count) { return {Unit::kWeek, count}; }
+  /// So many months of the calendar.
   static QWDuration durationWithMonths(std::int64_t count) { return {Unit::kMonth, count}; }
+  /// So many years of the calendar.
   static QWDuration durationWithYears(std::int64_t count) { return {Unit::kYear, count}; }
 
+  /// What is counted.
   Unit unit() const { return unit_; }
+  /// How many.
   std::int64_t numberOfUnits() const { return numberOfUnits_; }
+  ///@{
   /// The count when the unit is that one, else 0.
   std::int64_t days() const { return count(Unit::kDay); }
   std::int64_t weeks() const { return count(Unit::kWeek); }
   std::int64_t months() const { return count(Unit::kMonth); }
   std::int64_t years() const { return count(Unit::kYear); }
+  ///@}
   /// Whether it is longer than nothing.
   bool isValid() const { return numberOfUnits_ > 0; }
   /// Without any component for an unknown unit.
@@ -57,8 +69,11 @@ class QW_EXPORT QWDuration {
   int compare(const QWDuration& other) const;
   /// For people: "2 weeks". Empty for an unknown unit.
   std::string description() const;
+  /// Equal durations have equal hashes.
   std::size_t hash() const;
+  /// The name under which archives keep durations.
   static constexpr std::string_view kArchiveClass = "QWDuration";
+  /// Writes unit and count.
   void encodeWithCoder(qw::KeyedArchiver& coder) const;
   /// Whether unit and count are the same.
   friend bool operator==(const QWDuration&, const QWDuration&) = default;

@@ -10,6 +10,7 @@
 /// Writes colours as web colours and reads them (CSS Color 4). Holds nothing; any thread.
 class QW_EXPORT QWColorFormatter {
  public:
+  /// "#rrggbb", or "#rrggbbaa" when it is not opaque.
   std::string stringForObjectValue(const qw::Color& color) const { return color.webColor(); }
   /// The empty text is read as no colour; false for a text that is none.
   bool getObjectValue(std::optional<qw::Color>& color, std::string_view text) const {

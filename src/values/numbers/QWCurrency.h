@@ -18,12 +18,13 @@ class QW_EXPORT QWCurrency {
  public:
   /// No currency's code and symbol, no decimals, and the rate 0.
   QWCurrency() = default;
+  /// A currency. The number of decimals is not checked.
   QWCurrency(std::string code, std::string symbol, std::int16_t fractionDigits, const qw::Decimal& changeRate)
       : code_(std::move(code)),
         symbol_(std::move(symbol)),
         fractionDigits_(fractionDigits),
         changeRate_(changeRate) {}
-  /// Code and symbol of the locale in force, always with two decimals and the rate 1; empty texts in a locale
+  /// Code and symbol of the current locale, always with two decimals and the rate 1; empty texts in a locale
   /// without a country.
   static QWCurrency defaultCurrency();
 
@@ -31,6 +32,7 @@ class QW_EXPORT QWCurrency {
   const std::string& code() const { return code_; }
   /// What amounts are shown with.
   const std::string& symbol() const { return symbol_; }
+  /// How many decimals amounts have.
   std::int16_t fractionDigits() const { return fractionDigits_; }
   /// How much one unit is worth, measured in what is the same for all currencies of a document.
   const qw::Decimal& changeRate() const { return changeRate_; }
@@ -41,8 +43,11 @@ class QW_EXPORT QWCurrency {
   int compare(const QWCurrency& other) const;
   /// The code, or the symbol of one without a code.
   const std::string& description() const { return code_.empty() ? symbol_ : code_; }
+  /// Equal currencies have equal hashes.
   std::size_t hash() const;
+  /// The name under which archives keep currencies.
   static constexpr std::string_view kArchiveClass = "QWCurrency";
+  /// Writes the four parts.
   void encodeWithCoder(qw::KeyedArchiver& coder) const;
   friend bool operator==(const QWCurrency&, const QWCurrency&) = default;
 

@@ -18,7 +18,7 @@
 ///     QWCurrencyFormatter formatter;
 ///     formatter.setCurrency(euro);
 ///     formatter.setCurrencies({euro, dollar});
-///     if (formatter.getObjectValue(value, "USD 10 + 5")) …  // in euros
+///     bool isRead = formatter.getObjectValue(value, "USD 10 + 5");  // 14.2: in euros
 class QW_EXPORT QWCurrencyFormatter : public QWNumberFormatter {
  public:
   /// A bool of the user's settings: whether "1250" is read as 12.50.
@@ -29,6 +29,7 @@ class QW_EXPORT QWCurrencyFormatter : public QWNumberFormatter {
 
   /// In the currency, or with up to six fraction digits and no symbol for none.
   static std::string formatValue(const qw::Decimal& value, const QWCurrency* currency);
+  /// The same.
   static std::string formatValue(const qw::Decimal& value, const std::optional<QWCurrency>& currency) {
     return formatValue(value, currency ? &*currency : nullptr);
   }
@@ -40,21 +41,27 @@ class QW_EXPORT QWCurrencyFormatter : public QWNumberFormatter {
   const std::optional<QWCurrency>& currency() const { return currency_; }
   /// Also takes over code, symbol, fraction digits and rounding, as `updateCurrency` does.
   void setCurrency(std::optional<QWCurrency> currency);
+  /// Takes code, symbol, fraction digits and rounding from the currency anew.
   void updateCurrency();
-  /// Those that a text may name.
+  /// The currencies that a text may name by symbol or code.
   const std::vector<QWCurrency>& currencies() const { return currencies_; }
+  /// Replaces them; their symbols and codes are no operators then.
   void setCurrencies(std::vector<QWCurrency> currencies);
   /// True at first. The user's setting must be true as well, and only a number without a decimal separator
   /// and without a symbol or code is meant.
   bool canInsertDecimalSeparatorAutomatically() const { return canInsertDecimalSeparator_; }
+  /// Switches it off, or leaves it to the user's setting.
   void setCanInsertDecimalSeparatorAutomatically(bool can) { canInsertDecimalSeparator_ = can; }
   /// Another code brings its own symbol; a symbol alone replaces what is shown.
   void setCurrencyCode(std::string_view code);
+  /// Replaces what is shown; the code stays.
   void setCurrencySymbol(std::string_view symbol);
 
   /// Moves the minus sign of "$-5" before the symbol.
   std::optional<Components> componentsFromString(std::string_view text) const override;
+  /// Moves a minus sign behind a symbol in front of it, throughout a calculation.
   void fixEnglishNotation(Components& components) const;
+  /// The amount, converted into the formatter's currency.
   std::optional<qw::Decimal> evaluateString(std::string_view text) const override;
 
  private:

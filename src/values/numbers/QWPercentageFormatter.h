@@ -12,13 +12,16 @@
 /// formatter.
 class QW_EXPORT QWPercentageFormatter : public QWNumberFormatter {
  public:
+  /// With up to so many fraction digits; any thread.
   static std::string formatValue(const qw::Decimal& value, int maximumFractionDigits);
   /// None for an empty text and for one that cannot be read.
   static std::optional<qw::Decimal> parseString(std::string_view text);
 
+  /// Of the percent style.
   QWPercentageFormatter();
 
   /// The percentage is rounded before and after it is divided by 100, when rounding is set.
   bool getObjectValue(std::optional<qw::Decimal>& value, std::string_view text) const override;
+  /// The fraction that a percentage means, with or without its sign.
   std::optional<qw::Decimal> evaluateString(std::string_view text) const override;
 };

@@ -16,12 +16,15 @@
 /// what they are in JSON; dictionaries are ordered by key, and of equal keys the last one counts.
 namespace QW_EXPORT QWJSONSerializationAdditions {
 
+/// The domain of `ErrorCode`.
 inline constexpr std::string_view kErrorDomain = "QWJSONErrorDomain";
+/// Why a text was not read, or a value not written.
 enum ErrorCode { kInvalidText = 1, kTooDeep = 2, kNotRepresentable = 3 };
 
 /// How many arrays and dictionaries may lie in each other.
 inline constexpr std::size_t kMaximumDepth = 512;
 
+/// How texts are read and written.
 struct QW_EXPORT JSONOptions {
   bool fragmentsAllowed = false;  ///< whether a text may be a value other than an array or a dictionary
   bool prettyPrinted = false;     ///< writing: one element a line, indented by two blanks

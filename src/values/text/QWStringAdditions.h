@@ -27,9 +27,11 @@ std::string uniqueID();
 /// created there. The extension is given without its point and left out if empty.
 std::string temporaryPathWithExtension(std::string_view extension);
 
-/// Lower-case hexadecimal digests of the text's bytes: 32, 40 and 64 characters.
+/// MD5 (RFC 1321) of the text's bytes as 32 lower-case hexadecimal digits. Not for security.
 std::string MD5(std::string_view text);
+/// SHA-1 (FIPS 180-4) as 40 lower-case hexadecimal digits. Not for security.
 std::string SHA1(std::string_view text);
+/// SHA-256 (FIPS 180-4) as 64 lower-case hexadecimal digits.
 std::string SHA256(std::string_view text);
 /// Lower-case hexadecimal HMAC-MD5 (RFC 2104), 32 characters.
 std::string HMACMD5WithKey(std::string_view text, std::string_view key);
@@ -44,8 +46,9 @@ std::strong_ordering numericCompare(std::string_view a, std::string_view b);
 /// greater one.
 std::strong_ordering compareToVersion(std::string_view version, std::string_view other);
 
-/// The text with its first character in upper or lower case by the full Unicode mapping, the rest unchanged.
+/// The text with its first character in upper case by the full Unicode mapping, the rest unchanged.
 std::string firstLetterCapitalizedString(std::string_view text);
+/// The same in lower case.
 std::string firstLetterUncapitalizedString(std::string_view text);
 
 /// The text of a key in the application's default string table, or the key itself.
@@ -83,8 +86,11 @@ std::string stringByDecodingHTMLEntities(std::string_view text);
 
 /// A run of bytes in a text.
 struct QW_EXPORT TextRange {
+  /// The location of a range that is nowhere.
   static constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
+  /// Its first byte.
   std::size_t location = kNotFound;
+  /// In bytes.
   std::size_t length = 0;
   friend bool operator==(const TextRange&, const TextRange&) = default;
 };
@@ -92,6 +98,7 @@ struct QW_EXPORT TextRange {
 /// The ranges of a match, the whole at index 0 and then each capture group; a group that took no part is not
 /// found.
 struct QW_EXPORT PatternMatch {
+  /// Never empty.
   std::vector<TextRange> ranges;
   /// The part of the matched text that a group captured, empty if the group took no part.
   std::string_view capture(std::string_view text, std::size_t group) const;

@@ -5,7 +5,7 @@
 namespace qw {
 
 /// The `T` of the calling thread, made when first asked for. It may use the thread's run loop until it is
-/// destroyed with the thread. That of the main thread lives for good, for what ends after `main`.
+/// destroyed with the thread. That of the main thread is never destroyed, for what ends after `main`.
 template <class T>
 T& perThread() {
   if (RunLoop::isMainThread()) {

@@ -11,9 +11,13 @@ class FiltersBarRecord : public QWDatabaseObject {
  public:
   static const Class kClass;
 
+  /// Unique within the store.
   const std::string& name() const { return name_; }
+  /// Undoable.
   void setName(std::string name) { assign<&FiltersBarRecord::name_>(std::move(name)); }
+  /// The state as JSON; null for none.
   const Value& values() const { return values_; }
+  /// Undoable. A value without a JSON form fails the save of this record.
   void setValues(Value values) { assign<&FiltersBarRecord::values_>(std::move(values)); }
 
  private:

@@ -26,11 +26,11 @@ class Loader {
 
   /// Loads `root` and everything below it. Null when its table has no row.
   std::shared_ptr<QWDatabaseObject> loadRoot(const Class& root);
-  /// For a row that the caller stands on outside of a load: relations are requested from the registry, owned
+  /// For the current row of a query outside of a load: relations are requested from the registry, owned
   /// objects and children are read by queries of their own.
   static void resolveSingleRow(QWDatabaseManager& manager, QWDatabaseObject& object,
                                const ClassSchema& schema, const RowReader& row, const int* columns);
-  /// Takes down whom the current row belongs and refers to.
+  /// Records the parents, references and owned objects that the current row names.
   void readRelations(QWDatabaseObject& object, const ClassSchema& schema, const RowReader& row,
                      const int* columns);
 

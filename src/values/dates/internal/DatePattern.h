@@ -45,7 +45,7 @@ class DatePattern {
 };
 
 /// Reads and writes dates of a pattern of day, month, year and possibly hour, minute and second in ASCII
-/// digits, separated by literal ASCII text, in the proleptic Gregorian calendar and the time zone in force.
+/// digits, separated by literal ASCII text, in the proleptic Gregorian calendar and the current time zone.
 class PlainDateLayout {
  public:
   /// None for any other pattern.

@@ -11,7 +11,7 @@
 
 /// The user's calendar, as one thread sees it: arithmetic on whole days, numbered from 1970-01-01, apart from
 /// clocks and time zones, which `localTime` and `date` bring in. The Gregorian calendar is computed here,
-/// proleptic; every other one by ICU. Follows the locale and the time zone in force. Owned by the thread,
+/// proleptic; every other one by ICU. Follows the locale and the current time zone. Owned by the thread,
 /// which alone may use it.
 class UserCalendar {
  public:
@@ -29,7 +29,7 @@ class UserCalendar {
     int day = 1;
   };
 
-  /// That of the calling thread, made anew after the locale or the time zone in force changed.
+  /// That of the calling thread, made anew after the locale or the current time zone changed.
   static UserCalendar& current();
 
   /// The date at a number of seconds since 1970 UTC, or the end of the range of dates.
