@@ -3,12 +3,13 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <variant>
 
 #include "platform/KeyedArchiveLayout.h"
 #include "platform/KeyedArchiver.h"
 #include "platform/KeyedUnarchiver.h"
-#include "platform/Python.h"
 #include "platform/RestorableState.h"
+#include "support/Python.h"
 
 namespace {
 
@@ -126,14 +127,34 @@ std::shared_ptr<Node> copied(const std::shared_ptr<Node>& root) {
   return copy ? copy : make<Node>();
 }
 
+struct UID {
+  std::uint64_t number;
+};
+using Part = std::variant<int, double, const char*, UID, std::vector<UID>>;
+using Parts = std::vector<std::pair<const char*, Part>>;
+
 /// The bytes of an archive with these objects behind "$null" and the first of them as root.
 class HandMade {
  public:
   PropertyList list;
   std::vector<PropertyList::Index> objects{list.addText("$null")};
 
-  PropertyList::Index dictionary(
-      std::initializer_list<std::pair<std::string_view, PropertyList::Index>> entries) {
+  PropertyList::Index add(const Part& part) {
+    struct Adder {
+      PropertyList& list;
+      PropertyList::Index operator()(int value) { return list.addInteger(value); }
+      PropertyList::Index operator()(double value) { return list.addReal(value); }
+      PropertyList::Index operator()(const char* value) { return list.addText(value); }
+      PropertyList::Index operator()(UID value) { return list.addUID(value.number); }
+      PropertyList::Index operator()(const std::vector<UID>& values) {
+        std::vector<PropertyList::Index> nodes;
+        for (const UID uid : values) nodes.push_back(list.addUID(uid.number));
+        return list.addArray(nodes);
+      }
+    };
+    return std::visit(Adder{list}, part);
+  }
+  PropertyList::Index dictionary(std::initializer_list<std::pair<const char*, PropertyList::Index>> entries) {
     std::vector<PropertyList::Index> keys, values;
     for (const auto& [key, value] : entries) {
       keys.push_back(list.addText(key));
@@ -141,18 +162,25 @@ class HandMade {
     }
     return list.addDictionary(keys, values);
   }
-  PropertyList::Index uids(std::initializer_list<std::uint64_t> uids) {
-    std::vector<PropertyList::Index> nodes;
-    for (const std::uint64_t uid : uids) nodes.push_back(list.addUID(uid));
-    return list.addArray(nodes);
+  PropertyList::Index dictionary(const Parts& parts) {
+    std::vector<PropertyList::Index> keys, values;
+    for (const auto& [key, part] : parts) {
+      keys.push_back(list.addText(key));
+      values.push_back(add(part));
+    }
+    return list.addDictionary(keys, values);
   }
-  PropertyList::Index classNamed(std::string_view name) {
-    return dictionary({{"$classname", list.addText(name)}});
+  /// An object of a class, and behind it its class.
+  void addObject(const char* className, Parts parts) {
+    parts.emplace_back("$class", UID{objects.size() + 1});
+    objects.push_back(dictionary(parts));
+    addClass(className);
   }
+  void addClass(const char* name) { objects.push_back(dictionary(Parts{{"$classname", name}})); }
   Data data() {
     list.setRoot(dictionary({{"$version", list.addInteger(100000)},
                              {"$archiver", list.addText("NSKeyedArchiver")},
-                             {"$top", dictionary({{"root", list.addUID(1)}})},
+                             {"$top", dictionary(Parts{{"root", UID{1}}})},
                              {"$objects", list.addArray(objects)}}));
     return *list.write();
   }
@@ -342,95 +370,56 @@ TEST_F(KeyedArchiverTest, RefusesWhatIsNotExpected) {
 }
 
 TEST_F(KeyedArchiverTest, AnswersDamagedObjectsWithAnError) {
-  using Make = void (*)(HandMade&);
-  const Make cases[] = {
-      [](HandMade& h) { h.objects = {h.objects[0]}; },  // the root is missing
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"name", h.list.addInteger(1)}}));
-      },
-      [](HandMade& h) { h.objects.push_back(h.list.addUID(1)); },
-      [](HandMade& h) { h.objects.push_back(h.uids({1})); },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"$class", h.list.addUID(1)}}));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"$class", h.list.addUID(99)}}));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"$class", h.list.addText("NSArray")}}));
-      },
-      [](HandMade& h) {  // an array without an object on the way back to itself
-        h.objects.push_back(h.dictionary({{"NS.objects", h.uids({1})}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("NSArray"));
-      },
-      [](HandMade& h) {  // and one that would double at each step
-        h.objects.push_back(h.dictionary({{"NS.objects", h.uids({1, 1})}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("NSSet"));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(
-            h.dictionary({{"NS.objects", h.list.addText("x")}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("NSArray"));
-      },
-      [](HandMade& h) {  // more keys than values
-        h.objects.push_back(h.dictionary(
-            {{"NS.keys", h.uids({3})}, {"NS.objects", h.uids({})}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("NSDictionary"));
-        h.objects.push_back(h.list.addText("key"));
-      },
-      [](HandMade& h) {  // a key that is a number
-        h.objects.push_back(h.dictionary(
-            {{"NS.keys", h.uids({3})}, {"NS.objects", h.uids({3})}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("NSDictionary"));
-        h.objects.push_back(h.list.addInteger(1));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"NS.time", h.list.addReal(1e300)}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("NSDate"));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"value", h.list.addText("1e")}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("qw.Decimal"));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"value", h.uids({0, 0, 0})}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("qw.Color"));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("qw.Image"));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(
-            h.dictionary({{"value", h.list.addText("NoClass")}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("qw.Class"));
-      },
-      [](HandMade& h) {  // a name that is a number
-        h.objects.push_back(h.dictionary({{"name", h.list.addInteger(1)}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("TestNode"));
-      },
-      [](HandMade& h) {  // children that are none
-        h.objects.push_back(h.dictionary({{"children", h.list.addUID(1)}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("TestNode"));
-      },
+  using UIDs = std::vector<UID>;
+  const struct {
+    const char* className;  // null: the parts are all there is
+    Parts parts;
+    std::optional<Part> third = {};
+  } cases[] = {
+      {nullptr, {{"name", 1}}},
+      {nullptr, {{"$class", UID{1}}}},
+      {nullptr, {{"$class", UID{99}}}},
+      {nullptr, {{"$class", "NSArray"}}},
+      {"NSArray", {{"NS.objects", UIDs{{1}}}}},     // without an object on the way back to itself
+      {"NSSet", {{"NS.objects", UIDs{{1}, {1}}}}},  // and one that would double at each step
+      {"NSArray", {{"NS.objects", "x"}}},
+      {"NSDictionary", {{"NS.keys", UIDs{{3}}}, {"NS.objects", UIDs{}}}, "key"},
+      {"NSDictionary", {{"NS.keys", UIDs{{3}}}, {"NS.objects", UIDs{{3}}}}, 1},
+      {"NSDate", {{"NS.time", 1e300}}},
+      {"qw.Decimal", {{"value", "1e"}}},
+      {"qw.Color", {{"value", UIDs{{0}, {0}, {0}}}}},
+      {"qw.Image", {}},
+      {"qw.Class", {{"value", "NoClass"}}},
+      {"TestNode", {{"name", 1}}},
+      {"TestNode", {{"children", UID{1}}}},
   };
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
-    HandMade handMade;
-    cases[i](handMade);
+  const auto refused = [](HandMade& handMade) {
     Error error;
-    EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade.data().bytes(), kClasses, &error)) << i;
-    EXPECT_EQ(error.domain, keyed::kErrorDomain) << i;
-    EXPECT_FALSE(error.localizedDescription.empty()) << i;
+    EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade.data().bytes(), kClasses, &error));
+    EXPECT_EQ(error.domain, keyed::kErrorDomain);
+    EXPECT_FALSE(error.localizedDescription.empty());
+  };
+  for (const auto& [className, parts, third] : cases) {
+    SCOPED_TRACE(testing::Message() << (className ? className : "none")
+                                    << (parts.empty() ? "" : parts[0].first));
+    HandMade handMade;
+    className ? handMade.addObject(className, parts) : handMade.objects.push_back(handMade.dictionary(parts));
+    if (third) handMade.objects.push_back(handMade.add(*third));
+    refused(handMade);
   }
+  for (const Part& root : {Part(UID{1}), Part(UIDs{{1}})}) {
+    HandMade handMade;
+    handMade.objects.push_back(handMade.add(root));
+    refused(handMade);
+  }
+  HandMade empty;
+  refused(empty);
 }
 
 TEST_F(KeyedArchiverTest, OneTextSharedByManyCannotFillTheMemory) {
   // 20,000 elements that are the same 100,000 bytes: 2 GB if they were all handed out.
   HandMade handMade;
-  std::vector<PropertyList::Index> elements(20'000, handMade.list.addUID(3));
-  handMade.objects.push_back(handMade.dictionary(
-      {{"NS.objects", handMade.list.addArray(elements)}, {"$class", handMade.list.addUID(2)}}));
-  handMade.objects.push_back(handMade.classNamed("NSArray"));
+  handMade.addObject("NSArray", {{"NS.objects", std::vector<UID>(20'000, UID{3})}});
   handMade.objects.push_back(handMade.list.addText(std::string(100'000, 'x')));
   Error error;
   EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade.data().bytes(), {}, &error));
@@ -458,11 +447,9 @@ TEST_F(KeyedArchiverTest, RefusesAChainThatCouldNotBeReadAndReadsOneThatCould) {
   EXPECT_EQ(error.code, keyed::kTooLarge);
 
   HandMade handMade;  // a stranger's chain is refused too
-  for (std::uint64_t i = 0; i < 100'000; ++i) {
-    handMade.objects.push_back(handMade.dictionary(
-        {{"next", handMade.list.addUID(i + 2)}, {"$class", handMade.list.addUID(100'001)}}));
-  }
-  handMade.objects.push_back(handMade.classNamed("TestNode"));
+  for (std::uint64_t i = 0; i < 100'000; ++i)
+    handMade.objects.push_back(handMade.dictionary(Parts{{"next", UID{i + 2}}, {"$class", UID{100'001}}}));
+  handMade.addClass("TestNode");
   error = {};
   EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade.data().bytes(), kClasses, &error));
   EXPECT_EQ(error.code, keyed::kTooLarge);
@@ -494,7 +481,13 @@ TEST_F(KeyedArchiverTest, AnotherReaderFindsThePublishedLayout) {
   const auto root = node("root");
   root->children = {make<Leaf>()};
   root->children[0]->parent = root;
-  root->any = Dictionary{{"date", Date::fromSeconds(978307201)}, {"list", Array{1, "two", nullptr}}};
+  Array many;
+  for (int i = 0; i < 300; ++i) many.push_back("t" + std::to_string(i));
+  root->any =
+      Dictionary{{"date", Date::fromMicroseconds(1700000000500000)},
+                 {"list", Array{1, "two", nullptr, -5, 255, 1 << 20, 2.5, true, Data::fromText("\x01")}},
+                 {"größe", "日本 😀"},
+                 {"many", many}};
   Python python;
   python.write("archive", archived(root).bytes());
   EXPECT_EQ(python.run(R"(
@@ -515,11 +508,14 @@ def get(uid):
 print(a['$archiver'], a['$version'], o[0])
 r = get(a['$top']['root'])
 c = get(r['children'])[0]
-print(get(r['name']), get(r['any']), get(r['next']), c['parent'] == a['$top']['root'])
+d = get(r['any'])
+assert d.pop('many') == ['t%d' % i for i in range(300)]
+print(get(r['name']), ascii(sorted(d.items())), get(r['next']), c['parent'] == a['$top']['root'])
 print(o[r['$class'].data]['$classes'], o[c['$class'].data]['$classes'])
 )"),
             "NSKeyedArchiver 100000 $null\n"
-            "root {'date': 1.0, 'list': [1, 'two', None]} $null True\n"
+            "root [('date', 721692800.5), ('gr\\xf6\\xdfe', '\\u65e5\\u672c \\U0001f600'), "
+            "('list', [1, 'two', None, -5, 255, 1048576, 2.5, True, b'\\x01'])] $null True\n"
             "['TestNode', 'Object'] ['TestLeaf', 'TestNode', 'Object']\n");
 }
 
@@ -533,9 +529,9 @@ o = ['$null',
      {'$class': U(2), 'name': U(3), 'next': U(1), 'any': U(4), 'unknown': 5},
      {'$classname': 'TestNode', '$classes': ['TestNode', 'NSObject']},
      'Größe',
-     {'$class': U(5), 'NS.objects': [U(6), U(0), U(7)]},
+     {'$class': U(5), 'NS.objects': [U(6 + i) if i else U(0) for i in range(70006)]},
      {'$classname': 'NSMutableArray', '$classes': ['NSMutableArray', 'NSArray', 'NSObject']},
-     17, b'data']
+     17, b'data', -1, 2**40, 0.25, True] + ['t%d' % i for i in range(70000)]
 plistlib.dump({'$version': 100000, '$archiver': 'NSKeyedArchiver', '$top': {'root': U(1)}, '$objects': o},
               open('theirs', 'wb'), fmt=plistlib.FMT_BINARY)
 )"),
@@ -546,7 +542,11 @@ plistlib.dump({'$version': 100000, '$archiver': 'NSKeyedArchiver', '$top': {'roo
   ASSERT_TRUE(read) << error.localizedDescription;
   EXPECT_EQ(read->name, "Größe");
   EXPECT_EQ(read->next, read);
-  EXPECT_EQ(read->any, Value(Array{17, nullptr, Data::fromText("data")}));
+  const Array& any = *read->any.array();
+  EXPECT_EQ(Array(any.begin(), any.begin() + 6),
+            (Array{nullptr, Data::fromText("data"), -1, std::int64_t{1} << 40, 0.25, true}));
+  EXPECT_EQ(any.size(), 70'006U);
+  EXPECT_EQ(any.back(), Value("t69999"));
   read->next = nullptr;
 }
 
