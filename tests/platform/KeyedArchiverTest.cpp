@@ -3,7 +3,6 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <variant>
 
 #include "platform/KeyedArchiveLayout.h"
 #include "platform/KeyedArchiver.h"
@@ -127,64 +126,43 @@ std::shared_ptr<Node> copied(const std::shared_ptr<Node>& root) {
   return copy ? copy : make<Node>();
 }
 
-struct UID {
-  std::uint64_t number;
-};
-using Part = std::variant<int, double, const char*, UID, std::vector<UID>>;
-using Parts = std::vector<std::pair<const char*, Part>>;
+/// Into a list; a text "@3" is the UID 3.
+PropertyList::Index add(PropertyList& list, const Value& value) {
+  if (const auto text = value.text())
+    return text->starts_with('@') ? list.addUID(std::stoull(std::string(text->substr(1))))
+                                  : list.addText(*text);
+  std::vector<PropertyList::Index> keys, values;
+  if (const Array* array = value.array()) {
+    for (const Value& element : *array) values.push_back(add(list, element));
+    return list.addArray(values);
+  }
+  if (const Dictionary* dictionary = value.dictionary()) {
+    for (const auto& [key, element] : *dictionary) {
+      keys.push_back(list.addText(key));
+      values.push_back(add(list, element));
+    }
+    return list.addDictionary(keys, values);
+  }
+  return value == Value(1e300) ? list.addReal(1e300) : list.addInteger(value.int64Value());
+}
 
 /// The bytes of an archive with these objects behind "$null" and the first of them as root.
-class HandMade {
- public:
+Data handMade(Array objects) {
+  objects.insert(objects.begin(), "$null");
   PropertyList list;
-  std::vector<PropertyList::Index> objects{list.addText("$null")};
-
-  PropertyList::Index add(const Part& part) {
-    struct Adder {
-      PropertyList& list;
-      PropertyList::Index operator()(int value) { return list.addInteger(value); }
-      PropertyList::Index operator()(double value) { return list.addReal(value); }
-      PropertyList::Index operator()(const char* value) { return list.addText(value); }
-      PropertyList::Index operator()(UID value) { return list.addUID(value.number); }
-      PropertyList::Index operator()(const std::vector<UID>& values) {
-        std::vector<PropertyList::Index> nodes;
-        for (const UID uid : values) nodes.push_back(list.addUID(uid.number));
-        return list.addArray(nodes);
-      }
-    };
-    return std::visit(Adder{list}, part);
-  }
-  PropertyList::Index dictionary(std::initializer_list<std::pair<const char*, PropertyList::Index>> entries) {
-    std::vector<PropertyList::Index> keys, values;
-    for (const auto& [key, value] : entries) {
-      keys.push_back(list.addText(key));
-      values.push_back(value);
-    }
-    return list.addDictionary(keys, values);
-  }
-  PropertyList::Index dictionary(const Parts& parts) {
-    std::vector<PropertyList::Index> keys, values;
-    for (const auto& [key, part] : parts) {
-      keys.push_back(list.addText(key));
-      values.push_back(add(part));
-    }
-    return list.addDictionary(keys, values);
-  }
-  /// An object of a class, and behind it its class.
-  void addObject(const char* className, Parts parts) {
-    parts.emplace_back("$class", UID{objects.size() + 1});
-    objects.push_back(dictionary(parts));
-    addClass(className);
-  }
-  void addClass(const char* name) { objects.push_back(dictionary(Parts{{"$classname", name}})); }
-  Data data() {
-    list.setRoot(dictionary({{"$version", list.addInteger(100000)},
-                             {"$archiver", list.addText("NSKeyedArchiver")},
-                             {"$top", dictionary(Parts{{"root", UID{1}}})},
-                             {"$objects", list.addArray(objects)}}));
-    return *list.write();
-  }
-};
+  list.setRoot(add(list, Dictionary{{"$version", 100000},
+                                    {"$archiver", "NSKeyedArchiver"},
+                                    {"$top", Dictionary{{"root", "@1"}}},
+                                    {"$objects", std::move(objects)}}));
+  return *list.write();
+}
+/// An object, its class, and what else it leads to as "@3".
+Array madeOf(const char* className, Dictionary parts, Value third = {}) {
+  parts["$class"] = "@2";
+  Array objects{std::move(parts), Dictionary{{"$classname", className}}};
+  if (!third.isNull()) objects.push_back(std::move(third));
+  return objects;
+}
 
 class KeyedArchiverTest : public testing::Test {
  protected:
@@ -201,29 +179,29 @@ class KeyedArchiverTest : public testing::Test {
 TEST_F(KeyedArchiverTest, KeepsEveryKindOfValue) {
   const std::optional<Image> image = Image::colorIcon({0.5, 0.25, 1, 1}, {3, 2}, 2);
   ASSERT_TRUE(image);
-  const Value values[] = {nullptr,
-                          true,
-                          0,
-                          std::numeric_limits<std::int64_t>::min(),
-                          0.1,
-                          -std::numeric_limits<double>::infinity(),
-                          *Decimal::fromText("12345678901234567890123456789012345678e-40"),
-                          Decimal::nan(),
-                          "",
-                          "Größe 😀",
-                          "$null-like",
-                          Date::fromMicroseconds(1700000000123457),
-                          Date::fromSeconds(-62135596800),
-                          Data::fromText("bytes"),
-                          Data(),
-                          Color{0.1, 0.2, 0.3, 0.4},
-                          *image,
-                          &Node::kClass,
-                          Array{},
-                          Array{1, nullptr, "a", Array{Dictionary{}}},
-                          ValueSet{"b", "a"},
-                          Dictionary{{"$class", 1}, {"", nullptr}, {"x", Dictionary{{"y", 2.5}}}},
-                          extension(Length{7})};
+  const Array values{nullptr,
+                     true,
+                     0,
+                     std::numeric_limits<std::int64_t>::min(),
+                     0.1,
+                     -std::numeric_limits<double>::infinity(),
+                     *Decimal::fromText("12345678901234567890123456789012345678e-40"),
+                     Decimal::nan(),
+                     "",
+                     "Größe 😀",
+                     "$null-like",
+                     Date::fromMicroseconds(1700000000123457),
+                     Date::fromSeconds(-62135596800),
+                     Data::fromText("bytes"),
+                     Data(),
+                     Color{0.1, 0.2, 0.3, 0.4},
+                     *image,
+                     &Node::kClass,
+                     Array{},
+                     Array{1, nullptr, "a", Array{Dictionary{}}},
+                     ValueSet{"b", "a"},
+                     Dictionary{{"$class", 1}, {"", nullptr}, {"x", Dictionary{{"y", 2.5}}}},
+                     extension(Length{7})};
   for (const Value& value : values) {
     Error error;
     const std::optional<Value> read = KeyedUnarchiver::unarchivedValue(archived(value).bytes(), {}, &error);
@@ -370,59 +348,42 @@ TEST_F(KeyedArchiverTest, RefusesWhatIsNotExpected) {
 }
 
 TEST_F(KeyedArchiverTest, AnswersDamagedObjectsWithAnError) {
-  using UIDs = std::vector<UID>;
-  const struct {
-    const char* className;  // null: the parts are all there is
-    Parts parts;
-    std::optional<Part> third = {};
-  } cases[] = {
-      {nullptr, {{"name", 1}}},
-      {nullptr, {{"$class", UID{1}}}},
-      {nullptr, {{"$class", UID{99}}}},
-      {nullptr, {{"$class", "NSArray"}}},
-      {"NSArray", {{"NS.objects", UIDs{{1}}}}},     // without an object on the way back to itself
-      {"NSSet", {{"NS.objects", UIDs{{1}, {1}}}}},  // and one that would double at each step
-      {"NSArray", {{"NS.objects", "x"}}},
-      {"NSDictionary", {{"NS.keys", UIDs{{3}}}, {"NS.objects", UIDs{}}}, "key"},
-      {"NSDictionary", {{"NS.keys", UIDs{{3}}}, {"NS.objects", UIDs{{3}}}}, 1},
-      {"NSDate", {{"NS.time", 1e300}}},
-      {"qw.Decimal", {{"value", "1e"}}},
-      {"qw.Color", {{"value", UIDs{{0}, {0}, {0}}}}},
-      {"qw.Image", {}},
-      {"qw.Class", {{"value", "NoClass"}}},
-      {"TestNode", {{"name", 1}}},
-      {"TestNode", {{"children", UID{1}}}},
+  const Array cases[] = {
+      {},  // no root
+      {"@1"},
+      {Array{"@1"}},
+      {Dictionary{{"name", 1}}},
+      {Dictionary{{"$class", "@1"}}},
+      {Dictionary{{"$class", "@99"}}},
+      {Dictionary{{"$class", "NSArray"}}},
+      madeOf("NSArray", {{"NS.objects", Array{"@1"}}}),      // without an object on the way back to itself
+      madeOf("NSSet", {{"NS.objects", Array{"@1", "@1"}}}),  // and one that would double at each step
+      madeOf("NSArray", {{"NS.objects", "x"}}),
+      madeOf("NSDictionary", {{"NS.keys", Array{"@3"}}, {"NS.objects", Array{}}}, "key"),
+      madeOf("NSDictionary", {{"NS.keys", Array{"@3"}}, {"NS.objects", Array{"@3"}}}, 1),
+      madeOf("NSDate", {{"NS.time", 1e300}}),
+      madeOf("qw.Decimal", {{"value", "1e"}}),
+      madeOf("qw.Color", {{"value", Array{"@0", "@0", "@0"}}}),
+      madeOf("qw.Image", {}),
+      madeOf("qw.Class", {{"value", "NoClass"}}),
+      madeOf("TestNode", {{"name", 1}}),
+      madeOf("TestNode", {{"children", "@1"}}),
   };
-  const auto refused = [](HandMade& handMade) {
+  for (const Array& objects : cases) {
+    SCOPED_TRACE(Value(objects).description());
     Error error;
-    EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade.data().bytes(), kClasses, &error));
+    EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade(objects).bytes(), kClasses, &error));
     EXPECT_EQ(error.domain, keyed::kErrorDomain);
     EXPECT_FALSE(error.localizedDescription.empty());
-  };
-  for (const auto& [className, parts, third] : cases) {
-    SCOPED_TRACE(testing::Message() << (className ? className : "none")
-                                    << (parts.empty() ? "" : parts[0].first));
-    HandMade handMade;
-    className ? handMade.addObject(className, parts) : handMade.objects.push_back(handMade.dictionary(parts));
-    if (third) handMade.objects.push_back(handMade.add(*third));
-    refused(handMade);
   }
-  for (const Part& root : {Part(UID{1}), Part(UIDs{{1}})}) {
-    HandMade handMade;
-    handMade.objects.push_back(handMade.add(root));
-    refused(handMade);
-  }
-  HandMade empty;
-  refused(empty);
 }
 
 TEST_F(KeyedArchiverTest, OneTextSharedByManyCannotFillTheMemory) {
   // 20,000 elements that are the same 100,000 bytes: 2 GB if they were all handed out.
-  HandMade handMade;
-  handMade.addObject("NSArray", {{"NS.objects", std::vector<UID>(20'000, UID{3})}});
-  handMade.objects.push_back(handMade.list.addText(std::string(100'000, 'x')));
+  const Data bytes =
+      handMade(madeOf("NSArray", {{"NS.objects", Array(20'000, "@3")}}, std::string(100'000, 'x')));
   Error error;
-  EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade.data().bytes(), {}, &error));
+  EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(bytes.bytes(), {}, &error));
   EXPECT_EQ(error.code, keyed::kTooLarge);
 }
 
@@ -446,12 +407,12 @@ TEST_F(KeyedArchiverTest, RefusesAChainThatCouldNotBeReadAndReadsOneThatCould) {
   EXPECT_FALSE(KeyedArchiver::archivedData(chain(keyed::kDepth + 1), &error));
   EXPECT_EQ(error.code, keyed::kTooLarge);
 
-  HandMade handMade;  // a stranger's chain is refused too
-  for (std::uint64_t i = 0; i < 100'000; ++i)
-    handMade.objects.push_back(handMade.dictionary(Parts{{"next", UID{i + 2}}, {"$class", UID{100'001}}}));
-  handMade.addClass("TestNode");
+  Array strangers;
+  for (int i = 0; i < 100'000; ++i)
+    strangers.push_back(Dictionary{{"next", "@" + std::to_string(i + 2)}, {"$class", "@100001"}});
+  strangers.push_back(Dictionary{{"$classname", "TestNode"}});
   error = {};
-  EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade.data().bytes(), kClasses, &error));
+  EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade(strangers).bytes(), kClasses, &error));
   EXPECT_EQ(error.code, keyed::kTooLarge);
 }
 

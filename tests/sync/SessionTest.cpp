@@ -154,7 +154,8 @@ TEST_F(Sessions, WhatTheOtherSideKeepsDoesNotGoWithADeletedParent) {
   });
   const auto session = compare();
   for (const auto& group : session->changes())
-    if (group->objectID == c->ID()) group->changes[0]->keepOther = false;
+    for (const auto& change : group->changes)
+      if (group->objectID == c->ID()) change->keepOther = false;
   session->applyChanges();
   EXPECT_FALSE(c->isDeleted());
   EXPECT_EQ(store->ledger().tags().indexOf(*c), 0u);
