@@ -154,8 +154,7 @@ TEST_F(Sessions, WhatTheOtherSideKeepsDoesNotGoWithADeletedParent) {
   });
   const auto session = compare();
   for (const auto& group : session->changes())
-    for (const auto& change : group->changes)
-      if (group->objectID == c->ID()) change->keepOther = false;
+    for (const auto& change : group->changes) change->keepOther = group->title == "a";
   session->applyChanges();
   EXPECT_FALSE(c->isDeleted());
   EXPECT_EQ(store->ledger().tags().indexOf(*c), 0u);
