@@ -2,9 +2,12 @@
 
 #include "platform/files/PropertyList.h"
 
-// Whatever is read can be written, and reading that again gives the same list: its bytes no longer change.
+// Bytes give a list or an error. Whatever is read can be written, and reading that again gives the same list:
+// its bytes no longer change.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  const std::optional<qw::PropertyList> list = qw::PropertyList::read({bytes, size});
+  qw::Error error;
+  const std::optional<qw::PropertyList> list = qw::PropertyList::read({bytes, size}, &error);
+  if (list.has_value() == static_cast<bool>(error)) std::abort();
   if (!list) return 0;
   const std::optional<qw::Data> written = list->write();
   if (!written) std::abort();

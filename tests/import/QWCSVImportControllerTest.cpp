@@ -6,8 +6,8 @@
 #include "import/QWCSVImportController.h"
 #include "platform/files/UserDefaults.h"
 #include "platform/system/ApplicationContext.h"
-#include "platform/system/FileManager.h"
 #include "platform/system/Localization.h"
+#include "support/Files.h"
 #include "support/ScriptedPresenter.h"
 
 namespace {
@@ -18,10 +18,8 @@ using Mapping = QWCSVImportController::Mapping;
 
 class QWCSVImportControllerTest : public testing::Test {
  protected:
-  std::filesystem::path write(std::string_view bytes, const std::string& name = "file.csv") const {
-    const std::filesystem::path path = context.directory() / name;
-    EXPECT_TRUE(qw::FileManager::writeAtomically(bytes, path));
-    return path;
+  Files::Path write(std::string_view bytes) const {
+    return Files::write(context.directory() / "file.csv", bytes);
   }
 
   std::shared_ptr<QWCSVImportController> makeImporter(const std::string& autosaveName = "") {
@@ -47,10 +45,7 @@ class QWCSVImportControllerTest : public testing::Test {
   /// Runs an import to its end.
   void import(QWCSVImportController& importer, const std::filesystem::path& file, const std::string& button,
               bool confirmsError = false) {
-    if (file.empty())
-      presenter.willChooseFiles({});
-    else
-      presenter.willChooseFiles({file});
+    presenter.willChooseFiles(file.empty() ? std::vector<Files::Path>() : std::vector{file});
     if (!button.empty() || confirmsError) presenter.willPress(button);
     const int before = calls;
     importer.showOpenPanelInWindow(presenter);
@@ -152,8 +147,8 @@ TEST_F(QWCSVImportControllerTest, SavedOptionsThatMakeNoSenseArePassedOver) {
   qw::UserDefaults::standard().set("QWCSVImportController Bank",
                                    qw::Dictionary{{"encoding", "Runes"},
                                                   {"separator", 7},
-                                                  {"decimalSeparator", "CommaSeparator"},
                                                   {"firstLine", -3},
+                                                  {"decimalSeparator", "CommaSeparator"},
                                                   {"hasHeader", "perhaps"},
                                                   {"dateFormat", nullptr},
                                                   {"mapping", 1}});

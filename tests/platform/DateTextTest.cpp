@@ -63,13 +63,6 @@ TEST(DateTextTest, PlainDatesAgreeWithTheFormatterAndReadBackAsTheDaysFirstMomen
   }
 }
 
-TEST(DateTextTest, ADayThatStartsAtOneBeginsThere) {
-  const TimeZone::Override zone("America/Sao_Paulo");
-  const auto date = DateText::readDate("2017-10-15");
-  ASSERT_TRUE(date);
-  EXPECT_EQ(DateText::dateTimeText(*date), "2017-10-15 03:00:00");
-}
-
 TEST(DateTextTest, DateTimesAreOfGMTWhateverTheZone) {
   const TimeZone::Override zone("Europe/Berlin");
   const Formatter formatter("yyyy-MM-dd HH:mm:ss", TimeZone::utc().makeICUZone());

@@ -80,68 +80,6 @@ TEST(DecimalTest, ArithmeticIsExactUpTo38DigitsAndRoundsHalvesAwayFromZeroBeyond
   }
 }
 
-// Checks against plain integer arithmetic: mantissas of 30 digits at scales 0 to 4 stay exact in 128 bits.
-TEST(DecimalTest, SumsOrderAndRoundingAgreeWithIntegerArithmetic) {
-  using Int = __int128;
-  std::mt19937_64 random(7);
-  const Int powers[] = {1, 10, 100, 1000, 10000};
-  const auto draw = [&] {
-    const Int wide = static_cast<Int>(random() % 1'000'000'000'000'000) * 1'000'000'000'000'000 +
-                     static_cast<Int>(random() % 1'000'000'000'000'000);
-    const Int cut[] = {1, 10, 1'000'000, 1'000'000'000'000'000,
-                       static_cast<Int>(1'000'000'000'000'000) * 1000000000};
-    const Int value = wide / cut[random() % 5];
-    return random() % 2 ? value : -value;
-  };
-  const auto text = [](Int value, int scale) {
-    std::string digits;
-    for (Int rest = value < 0 ? -value : value; rest > 0 || static_cast<int>(digits.size()) <= scale;
-         rest /= 10) {
-      digits.insert(digits.begin(), static_cast<char>('0' + static_cast<int>(rest % 10)));
-    }
-    if (scale > 0) digits.insert(digits.end() - scale, '.');
-    return (value < 0 ? "-" : "") + digits;
-  };
-  for (int i = 0; i < 20000; ++i) {
-    const auto aScale = random() % 5, bScale = random() % 5;
-    const Int a = draw(), b = random() % 8 ? draw() : a;
-    const Decimal left = dec(text(a, static_cast<int>(aScale))),
-                  right = dec(text(b, static_cast<int>(bScale)));
-    const Int aWide = a * powers[4 - aScale], bWide = b * powers[4 - bScale];
-    ASSERT_EQ(left + right, dec(text(aWide + bWide, 4)));
-    ASSERT_EQ(left - right, dec(text(aWide - bWide, 4)));
-    ASSERT_EQ(left <=> right, aWide <=> bWide);
-    ASSERT_EQ(left == right, aWide == bWide);
-
-    const int scale = static_cast<int>(random() % 4);
-    const Int unit = powers[4 - scale];
-    const Int floor = aWide / unit - (aWide % unit < 0 ? 1 : 0);
-    const Int rest = aWide - floor * unit;
-    const Int ceiling = floor + (rest != 0);
-    const Int plain = 2 * rest == unit ? (aWide < 0 ? floor : ceiling) : 2 * rest > unit ? ceiling : floor;
-    const Int bankers = 2 * rest == unit ? (floor % 2 == 0 ? floor : ceiling) : plain;
-    ASSERT_EQ(left.rounded(scale, RoundingMode::down), dec(text(floor, scale))) << left.text();
-    ASSERT_EQ(left.rounded(scale, RoundingMode::up), dec(text(ceiling, scale))) << left.text();
-    ASSERT_EQ(left.rounded(scale, RoundingMode::plain), dec(text(plain, scale))) << left.text();
-    ASSERT_EQ(left.rounded(scale, RoundingMode::bankers), dec(text(bankers, scale))) << left.text();
-  }
-}
-
-TEST(DecimalTest, LongProductsAndQuotientsInvertEachOther) {
-  std::mt19937_64 random(11);
-  for (int i = 0; i < 5000; ++i) {
-    // A product of at most 38 digits is exact, so dividing by a factor gives the other one back.
-    const int digits = 1 + static_cast<int>(random() % 19);
-    const std::string first = std::to_string(random()).substr(0, static_cast<std::size_t>(digits));
-    const std::string second = std::to_string(random()).substr(0, 19);
-    const Decimal a = dec(first + "e-" + std::to_string(random() % 30));
-    const Decimal b = dec("-" + second + "e" + std::to_string(random() % 30));
-    if (a.isZero() || b.isZero()) continue;
-    ASSERT_EQ(a * b / b, a);
-    ASSERT_EQ(a * b / a, b);
-  }
-}
-
 TEST(DecimalTest, RoundingReachesPastTheDigitsOnBothSides) {
   const struct {
     const char* value;
@@ -193,13 +131,8 @@ TEST(DecimalTest, EqualNumbersHaveOneTextOneHashAndOnePlace) {
   }
 }
 
-TEST(DecimalTest, TheLongestTextsFitAndAreReadBack) {
+TEST(DecimalTest, LongTextsAreRoundedOnce) {
   const std::string nines(38, '9');
-  for (const char* exponent : {"e127", "e-128", "e-38", "e-1", "e0"}) {
-    const Decimal value = dec("-" + nines + exponent);
-    EXPECT_LE(value.text().size(), Decimal::kMaxTextSize);
-    EXPECT_EQ(dec(value.text()), value);
-  }
   EXPECT_EQ(dec("0." + nines + "5").text(), "1");
   EXPECT_EQ(dec("0." + nines + "4").text(), "0." + nines);
   std::string leadingZeros(400, '0');

@@ -3,23 +3,20 @@
 #include <sys/stat.h>
 
 #include <csignal>
-#include <fstream>
 
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/FileManager.h"
 #include "platform/system/TemporaryDirectory.h"
+#include "support/Files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 namespace FileManager = qw::FileManager;
+using Files::read;
 
 class FileManagerTest : public testing::Test {
  protected:
-  std::string read(const fs::path& path) {
-    const auto data = FileManager::contents(path);
-    return data ? std::string(data->text()) : "(unreadable)";
-  }
   std::size_t countOfItems() {
     return static_cast<std::size_t>(
         std::distance(fs::directory_iterator(directory_), fs::directory_iterator()));
@@ -35,6 +32,7 @@ TEST_F(FileManagerTest, WritesAndReadsAnyBytes) {
   for (const std::string& bytes : {std::string(), std::string("a\0b\xFF", 4), std::string(3'000'000, 'x')}) {
     ASSERT_TRUE(FileManager::writeAtomically(bytes, file_));
     EXPECT_EQ(read(file_), bytes);
+    EXPECT_EQ(FileManager::contents(file_)->text(), bytes);
     EXPECT_EQ(countOfItems(), 1u) << "nothing is left beside the file";
   }
 }

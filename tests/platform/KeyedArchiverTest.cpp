@@ -4,11 +4,11 @@
 #include <cmath>
 #include <limits>
 
-#include "platform/Python.h"
 #include "platform/files/KeyedArchiver.h"
 #include "platform/files/KeyedUnarchiver.h"
 #include "platform/files/RestorableState.h"
 #include "platform/files/internal/KeyedArchiveLayout.h"
+#include "support/Python.h"
 
 namespace {
 
@@ -126,37 +126,43 @@ std::shared_ptr<Node> copied(const std::shared_ptr<Node>& root) {
   return copy ? copy : make<Node>();
 }
 
-/// The bytes of an archive with these objects behind "$null" and the first of them as root.
-class HandMade {
- public:
-  PropertyList list;
-  std::vector<PropertyList::Index> objects{list.addText("$null")};
-
-  PropertyList::Index dictionary(
-      std::initializer_list<std::pair<std::string_view, PropertyList::Index>> entries) {
-    std::vector<PropertyList::Index> keys, values;
-    for (const auto& [key, value] : entries) {
+/// Into a list; a text "@3" is the UID 3.
+PropertyList::Index add(PropertyList& list, const Value& value) {
+  if (const auto text = value.text())
+    return text->starts_with('@') ? list.addUID(std::stoull(std::string(text->substr(1))))
+                                  : list.addText(*text);
+  std::vector<PropertyList::Index> keys, values;
+  if (const Array* array = value.array()) {
+    for (const Value& element : *array) values.push_back(add(list, element));
+    return list.addArray(values);
+  }
+  if (const Dictionary* dictionary = value.dictionary()) {
+    for (const auto& [key, element] : *dictionary) {
       keys.push_back(list.addText(key));
-      values.push_back(value);
+      values.push_back(add(list, element));
     }
     return list.addDictionary(keys, values);
   }
-  PropertyList::Index uids(std::initializer_list<std::uint64_t> uids) {
-    std::vector<PropertyList::Index> nodes;
-    for (const std::uint64_t uid : uids) nodes.push_back(list.addUID(uid));
-    return list.addArray(nodes);
-  }
-  PropertyList::Index classNamed(std::string_view name) {
-    return dictionary({{"$classname", list.addText(name)}});
-  }
-  Data data() {
-    list.setRoot(dictionary({{"$version", list.addInteger(100000)},
-                             {"$archiver", list.addText("NSKeyedArchiver")},
-                             {"$top", dictionary({{"root", list.addUID(1)}})},
-                             {"$objects", list.addArray(objects)}}));
-    return *list.write();
-  }
-};
+  return value == Value(1e300) ? list.addReal(1e300) : list.addInteger(value.int64Value());
+}
+
+/// The bytes of an archive with these objects behind "$null" and the first of them as root.
+Data handMade(Array objects) {
+  objects.insert(objects.begin(), "$null");
+  PropertyList list;
+  list.setRoot(add(list, Dictionary{{"$version", 100000},
+                                    {"$archiver", "NSKeyedArchiver"},
+                                    {"$top", Dictionary{{"root", "@1"}}},
+                                    {"$objects", std::move(objects)}}));
+  return *list.write();
+}
+/// An object, its class, and what else it leads to as "@3".
+Array madeOf(const char* className, Dictionary parts, Value third = {}) {
+  parts["$class"] = "@2";
+  Array objects{std::move(parts), Dictionary{{"$classname", className}}};
+  if (!third.isNull()) objects.push_back(std::move(third));
+  return objects;
+}
 
 class KeyedArchiverTest : public testing::Test {
  protected:
@@ -173,29 +179,29 @@ class KeyedArchiverTest : public testing::Test {
 TEST_F(KeyedArchiverTest, KeepsEveryKindOfValue) {
   const std::optional<Image> image = Image::colorIcon({0.5, 0.25, 1, 1}, {3, 2}, 2);
   ASSERT_TRUE(image);
-  const Value values[] = {nullptr,
-                          true,
-                          0,
-                          std::numeric_limits<std::int64_t>::min(),
-                          0.1,
-                          -std::numeric_limits<double>::infinity(),
-                          *Decimal::fromText("12345678901234567890123456789012345678e-40"),
-                          Decimal::nan(),
-                          "",
-                          "Größe 😀",
-                          "$null-like",
-                          Date::fromMicroseconds(1700000000123457),
-                          Date::fromSeconds(-62135596800),
-                          Data::fromText("bytes"),
-                          Data(),
-                          Color{0.1, 0.2, 0.3, 0.4},
-                          *image,
-                          &Node::kClass,
-                          Array{},
-                          Array{1, nullptr, "a", Array{Dictionary{}}},
-                          ValueSet{"b", "a"},
-                          Dictionary{{"$class", 1}, {"", nullptr}, {"x", Dictionary{{"y", 2.5}}}},
-                          extension(Length{7})};
+  const Array values{nullptr,
+                     true,
+                     0,
+                     std::numeric_limits<std::int64_t>::min(),
+                     0.1,
+                     -std::numeric_limits<double>::infinity(),
+                     *Decimal::fromText("12345678901234567890123456789012345678e-40"),
+                     Decimal::nan(),
+                     "",
+                     "Größe 😀",
+                     "$null-like",
+                     Date::fromMicroseconds(1700000000123457),
+                     Date::fromSeconds(-62135596800),
+                     Data::fromText("bytes"),
+                     Data(),
+                     Color{0.1, 0.2, 0.3, 0.4},
+                     *image,
+                     &Node::kClass,
+                     Array{},
+                     Array{1, nullptr, "a", Array{Dictionary{}}},
+                     ValueSet{"b", "a"},
+                     Dictionary{{"$class", 1}, {"", nullptr}, {"x", Dictionary{{"y", 2.5}}}},
+                     extension(Length{7})};
   for (const Value& value : values) {
     Error error;
     const std::optional<Value> read = KeyedUnarchiver::unarchivedValue(archived(value).bytes(), {}, &error);
@@ -342,98 +348,42 @@ TEST_F(KeyedArchiverTest, RefusesWhatIsNotExpected) {
 }
 
 TEST_F(KeyedArchiverTest, AnswersDamagedObjectsWithAnError) {
-  using Make = void (*)(HandMade&);
-  const Make cases[] = {
-      [](HandMade& h) { h.objects = {h.objects[0]}; },  // the root is missing
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"name", h.list.addInteger(1)}}));
-      },
-      [](HandMade& h) { h.objects.push_back(h.list.addUID(1)); },
-      [](HandMade& h) { h.objects.push_back(h.uids({1})); },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"$class", h.list.addUID(1)}}));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"$class", h.list.addUID(99)}}));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"$class", h.list.addText("NSArray")}}));
-      },
-      [](HandMade& h) {  // an array without an object on the way back to itself
-        h.objects.push_back(h.dictionary({{"NS.objects", h.uids({1})}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("NSArray"));
-      },
-      [](HandMade& h) {  // and one that would double at each step
-        h.objects.push_back(h.dictionary({{"NS.objects", h.uids({1, 1})}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("NSSet"));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(
-            h.dictionary({{"NS.objects", h.list.addText("x")}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("NSArray"));
-      },
-      [](HandMade& h) {  // more keys than values
-        h.objects.push_back(h.dictionary(
-            {{"NS.keys", h.uids({3})}, {"NS.objects", h.uids({})}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("NSDictionary"));
-        h.objects.push_back(h.list.addText("key"));
-      },
-      [](HandMade& h) {  // a key that is a number
-        h.objects.push_back(h.dictionary(
-            {{"NS.keys", h.uids({3})}, {"NS.objects", h.uids({3})}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("NSDictionary"));
-        h.objects.push_back(h.list.addInteger(1));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"NS.time", h.list.addReal(1e300)}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("NSDate"));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"value", h.list.addText("1e")}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("qw.Decimal"));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"value", h.uids({0, 0, 0})}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("qw.Color"));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(h.dictionary({{"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("qw.Image"));
-      },
-      [](HandMade& h) {
-        h.objects.push_back(
-            h.dictionary({{"value", h.list.addText("NoClass")}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("qw.Class"));
-      },
-      [](HandMade& h) {  // a name that is a number
-        h.objects.push_back(h.dictionary({{"name", h.list.addInteger(1)}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("TestNode"));
-      },
-      [](HandMade& h) {  // children that are none
-        h.objects.push_back(h.dictionary({{"children", h.list.addUID(1)}, {"$class", h.list.addUID(2)}}));
-        h.objects.push_back(h.classNamed("TestNode"));
-      },
+  const Array cases[] = {
+      {},  // no root
+      {"@1"},
+      {Array{"@1"}},
+      {Dictionary{{"name", 1}}},
+      {Dictionary{{"$class", "@1"}}},
+      {Dictionary{{"$class", "@99"}}},
+      {Dictionary{{"$class", "NSArray"}}},
+      madeOf("NSArray", {{"NS.objects", Array{"@1"}}}),      // without an object on the way back to itself
+      madeOf("NSSet", {{"NS.objects", Array{"@1", "@1"}}}),  // and one that would double at each step
+      madeOf("NSArray", {{"NS.objects", "x"}}),
+      madeOf("NSDictionary", {{"NS.keys", Array{"@3"}}, {"NS.objects", Array{}}}, "key"),
+      madeOf("NSDictionary", {{"NS.keys", Array{"@3"}}, {"NS.objects", Array{"@3"}}}, 1),
+      madeOf("NSDate", {{"NS.time", 1e300}}),
+      madeOf("qw.Decimal", {{"value", "1e"}}),
+      madeOf("qw.Color", {{"value", Array{"@0", "@0", "@0"}}}),
+      madeOf("qw.Image", {}),
+      madeOf("qw.Class", {{"value", "NoClass"}}),
+      madeOf("TestNode", {{"name", 1}}),
+      madeOf("TestNode", {{"children", "@1"}}),
   };
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
-    HandMade handMade;
-    cases[i](handMade);
+  for (const Array& objects : cases) {
+    SCOPED_TRACE(Value(objects).description());
     Error error;
-    EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade.data().bytes(), kClasses, &error)) << i;
-    EXPECT_EQ(error.domain, keyed::kErrorDomain) << i;
-    EXPECT_FALSE(error.localizedDescription.empty()) << i;
+    EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade(objects).bytes(), kClasses, &error));
+    EXPECT_EQ(error.domain, keyed::kErrorDomain);
+    EXPECT_FALSE(error.localizedDescription.empty());
   }
 }
 
 TEST_F(KeyedArchiverTest, OneTextSharedByManyCannotFillTheMemory) {
   // 20,000 elements that are the same 100,000 bytes: 2 GB if they were all handed out.
-  HandMade handMade;
-  std::vector<PropertyList::Index> elements(20'000, handMade.list.addUID(3));
-  handMade.objects.push_back(handMade.dictionary(
-      {{"NS.objects", handMade.list.addArray(elements)}, {"$class", handMade.list.addUID(2)}}));
-  handMade.objects.push_back(handMade.classNamed("NSArray"));
-  handMade.objects.push_back(handMade.list.addText(std::string(100'000, 'x')));
+  const Data bytes =
+      handMade(madeOf("NSArray", {{"NS.objects", Array(20'000, "@3")}}, std::string(100'000, 'x')));
   Error error;
-  EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade.data().bytes(), {}, &error));
+  EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(bytes.bytes(), {}, &error));
   EXPECT_EQ(error.code, keyed::kTooLarge);
 }
 
@@ -457,14 +407,12 @@ TEST_F(KeyedArchiverTest, RefusesAChainThatCouldNotBeReadAndReadsOneThatCould) {
   EXPECT_FALSE(KeyedArchiver::archivedData(chain(keyed::kDepth + 1), &error));
   EXPECT_EQ(error.code, keyed::kTooLarge);
 
-  HandMade handMade;  // a stranger's chain is refused too
-  for (std::uint64_t i = 0; i < 100'000; ++i) {
-    handMade.objects.push_back(handMade.dictionary(
-        {{"next", handMade.list.addUID(i + 2)}, {"$class", handMade.list.addUID(100'001)}}));
-  }
-  handMade.objects.push_back(handMade.classNamed("TestNode"));
+  Array strangers;
+  for (int i = 0; i < 100'000; ++i)
+    strangers.push_back(Dictionary{{"next", "@" + std::to_string(i + 2)}, {"$class", "@100001"}});
+  strangers.push_back(Dictionary{{"$classname", "TestNode"}});
   error = {};
-  EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade.data().bytes(), kClasses, &error));
+  EXPECT_FALSE(KeyedUnarchiver::unarchivedValue(handMade(strangers).bytes(), kClasses, &error));
   EXPECT_EQ(error.code, keyed::kTooLarge);
 }
 
@@ -494,7 +442,13 @@ TEST_F(KeyedArchiverTest, AnotherReaderFindsThePublishedLayout) {
   const auto root = node("root");
   root->children = {make<Leaf>()};
   root->children[0]->parent = root;
-  root->any = Dictionary{{"date", Date::fromSeconds(978307201)}, {"list", Array{1, "two", nullptr}}};
+  Array many;
+  for (int i = 0; i < 300; ++i) many.push_back("t" + std::to_string(i));
+  root->any =
+      Dictionary{{"date", Date::fromMicroseconds(1700000000500000)},
+                 {"list", Array{1, "two", nullptr, -5, 255, 1 << 20, 2.5, true, Data::fromText("\x01")}},
+                 {"größe", "日本 😀"},
+                 {"many", many}};
   Python python;
   python.write("archive", archived(root).bytes());
   EXPECT_EQ(python.run(R"(
@@ -515,11 +469,14 @@ def get(uid):
 print(a['$archiver'], a['$version'], o[0])
 r = get(a['$top']['root'])
 c = get(r['children'])[0]
-print(get(r['name']), get(r['any']), get(r['next']), c['parent'] == a['$top']['root'])
+d = get(r['any'])
+assert d.pop('many') == ['t%d' % i for i in range(300)]
+print(get(r['name']), ascii(sorted(d.items())), get(r['next']), c['parent'] == a['$top']['root'])
 print(o[r['$class'].data]['$classes'], o[c['$class'].data]['$classes'])
 )"),
             "NSKeyedArchiver 100000 $null\n"
-            "root {'date': 1.0, 'list': [1, 'two', None]} $null True\n"
+            "root [('date', 721692800.5), ('gr\\xf6\\xdfe', '\\u65e5\\u672c \\U0001f600'), "
+            "('list', [1, 'two', None, -5, 255, 1048576, 2.5, True, b'\\x01'])] $null True\n"
             "['TestNode', 'Object'] ['TestLeaf', 'TestNode', 'Object']\n");
 }
 
@@ -533,9 +490,9 @@ o = ['$null',
      {'$class': U(2), 'name': U(3), 'next': U(1), 'any': U(4), 'unknown': 5},
      {'$classname': 'TestNode', '$classes': ['TestNode', 'NSObject']},
      'Größe',
-     {'$class': U(5), 'NS.objects': [U(6), U(0), U(7)]},
+     {'$class': U(5), 'NS.objects': [U(6 + i) if i else U(0) for i in range(70006)]},
      {'$classname': 'NSMutableArray', '$classes': ['NSMutableArray', 'NSArray', 'NSObject']},
-     17, b'data']
+     17, b'data', -1, 2**40, 0.25, True] + ['t%d' % i for i in range(70000)]
 plistlib.dump({'$version': 100000, '$archiver': 'NSKeyedArchiver', '$top': {'root': U(1)}, '$objects': o},
               open('theirs', 'wb'), fmt=plistlib.FMT_BINARY)
 )"),
@@ -546,7 +503,11 @@ plistlib.dump({'$version': 100000, '$archiver': 'NSKeyedArchiver', '$top': {'roo
   ASSERT_TRUE(read) << error.localizedDescription;
   EXPECT_EQ(read->name, "Größe");
   EXPECT_EQ(read->next, read);
-  EXPECT_EQ(read->any, Value(Array{17, nullptr, Data::fromText("data")}));
+  const Array& any = *read->any.array();
+  EXPECT_EQ(Array(any.begin(), any.begin() + 6),
+            (Array{nullptr, Data::fromText("data"), -1, std::int64_t{1} << 40, 0.25, true}));
+  EXPECT_EQ(any.size(), 70'006U);
+  EXPECT_EQ(any.back(), Value("t69999"));
   read->next = nullptr;
 }
 

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <thread>
@@ -8,6 +7,7 @@
 #include "platform/base/internal/Resources.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/Localization.h"
+#include "support/Files.h"
 
 namespace {
 
@@ -88,10 +88,7 @@ TEST_F(LocalizationTest, SynchronizationTextsComeFromTheApplicationFirst) {
 
 TEST_F(LocalizationTest, ReadsADirectoryOfTablesWholeOrNotAtAll) {
   const fs::path directory = context_.directory() / "tables";
-  const auto write = [&](const char* name, std::string_view text) {
-    fs::create_directories((directory / name).parent_path());
-    std::ofstream(directory / name) << text;
-  };
+  const auto write = [&](const char* name, std::string_view text) { Files::write(directory / name, text); };
   write("en.lproj/Localizable.json", R"({"hello": "Hello"})");
   write("fr.lproj/Localizable.json", R"({"hello": "Bonjour"})");
   write("fr.lproj/Other.json", R"({"hello": "Salut"})");

@@ -1,10 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
 #include "platform/base/internal/Resources.h"
+#include "support/Files.h"
 
 namespace {
 
@@ -14,9 +11,8 @@ TEST(ResourcesTest, HoldEveryFileOfTheResourcesFolderByteForByte) {
   for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
     if (!entry.is_regular_file()) continue;
     ++files;
-    std::ifstream in(entry.path(), std::ios::binary);
-    const std::string expected{std::istreambuf_iterator<char>(in), {}};
-    EXPECT_EQ(qw::resource(entry.path().lexically_relative(root).generic_string()), expected) << entry.path();
+    const std::string name = entry.path().lexically_relative(root).generic_string();
+    EXPECT_EQ(qw::resource(name), Files::read(entry.path())) << name;
   }
   EXPECT_GT(files, 0u);
   EXPECT_EQ(qw::resources().size(), files);

@@ -1,10 +1,10 @@
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
-#include <fstream>
 #include <limits>
 #include <thread>
 
@@ -14,10 +14,12 @@
 #include "platform/loop/RunLoop.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/FileManager.h"
+#include "support/Files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using Files::read;
 using qw::Array;
 using qw::Dictionary;
 using qw::UserDefaults;
@@ -25,14 +27,7 @@ using qw::Value;
 
 class UserDefaultsTest : public testing::Test {
  protected:
-  std::string read(const fs::path& path) {
-    const auto data = qw::FileManager::contents(path);
-    return data ? std::string(data->text()) : "(unreadable)";
-  }
-  void write(std::string_view text) {
-    fs::create_directories(file_.parent_path());
-    std::ofstream(file_, std::ios::binary) << text;
-  }
+  void write(std::string_view text) { Files::write(file_, text); }
 
   qw::ApplicationContext::Override context_;
   fs::path file_ = context_.directory() / "configuration" / "app" / "defaults.json";
@@ -163,21 +158,19 @@ TEST_F(UserDefaultsTest, TwoInstancesKeepEachOthersChanges) {
 }
 
 TEST_F(UserDefaultsTest, ProcessesThatWriteAtOnceLoseNothing) {
-  constexpr int kProcesses = 4;
-  constexpr int kChanges = 10;
+  constexpr int kProcesses = 4, kChanges = 10;
+  const auto key = [](int process, int change) { return fmt::format("{}.{}", process, change); };
   std::vector<pid_t> children;
   for (int process = 0; process < kProcesses; ++process) {
-    const pid_t child = fork();
-    if (child == 0) {
-      UserDefaults defaults(file_);
-      bool written = true;
-      for (int i = 0; i < kChanges; ++i) {
-        defaults.set(std::to_string(process) + "." + std::to_string(i), i);
-        written = defaults.synchronize() && written;
-      }
-      _exit(written ? 0 : 1);
+    children.push_back(fork());
+    if (children.back() != 0) continue;
+    UserDefaults defaults(file_);
+    bool written = true;
+    for (int i = 0; i < kChanges; ++i) {
+      defaults.set(key(process, i), i);
+      written = defaults.synchronize() && written;
     }
-    children.push_back(child);
+    _exit(written ? 0 : 1);
   }
   for (const pid_t child : children) {
     int status = -1;
@@ -185,12 +178,9 @@ TEST_F(UserDefaultsTest, ProcessesThatWriteAtOnceLoseNothing) {
     EXPECT_EQ(status, 0);
   }
   const UserDefaults defaults(file_);
-  for (int process = 0; process < kProcesses; ++process) {
-    for (int i = 0; i < kChanges; ++i) {
-      const std::string key = std::to_string(process) + "." + std::to_string(i);
-      EXPECT_EQ(defaults.value(key), Value(i)) << key;
-    }
-  }
+  for (int process = 0; process < kProcesses; ++process)
+    for (int i = 0; i < kChanges; ++i)
+      EXPECT_EQ(defaults.value(key(process, i)), Value(i)) << key(process, i);
 }
 
 TEST_F(UserDefaultsTest, ADamagedFileIsPutAside) {
@@ -264,24 +254,20 @@ TEST_F(UserDefaultsTest, ThreadsMaySetReadAndSynchronizeAtOnce) {
   UserDefaults defaults(file_);
   std::atomic<int> heard = 0;
   const auto observation = defaults.observe("0", [&](const Value&) { ++heard; });
-  {
-    std::vector<std::jthread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-      threads.emplace_back([&, thread] {
-        for (int i = 1; i <= 50; ++i) {
-          defaults.set(std::to_string(thread), i);
-          if (i % 10 == 0) {
-            EXPECT_TRUE(defaults.synchronize());
-          }
-          EXPECT_EQ(defaults.intValue(std::to_string(thread)), i);
-        }
-      });
-    }
-  }
+  std::vector<std::jthread> threads;
+  for (const char* key : {"0", "1", "2", "3"})
+    threads.emplace_back([&, key] {
+      for (int i = 1; i <= 50; ++i) {
+        defaults.set(key, i);
+        EXPECT_TRUE(i % 10 != 0 || defaults.synchronize());
+        EXPECT_EQ(defaults.intValue(key), i);
+      }
+    });
+  threads.clear();
   EXPECT_EQ(heard, 50);
   ASSERT_TRUE(defaults.synchronize());
   const UserDefaults again(file_);
-  for (int thread = 0; thread < 4; ++thread) EXPECT_EQ(again.intValue(std::to_string(thread)), 50);
+  for (const char* key : {"0", "1", "2", "3"}) EXPECT_EQ(again.intValue(key), 50);
 }
 
 }  // namespace

@@ -4,18 +4,19 @@
 
 #include <array>
 #include <cstdlib>
-#include <fstream>
 
 #include "platform/files/ZipArchive.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/FileManager.h"
+#include "support/Files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 namespace FileManager = qw::FileManager;
 namespace ZipArchive = qw::ZipArchive;
-using namespace std::string_view_literals;
+using Files::read;
+using Files::tree;
 
 // One entry of an archive that is put together byte by byte, stored without compression.
 struct RawEntry {
@@ -56,13 +57,8 @@ std::string rawArchive(const std::vector<RawEntry>& entries) {
     const auto claimed = entry.claimedSize == UINT32_MAX ? size : entry.claimedSize;
     const auto offset = static_cast<std::uint32_t>(files.text().size());
     Bytes common;
-    common.put16(20)
-        .put16(0x800)
-        .put16(0)
-        .put32(0x5821'0000)
-        .put32(crcOf(entry.contents))
-        .put32(size)
-        .put32(claimed);
+    common.put16(20).put16(0x800).put16(0).put32(0x5821'0000);
+    common.put32(crcOf(entry.contents)).put32(size).put32(claimed);
     common.put16(static_cast<std::uint32_t>(entry.name.size())).put16(0);
     files.put32(0x04034b50).put(common.text()).put(entry.name).put(entry.contents);
     directory.put32(0x02014b50).put16(3 << 8 | 20).put(common.text()).put16(0).put16(0).put16(0);
@@ -78,24 +74,8 @@ std::string rawArchive(const std::vector<RawEntry>& entries) {
 
 class ZipArchiveTest : public testing::Test {
  protected:
-  fs::path write(const fs::path& name, std::string_view bytes) {
-    const fs::path path = directory_ / name;
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path;
-  }
-  static std::string read(const fs::path& path) {
-    const auto data = FileManager::contents(path);
-    return data ? std::string(data->text()) : "(unreadable)";
-  }
-  // Every path below the directory, relative to it.
-  static std::vector<std::string> tree(const fs::path& directory) {
-    std::vector<std::string> paths;
-    for (const auto& item : fs::recursive_directory_iterator(directory)) {
-      paths.push_back(item.path().lexically_relative(directory).string());
-    }
-    std::sort(paths.begin(), paths.end());
-    return paths;
+  fs::path write(const fs::path& name, std::string_view bytes) const {
+    return Files::write(directory_ / name, bytes);
   }
   // Runs a command in the directory with its output discarded.
   bool run(const std::string& command) const {
@@ -113,11 +93,8 @@ class ZipArchiveTest : public testing::Test {
 using Paths = std::vector<fs::path>;
 
 TEST_F(ZipArchiveTest, FilesComeBackInTheirOrder) {
-  const std::string large = [] {
-    std::string text;
-    for (int i = 0; i < 200'000; ++i) text += std::to_string(i * 7919);
-    return text;
-  }();
+  std::string large;
+  for (int i = 0; i < 200'000; ++i) large += std::to_string(i * 7919);
   const Paths files{write("b", "second letter first"), write("Dépenses.book", large), write("empty", "")};
   ASSERT_TRUE(ZipArchive::zipFiles(files, archive_, {}, "Ménage 2024", &error_))
       << error_.localizedDescription;
@@ -180,7 +157,7 @@ TEST_F(ZipArchiveTest, AFailedArchiveLeavesTheOldOne) {
   EXPECT_FALSE(ZipArchive::zipFiles(Paths{directory_ / "links"}, archive_, {}, {}, &error_));
 }
 
-TEST_F(ZipArchiveTest, ReadsArchivesMadeByOthers) {
+TEST_F(ZipArchiveTest, OthersAndItReadEachOthersArchives) {
   if (!run("python3 -c 'import zipfile'")) GTEST_SKIP() << "no Python";
   write("make.py", R"(import zipfile
 class Pipe:
@@ -204,10 +181,6 @@ with zipfile.ZipFile("bzip2.zip", "w", zipfile.ZIP_BZIP2) as z:
     fs::remove_all(out_);
   }
   EXPECT_EQ(ZipArchive::commentOfZipFileAtPath(directory_ / "stream.zip"), "by another");
-}
-
-TEST_F(ZipArchiveTest, OthersReadOurArchives) {
-  if (!run("python3 -c 'import zipfile'")) GTEST_SKIP() << "no Python";
   ASSERT_TRUE(ZipArchive::zipFiles(Paths{write("Zürich.txt", "contents")}, archive_, {}, "remark"));
   EXPECT_TRUE(
       run("python3 -c \"import zipfile; z = zipfile.ZipFile('book.zip'); assert z.testzip() is None; "
@@ -215,14 +188,15 @@ TEST_F(ZipArchiveTest, OthersReadOurArchives) {
 }
 
 TEST_F(ZipArchiveTest, HostileArchivesAreRefusedAndLeaveNothing) {
-  const std::string deep = [] {
-    std::string name;
-    for (int i = 0; i < 600; ++i) name += "a/";
-    return name + "b";
-  }();
+  std::string deep;
+  for (int i = 0; i < 600; ++i) deep += "a/";
+  // Each alone would be within the bound.
+  std::vector<RawEntry> swarm;
+  for (int i = 0; i < 100; ++i) swarm.push_back({std::to_string(i), "x", 0100644, 500'000});
   const struct {
     const char* what;
     std::vector<RawEntry> entries;
+    int code = 0;
   } kCases[] = {
       {"parent", {{"good", "1"}, {"../evil", "2"}}},
       {"parent inside", {{"good", "1"}, {"a/../../evil", "2"}}},
@@ -239,95 +213,35 @@ TEST_F(ZipArchiveTest, HostileArchivesAreRefusedAndLeaveNothing) {
       {"directory and file", {{"same/inner", "1"}, {"same", "2"}}},
       {"symbolic link", {{"good", "1"}, {"link", "/etc/passwd", 0120777}}},
       {"device", {{"device", "", 0020666}}},
-      {"too deep", {{deep, "1"}}},
+      {"too deep", {{deep + "b", "1"}}},
       {"long component", {{std::string(300, 'n'), "1"}}},
       {"more bytes than stated", {{"good", "1"}, {"liar", std::string(5000, 'x'), 0100644, 10}}},
       {"fewer bytes than stated", {{"good", "1"}, {"liar", "short", 0100644, 5000}}},
-      {"too large", {{"bomb", std::string(100, 'x'), 0100644, 4'000'000'000}}},
+      {"too large", {{"bomb", std::string(100, 'x'), 0100644, 4'000'000'000}}, FileManager::kTooLarge},
+      {"too large together", swarm, FileManager::kTooLarge},
   };
   for (const auto& item : kCases) {
     const fs::path archive = write("hostile.zip", rawArchive(item.entries));
     const auto before = tree(context_.directory());
     EXPECT_FALSE(ZipArchive::unzipFileAtPath(archive, out_ / "a" / "b", {}, &error_)) << item.what;
     EXPECT_EQ(error_.domain, FileManager::kErrorDomain) << item.what;
+    EXPECT_TRUE(item.code == 0 || error_.code == item.code) << item.what;
     EXPECT_EQ(tree(context_.directory()), before) << item.what;
   }
   const fs::path good = write("good.zip", rawArchive({{"d/", ""}, {"d/good", "1"}, {"plain", "2", 0}}));
   EXPECT_TRUE(ZipArchive::unzipFileAtPath(good, out_, {}, &error_)) << error_.localizedDescription;
 }
 
-TEST_F(ZipArchiveTest, EntriesThatShareTheirBytesAreABomb) {
-  // Each file begins with a stored block that quotes the header of the next, so that all end in the one block
-  // of zeros that deflates a thousandfold, and every header is right.
-  std::string contents(1'000'000, '\0');
-  std::string packed(contents.size(), '\0');
-  z_stream stream{};
-  ASSERT_EQ(deflateInit2(&stream, 9, Z_DEFLATED, -15, 9, Z_DEFAULT_STRATEGY), Z_OK);
-  stream.next_in = reinterpret_cast<Bytef*>(contents.data());
-  stream.avail_in = static_cast<uInt>(contents.size());
-  stream.next_out = reinterpret_cast<Bytef*>(packed.data());
-  stream.avail_out = static_cast<uInt>(packed.size());
-  ASSERT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
-  packed.resize(stream.total_out);
-  deflateEnd(&stream);
-  constexpr std::uint32_t kCount = 100;
-  std::vector<std::string> commons;
-  std::string file;
-  for (std::uint32_t i = 0; i < kCount; ++i) {
-    if (i > 0) {
-      const auto length = static_cast<std::uint32_t>(file.size() - packed.size());
-      Bytes block;
-      block.put("\0"sv).put16(length).put16(~length & 0xFFFF).put(file.substr(0, length));
-      contents.insert(0, file, 0, length);
-      packed.insert(0, block.text());
-    }
-    Bytes common;
-    common.put16(20).put16(0).put16(8).put32(0x5821'0000).put32(crcOf(contents));
-    common.put32(static_cast<std::uint32_t>(packed.size()))
-        .put32(static_cast<std::uint32_t>(contents.size()));
-    common.put16(3).put16(0);
-    commons.push_back(common.text());
-    file = Bytes().put32(0x04034b50).put(common.text()).put(std::to_string(100 + i)).put(packed).text();
-  }
-  Bytes central;
-  for (std::uint32_t i = 0; i < kCount; ++i) {
-    const auto step = static_cast<std::uint32_t>(5 + 30 + 3);
-    central.put32(0x02014b50).put16(20).put(commons[i]).put16(0).put16(0).put16(0).put32(0);
-    central.put32((kCount - 1 - i) * step).put(std::to_string(100 + i));
-  }
-  Bytes end;
-  end.put32(0x06054b50).put16(0).put16(0).put16(kCount).put16(kCount);
-  end.put32(static_cast<std::uint32_t>(central.text().size()));
-  end.put32(static_cast<std::uint32_t>(file.size())).put16(0);
-  const fs::path bomb = write("bomb.zip", file + central.text() + end.text());
-  EXPECT_FALSE(ZipArchive::unzipFileAtPath(bomb, out_, {}, &error_));
-  EXPECT_EQ(error_.code, FileManager::kTooLarge) << error_.localizedDescription;
-  EXPECT_FALSE(fs::exists(out_));
-}
-
-TEST_F(ZipArchiveTest, DamageAnywhereNeverCrashesOrLeavesFiles) {
-  ASSERT_TRUE(
-      ZipArchive::zipFiles(Paths{write("a", "some contents"), write("b", std::string(500, 'b'))}, archive_));
+TEST_F(ZipArchiveTest, ACutArchiveNoArchiveAndNoFileAreTold) {
+  ASSERT_TRUE(ZipArchive::zipFiles(Paths{write("a", "some contents")}, archive_));
   const std::string good = read(archive_);
-  int refused = 0;
-  for (std::size_t at = 0; at < good.size(); ++at) {
-    std::string bad = good;
-    bad[at] = static_cast<char>(bad[at] ^ 0x41);
-    const fs::path archive = write("bad.zip", bad);
-    if (ZipArchive::unzipFileAtPath(archive, out_)) {
-      fs::remove_all(out_);
-    } else {
-      ++refused;
-      EXPECT_FALSE(fs::exists(out_)) << at;
-    }
-    write("cut.zip", good.substr(0, at));
-    EXPECT_FALSE(ZipArchive::unzipFileAtPath(directory_ / "cut.zip", out_)) << at;
-  }
-  EXPECT_GT(refused, static_cast<int>(good.size()) / 2);
+  EXPECT_FALSE(ZipArchive::unzipFileAtPath(write("cut", good.substr(0, good.size() - 1)), out_, {}, &error_));
+  EXPECT_EQ(error_.code, FileManager::kBadArchive);
   EXPECT_FALSE(ZipArchive::commentOfZipFileAtPath(write("text", "no archive at all"), {}, &error_));
   EXPECT_EQ(error_.code, FileManager::kBadArchive);
   EXPECT_FALSE(ZipArchive::unzipFileAtPath(directory_ / "missing.zip", out_, {}, &error_));
   EXPECT_EQ(error_.code, FileManager::kSystemError);
+  EXPECT_FALSE(fs::exists(out_));
 }
 
 TEST_F(ZipArchiveTest, ExtractingNeverReplacesFiles) {

@@ -10,42 +10,39 @@
 
 namespace {
 
-template <int Number>
-class Type : public qw::Object {
+template <class Base, int>
+class Kind : public Base {
  public:
   static const qw::Class kClass;
 };
-class Handler : public Type<0> {
- public:
-  static const qw::Class kClass;
-};
-class OtherHandler : public Type<0> {
- public:
-  static const qw::Class kClass;
-};
-class SpecialHandler : public Handler {
- public:
-  static const qw::Class kClass;
-};
+using Type0 = Kind<qw::Object, 0>;
+using Type1 = Kind<qw::Object, 1>;
+using Handler = Kind<Type0, 0>;
+using OtherHandler = Kind<Type0, 1>;
+using SpecialHandler = Kind<Handler, 0>;
 
-constexpr auto kNoRows = [] { return qw::properties(); };
+template <class T, class Base>
+consteval qw::Class kind(const char* name) {
+  return qw::define<T, Base>(name, {}, [] { return qw::properties(); });
+}
 template <>
-constinit const qw::Class Type<0>::kClass = qw::define<Type<0>, qw::Object>("Type0", {}, kNoRows);
+constinit const qw::Class Type0::kClass = kind<Type0, qw::Object>("Type0");
 template <>
-constinit const qw::Class Type<1>::kClass = qw::define<Type<1>, qw::Object>("Type1", {}, kNoRows);
-constinit const qw::Class Handler::kClass = qw::define<Handler, Type<0>>("Handler", {}, kNoRows);
-constinit const qw::Class OtherHandler::kClass =
-    qw::define<OtherHandler, Type<0>>("OtherHandler", {}, kNoRows);
-constinit const qw::Class SpecialHandler::kClass =
-    qw::define<SpecialHandler, Handler>("SpecialHandler", {}, kNoRows);
+constinit const qw::Class Type1::kClass = kind<Type1, qw::Object>("Type1");
+template <>
+constinit const qw::Class Handler::kClass = kind<Handler, Type0>("Handler");
+template <>
+constinit const qw::Class OtherHandler::kClass = kind<OtherHandler, Type0>("OtherHandler");
+template <>
+constinit const qw::Class SpecialHandler::kClass = kind<SpecialHandler, Handler>("SpecialHandler");
 
 using Classes = QWPluginsManager::Classes;
 
 class QWPluginsManagerTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    qw::ClassRegistry::add({&Type<0>::kClass, &Type<1>::kClass, &Handler::kClass, &OtherHandler::kClass,
-                            &SpecialHandler::kClass});
+    qw::ClassRegistry::add(
+        {&Type0::kClass, &Type1::kClass, &Handler::kClass, &OtherHandler::kClass, &SpecialHandler::kClass});
     qw::ApplicationContext::Override context;
     context.change([](qw::ApplicationContext& changed) {
       changed.application.plugIns = {
@@ -56,7 +53,7 @@ class QWPluginsManagerTest : public testing::Test {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i)
       threads.emplace_back(
-          [] { EXPECT_EQ(QWPluginsManager::sharedManager().pluginsOfType(Type<0>::kClass).size(), 2u); });
+          [] { EXPECT_EQ(QWPluginsManager::sharedManager().pluginsOfType(Type0::kClass).size(), 2u); });
     for (auto& thread : threads) thread.join();
   }
 
@@ -64,7 +61,7 @@ class QWPluginsManagerTest : public testing::Test {
 };
 
 TEST_F(QWPluginsManagerTest, DeclaredClassesOfKnownTypesAreRegistered) {
-  EXPECT_EQ(manager_.pluginsOfType(Type<0>::kClass), (Classes{&Handler::kClass, &OtherHandler::kClass}));
+  EXPECT_EQ(manager_.pluginsOfType(Type0::kClass), (Classes{&Handler::kClass, &OtherHandler::kClass}));
   EXPECT_EQ(manager_.plugins().size(), 1u);
 }
 
@@ -77,10 +74,10 @@ TEST_F(QWPluginsManagerTest, ATypeIsAnsweredUnderItsNameByKeyValueAccess) {
 }
 
 TEST_F(QWPluginsManagerTest, OnlyDirectSubclassesRegisterEachTimeAnew) {
-  EXPECT_FALSE(manager_.registerPluginClass(SpecialHandler::kClass, Type<1>::kClass));
-  EXPECT_FALSE(manager_.registerPluginClass(SpecialHandler::kClass, Type<0>::kClass));
-  EXPECT_FALSE(manager_.registerPluginClass(Type<1>::kClass, Type<1>::kClass));
-  EXPECT_TRUE(manager_.pluginsOfType(Type<1>::kClass).empty());
+  EXPECT_FALSE(manager_.registerPluginClass(SpecialHandler::kClass, Type1::kClass));
+  EXPECT_FALSE(manager_.registerPluginClass(SpecialHandler::kClass, Type0::kClass));
+  EXPECT_FALSE(manager_.registerPluginClass(Type1::kClass, Type1::kClass));
+  EXPECT_TRUE(manager_.pluginsOfType(Type1::kClass).empty());
   EXPECT_TRUE(manager_.registerPluginClass(SpecialHandler::kClass, Handler::kClass));
   EXPECT_TRUE(manager_.registerPluginClass(SpecialHandler::kClass, Handler::kClass));
   EXPECT_EQ(manager_.pluginsOfType(Handler::kClass),

@@ -3,7 +3,7 @@
 #include <map>
 
 #include "platform/system/Clock.h"
-#include "store/Ledger.h"
+#include "store/EditedLedger.h"
 
 namespace {
 
@@ -150,45 +150,17 @@ class FaultyMemory {
 
 }  // namespace
 
-class Faults : public LedgerTest {
+class Faults : public EditedLedger {
  protected:
   void SetUp() override {
     std::error_code none;
     std::filesystem::create_directories(context_.directory() / "work", none);
-    auto store = QWDatabaseManager::open<LedgerManager>(base_, {}, &error);
-    ASSERT_TRUE(store) << error.localizedDescription;
-    store->protectWithPassword("secret");
-    store->setValueForLocalParameter("left", "side");
-    auto tag = store->create<Tag>();
-    tag->setName("tag");
-    store->ledger().tags().add(tag);
-    for (int a = 0; a < 3; ++a) {
-      auto account = addAccount(*store, "Account " + std::to_string(a));
-      for (int i = 0; i < 30; ++i) {
-        auto entry = addEntry(*account, "Payee " + std::to_string(i) + std::string(60, '-'), i);
-        entry->setDetails(qw::Dictionary{{"n", i}});
-        if (i % 3 == 0) entry->setTag(tag.get());
-        if (i % 5 == 0) {
-          auto receipt = store->create<Receipt>();
-          receipt->setScan(qw::Data::fromText(std::string(300, 's')));
-          entry->setReceipt(receipt);
-        }
-      }
-    }
-    auto gone = addAccount(*store, "gone");
-    ASSERT_TRUE(store->save(&error)) << error.localizedDescription;
-    gone->deleteObject();
-    ASSERT_TRUE(store->save(&error)) << error.localizedDescription;
-    before_ = dump(base_);
-    model_ = model(*store);
+    model_ = model(*makeBase(kEntries));
   }
   void TearDown() override { fault = nullptr; }
 
   std::filesystem::path place() const { return context_.directory() / "work" / "test.ledger"; }
-  void restore() const {
-    std::filesystem::remove(place().string() + "-journal");
-    std::filesystem::copy_file(base_, place(), std::filesystem::copy_options::overwrite_existing);
-  }
+  void restore() const { restoreTo(place()); }
   std::shared_ptr<LedgerManager> openPlace() {
     error = {};
     return QWDatabaseManager::open<LedgerManager>(place(), {}, &error);
@@ -201,30 +173,8 @@ class Faults : public LedgerTest {
     EXPECT_TRUE(store) << error.localizedDescription;
     if (kind == Kind::kTruncate)
       sqlite3_exec(store->database(), "PRAGMA journal_mode = TRUNCATE", nullptr, nullptr, nullptr);
-    edit(*store);
+    edit(*store, kEntries);
     return store;
-  }
-
-  /// Everything that a save writes: updates, deletions, insertions, references to deleted objects.
-  void edit(LedgerManager& store) {
-    // New identifiers, the same each time.
-    context_.change([](qw::ApplicationContext& context) {
-      context.identifierSource = [low = std::uint64_t{0}]() mutable {
-        return qw::UUID{0x2222222222224222, 0x8000000000000000 + ++low};
-      };
-    });
-    sqlite3_exec(store.database(), "PRAGMA cache_size = 6", nullptr, nullptr, nullptr);
-    Ledger& ledger = store.ledger();
-    ledger.setTitle("edited");
-    for (Entry& entry : ledger.accounts()[0].entries()) entry.setPayee(std::string(200, 'e'));
-    ledger.accounts()[0].entries()[1].setDetails(qw::Array{1, "two", 3});
-    ledger.accounts()[1].entries().remove(ledger.accounts()[1].entries()[2]);
-    ledger.accounts()[2].deleteObject();
-    ledger.tags()[0].deleteObject();
-    auto account = addAccount(store, "New");
-    for (int i = 0; i < 10; ++i) addEntry(*account, "new " + std::to_string(i), i);
-    account->entries()[3].setReceipt(store.create<Receipt>());
-    store.setValueForLocalParameter("right", "side");
   }
 
   /// What a loaded store holds, as a text.
@@ -369,9 +319,9 @@ class Faults : public LedgerTest {
     }
   }
 
-  const std::filesystem::path base_ = context_.directory() / "base.ledger";
+  static constexpr int kEntries = 30;
   qw::Clock::Override clock_{qw::Date::fromSeconds(1'700'000'000)};
-  std::string before_, after_, model_;
+  std::string model_;
 };
 
 TEST_F(Faults, OfTheDiskDuringASave) {

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "platform/object/UndoGroup.h"
+#include "support/SQLite.h"
 
 constinit const qw::Class Ledger::kClass =
     qw::define<Ledger, QWDatabaseObject>("Ledger", {.table = "Ledger", .synchronizationPriority = 1}, [] {
@@ -60,61 +61,28 @@ bool LedgerTest::isLongRun() {
 }
 
 void LedgerTest::alter(const std::filesystem::path& path, const std::string& sql) {
-  sqlite3* database = nullptr;
-  ASSERT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
-  EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-      << sqlite3_errmsg(database);
-  sqlite3_close(database);
+  SQLite(path).execute(sql);
 }
 
 std::string LedgerTest::dump(const std::filesystem::path& path) {
   // Read-write, so that what a killed save left behind is rolled back first.
-  sqlite3* database = nullptr;
-  sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READWRITE, nullptr);
+  SQLite file(path, SQLITE_OPEN_READWRITE);
   std::string text;
-  const auto read = [&](const std::string& sql) {
-    std::vector<std::string> rows;
-    sqlite3_stmt* statement = nullptr;
-    int result = sqlite3_prepare_v2(database, sql.c_str(), -1, &statement, nullptr);
-    while (result == SQLITE_OK && (result = sqlite3_step(statement)) == SQLITE_ROW) {
-      std::string row;
-      for (int i = 0; i < sqlite3_column_count(statement); ++i) {
-        const auto* value = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
-        row += (i ? "|" : "") + std::string(value ? value : "NULL");
-      }
-      rows.push_back(row);
-      result = SQLITE_OK;
-    }
-    if (result != SQLITE_DONE) rows.push_back(sqlite3_errmsg(database));
-    sqlite3_finalize(statement);
-    return rows;
-  };
-  for (const std::string& row : read("PRAGMA quick_check")) text += row + "\n";
-  for (const std::string& table : read("SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name")) {
-    auto rows = read("SELECT * FROM " + table);
+  for (const std::string& row : file.rows("PRAGMA quick_check")) text += row + "\n";
+  for (const std::string& table :
+       file.rows("SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name")) {
+    auto rows = file.rows("SELECT * FROM " + table);
     std::sort(rows.begin(), rows.end());
     text += table + ":\n";
     for (const std::string& row : rows) text += row + "\n";
   }
-  sqlite3_close(database);
   return text;
 }
 
 std::string LedgerTest::ask(const std::filesystem::path& path, const std::string& sql) {
-  sqlite3* database = nullptr;
-  sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READONLY, nullptr);
   std::string answer;
-  sqlite3_exec(
-      database, sql.c_str(),
-      [](void* answer, int count, char** values, char**) {
-        for (int i = 0; i < count; ++i) {
-          auto& text = *static_cast<std::string*>(answer);
-          text += (text.empty() ? "" : "|") + std::string(values[i] ? values[i] : "NULL");
-        }
-        return 0;
-      },
-      &answer, nullptr);
-  sqlite3_close(database);
+  for (const std::string& row : SQLite(path, SQLITE_OPEN_READONLY).rows(sql))
+    answer += (answer.empty() ? "" : "|") + row;
   return answer;
 }
 

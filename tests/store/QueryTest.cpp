@@ -46,6 +46,23 @@ class Query : public LedgerTest {
   Rows textRow(const std::string& text) {
     return row([&](QWDatabaseQuery& query) { query.setString(text, "a"); });
   }
+  /// What SQLite shows of a bound value, with its unit, and what is read back.
+  template <class Bound, class Read>
+  void kept(void (QWDatabaseQuery::*set)(Bound, std::string_view),
+            Read (QWDatabaseResultSet::*get)(std::string_view) const,
+            const std::type_identity_t<std::remove_cvref_t<Bound>>& value, const std::string& stored,
+            const std::type_identity_t<Read>& read) {
+    const Rows rows = row([&](QWDatabaseQuery& query) { (query.*set)(value, "a"); });
+    const auto unit = rows->stringForColumn("aUnit");
+    EXPECT_EQ(rows->stringForColumn("a").value_or("NULL") + (unit ? "|" + *unit : ""), stored);
+    EXPECT_TRUE(((*rows).*get)("a") == read) << stored;
+  }
+  template <class Bound, class Read>
+  void kept(void (QWDatabaseQuery::*set)(Bound, std::string_view),
+            Read (QWDatabaseResultSet::*get)(std::string_view) const,
+            const std::type_identity_t<std::remove_cvref_t<Bound>>& value, const std::string& stored) {
+    kept(set, get, value, stored, static_cast<Read>(value));
+  }
 
   std::shared_ptr<LedgerManager> store;
 };
@@ -53,88 +70,46 @@ class Query : public LedgerTest {
 TEST_F(Query, EveryTypeHasItsColumnFormat) {
   const qw::TimeZone::Override zone("Europe/Zurich");
   const qw::Date moment = *qw::DateText::readDateTime("2019-12-31 23:30:00");
+  using Q = QWDatabaseQuery;
+  using R = QWDatabaseResultSet;
+  kept(&Q::setBool, &R::boolForColumn, true, "1");
+  kept(&Q::setInt64, &R::boolForColumn, 0x1ff, "511", true);
+  kept(&Q::setInt64, &R::boolForColumn, 0x100, "256", false);
+  kept(&Q::setInt, &R::intForColumn, -7, "-7");
+  kept(&Q::setInt64, &R::int64ForColumn, 1LL << 62, "4611686018427387904");
+  kept(&Q::setDouble, &R::doubleForColumn, 0.1, "0.1");
+  kept(&Q::setString, &R::stringForColumn, "Zürich '\"", "Zürich '\"");
+  kept(&Q::setString, &R::stringForColumn, "", "");
+  kept(&Q::setString, &R::stringForColumn, std::nullopt, "NULL");
+  kept(&Q::setData, &R::dataForColumn, qw::Data::fromText("bytes"), "bytes");
+  kept(&Q::setData, &R::dataForColumn, qw::Data(), "", std::nullopt);
+  kept(&Q::setData, &R::dataForColumn, std::nullopt, "NULL");
+  kept(&Q::setDate, &R::dateForColumn, moment, "2020-01-01", moment.addingSeconds(-30 * 60));
+  kept(&Q::setDateTime, &R::dateTimeForColumn, moment, "2019-12-31 23:30:00");
+  kept(&Q::setDateTime, &R::dateTimeForColumn, std::nullopt, "NULL");
+  kept(&Q::setDuration, &R::durationForColumn, QWDuration::durationWithMonths(3), "3|2");
+  kept(&Q::setDuration, &R::durationForColumn, std::nullopt, "NULL");
+  kept(&Q::setDecimalNumber, &R::decimalNumberForColumn, qw::Decimal::fromText("1234.50"), "1234.5");
+  kept(&Q::setDecimalNumber, &R::decimalNumberForColumn, std::nullopt, "NULL");
+  kept(&Q::setColor, &R::colorForColumn, qw::Color{0.25, 0.5, 1, 0}, "0.250000 0.500000 1.000000 0.000000");
+  const qw::Value json = qw::Dictionary{{"k", qw::Array{1, false}}};
+  kept(&Q::setJSONObject, &R::JSONObjectForColumn, json, "{\"k\":[1,false]}");
+  kept(&Q::setJSONObject, &R::JSONObjectForColumn, {}, "NULL");
+  const auto yes = QWBoolean::trueBoolean();
+  kept(&Q::setConstant, &R::constantForColumn, yes, yes->ID());
+  kept(&Q::setClass, &R::classForColumn, &Ledger::kClass, "Ledger");
+  kept(&Q::setClass, &R::classForColumn, &QWKTClient::kClass, "KTClient");
+  kept(&Q::setClass, &R::classForColumn, &QWKTOther::kClass, "KTOther", nullptr);
+  kept(&Q::setImage, &R::imageForColumn, std::nullopt, "NULL");
   const auto icon = qw::Image::colorIcon({1, 0, 0, 1}, {4, 4}, 2);
-  struct Case {
-    Bind bind;
-    std::string stored;  // of the columns that are not NULL, as SQLite shows them
-    std::function<bool(const QWDatabaseResultSet&)> readsBack;
-  };
-  const Case cases[] = {
-      {[](auto& q) { q.setBool(true, "a"); }, "1", [](auto& r) { return r.boolForColumn("a"); }},
-      {[](auto& q) { q.setInt64(0x1ff, "a"); }, "511", [](auto& r) { return r.boolForColumn("a"); }},
-      {[](auto& q) { q.setInt64(0x100, "a"); }, "256", [](auto& r) { return !r.boolForColumn("a"); }},
-      {[](auto& q) { q.setInt(-7, "a"); }, "-7", [](auto& r) { return r.intForColumn("a") == -7; }},
-      {[](auto& q) { q.setInt64(1LL << 62, "a"); }, "4611686018427387904",
-       [](auto& r) { return r.int64ForColumn("a") == 1LL << 62; }},
-      {[](auto& q) { q.setDouble(0.1, "a"); }, "0.1", [](auto& r) { return r.doubleForColumn("a") == 0.1; }},
-      {[](auto& q) { q.setString("Zürich '\"", "a"); }, "Zürich '\"",
-       [](auto& r) { return r.stringForColumn("a") == "Zürich '\""; }},
-      {[](auto& q) { q.setString("", "a"); }, "", [](auto& r) { return r.stringForColumn("a") == ""; }},
-      {[](auto& q) { q.setString(std::nullopt, "a"); }, "NULL",
-       [](auto& r) { return !r.stringForColumn("a"); }},
-      {[](auto& q) { q.setData(qw::Data::fromText("bytes"), "a"); }, "bytes",
-       [](auto& r) { return r.dataForColumn("a") == qw::Data::fromText("bytes"); }},
-      {[](auto& q) { q.setData(qw::Data(), "a"); }, "", [](auto& r) { return !r.dataForColumn("a"); }},
-      {[](auto& q) { q.setData(std::nullopt, "a"); }, "NULL", [](auto& r) { return r.isNullForColumn("a"); }},
-      {[&](auto& q) { q.setDate(moment, "a"); }, "2020-01-01",
-       [&](auto& r) { return *r.dateForColumn("a") == moment.addingSeconds(-30 * 60); }},
-      {[&](auto& q) { q.setDateTime(moment, "a"); }, "2019-12-31 23:30:00",
-       [&](auto& r) { return r.dateTimeForColumn("a") == moment; }},
-      {[](auto& q) { q.setDateTime(std::nullopt, "a"); }, "NULL",
-       [](auto& r) { return !r.dateTimeForColumn("a"); }},
-      {[](auto& q) { q.setDuration(QWDuration::durationWithMonths(3), "a"); }, "3|2",
-       [](auto& r) { return r.durationForColumn("a") == QWDuration::durationWithMonths(3); }},
-      {[](auto& q) { q.setDuration(std::nullopt, "a"); }, "NULL",
-       [](auto& r) { return !r.durationForColumn("a") && r.isNullForColumn("aUnit"); }},
-      {[](auto& q) { q.setDecimalNumber(qw::Decimal::fromText("1234.5"), "a"); }, "1234.5",
-       [](auto& r) { return r.decimalNumberForColumn("a") == qw::Decimal::fromText("1234.50"); }},
-      {[](auto& q) { q.setDecimalNumber(std::nullopt, "a"); }, "NULL",
-       [](auto& r) { return !r.decimalNumberForColumn("a"); }},
-      {[](auto& q) {
-         q.setColor(qw::Color{0.25, 0.5, 1, 0}, "a");
-       },
-       "0.250000 0.500000 1.000000 0.000000",
-       [](auto& r) {
-         return r.colorForColumn("a") == qw::Color{0.25, 0.5, 1, 0};
-       }},
-      {[](auto& q) {
-         q.setJSONObject(qw::Dictionary{{"k", qw::Array{1, false}}}, "a");
-       },
-       "{\"k\":[1,false]}",
-       [](auto& r) {
-         return r.JSONObjectForColumn("a") == qw::Value(qw::Dictionary{{"k", qw::Array{1, false}}});
-       }},
-      {[](auto& q) { q.setJSONObject({}, "a"); }, "NULL",
-       [](auto& r) { return r.JSONObjectForColumn("a").isNull(); }},
-      {[](auto& q) { q.setConstant(QWBoolean::trueBoolean(), "a"); }, QWBoolean::trueBoolean()->ID(),
-       [](auto& r) { return r.constantForColumn("a") == QWBoolean::trueBoolean(); }},
-      {[](auto& q) { q.setClass(&Ledger::kClass, "a"); }, "Ledger",
-       [](auto& r) { return r.classForColumn("a") == &Ledger::kClass; }},
-      {[](auto& q) { q.setClass(&QWKTClient::kClass, "a"); }, "KTClient",
-       [](auto& r) { return r.classForColumn("a") == &QWKTClient::kClass; }},
-      {[](auto& q) { q.setClass(&QWKTOther::kClass, "a"); }, "KTOther",
-       [](auto& r) { return r.classForColumn("a") == nullptr; }},
-      {[&](auto& q) { q.setImage(icon, "a"); }, "*", [&](auto& r) { return r.imageForColumn("a") == icon; }},
-      {[](auto& q) { q.setImage(std::nullopt, "a"); }, "NULL",
-       [](auto& r) { return !r.imageForColumn("a") && r.isNullForColumn("aScale"); }},
-  };
-  for (const Case& c : cases) {
-    auto rows = row(c.bind);
-    std::string stored = rows->stringForColumn("a").value_or("NULL");
-    if (const auto unit = rows->stringForColumn("aUnit")) stored += "|" + *unit;
-    if (c.stored != "*")
-      EXPECT_EQ(stored, c.stored);
-    else
-      EXPECT_EQ(rows->stringForColumn("aScale"), "2");
-    EXPECT_TRUE(c.readsBack(*rows)) << c.stored;
-  }
+  const auto rows = row([&](QWDatabaseQuery& query) { query.setImage(icon, "a"); });
+  EXPECT_EQ(rows->imageForColumn("a"), icon);
+  EXPECT_EQ(rows->stringForColumn("aScale"), "2");
 }
 
 TEST_F(Query, MalformedTextsReadAsNone) {
-  for (const char* text : {"2020-1-01", "2020-01-011", "2020/01/01", "", "2020-01-01 00:00:00"})
-    EXPECT_FALSE(textRow(text)->dateForColumn("a")) << text;
-  for (const char* text : {"2020-01-01", "2020-01-01T00:00:00", "2020-01-01 00:00", "2020-01-01 00:00:000"})
-    EXPECT_FALSE(textRow(text)->dateTimeForColumn("a")) << text;
+  EXPECT_FALSE(textRow("2020-1-01")->dateForColumn("a"));
+  EXPECT_FALSE(textRow("2020-01-01")->dateTimeForColumn("a"));
   EXPECT_FALSE(textRow("no number")->decimalNumberForColumn("a"));
   EXPECT_FALSE(textRow("")->colorForColumn("a"));
   EXPECT_TRUE(textRow("{\"open\": ")->JSONObjectForColumn("a").isNull());
@@ -146,17 +121,11 @@ TEST_F(Query, MalformedTextsReadAsNone) {
 }
 
 TEST_F(Query, YearsOfAJapaneseEraAreRepaired) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"0031-04-30", "2019-04-30"}, {"0002-05-01", "2020-05-01"}, {"0009-01-01", "2027-01-01"},
-      {"0010-01-01", "1998-01-01"}, {"0100-01-01", "0100-01-01"}, {"2020-01-01", "2020-01-01"}};
-  for (const auto& [stored, meant] : cases)
-    EXPECT_EQ(textRow(stored)->dateForColumn("a"), qw::DateText::readDate(stored)) << "another calendar";
+  EXPECT_EQ(textRow("0031-04-30")->dateForColumn("a"), qw::DateText::readDate("0031-04-30"));
   context_.change([](auto& context) { context.locale = "ja_JP@calendar=japanese"; });
-  for (const auto& [stored, meant] : cases) {
-    EXPECT_EQ(textRow(stored)->dateForColumn("a"), qw::DateText::readDate(meant));
-    const std::string time = " 12:34:56";
-    EXPECT_EQ(textRow(stored + time)->dateTimeForColumn("a"), qw::DateText::readDateTime(meant + time));
-  }
+  EXPECT_EQ(textRow("0031-04-30")->dateForColumn("a"), qw::DateText::readDate("2019-04-30"));
+  EXPECT_EQ(textRow("0031-04-30 12:34:56")->dateTimeForColumn("a"),
+            qw::DateText::readDateTime("2019-04-30 12:34:56"));
 }
 
 TEST_F(Query, UnknownNamesAreLoggedAndSkipped) {

@@ -151,21 +151,16 @@ TEST_F(SaveAndLoad, DropsWhatNoParentLeadsTo) {
   tag->tags().add(under);
   store->save();
   store.reset();
-  sqlite3* database = nullptr;
-  sqlite3_open(path().c_str(), &database);
   const std::string tagID = ask("SELECT ID FROM Tag WHERE parent IS NULL"),
                     underID = ask("SELECT ID FROM Tag WHERE parent IS NOT NULL");
-  const std::string sql =
+  alter(
+      path(),
       "INSERT INTO Entry (ID, account, payee, tag) VALUES ('lost', 'nobody', 'lost', 'x');"
       "INSERT INTO Entry (ID, account, payee, tag, \"index\") SELECT 'odd id', ID, 'odd', 'no such tag', 99 "
       "FROM Account;"
       "INSERT INTO Tag (ID, class, ledger) SELECT 'bad', 'NoSuchClass', ledger FROM Tag;"
       "UPDATE Tag SET parent = '" +
-      underID + "', ledger = NULL WHERE ID = '" + tagID + "'";
-  ASSERT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-      << sqlite3_errmsg(database);
-  sqlite3_close(database);
-
+          underID + "', ledger = NULL WHERE ID = '" + tagID + "'");
   store = open();
   ASSERT_TRUE(store) << error.localizedDescription;
   EXPECT_EQ(store->ledger().tags().size(), 0u) << "a circle of parents hangs on nothing";

@@ -44,15 +44,6 @@ TEST_F(StoreUndo, AnEditAndItsUndoLeaveACleanObject) {
   EXPECT_EQ(entries[1]->modificationsCount(), 0) << "an equal value is no edit";
 }
 
-TEST_F(StoreUndo, ASaveBetweenAnEditAndItsUndoKeepsTheFileRight) {
-  step(*store, [&] { entries[0]->setPayee("x"); });
-  ASSERT_TRUE(store->save());
-  undo->undo();
-  EXPECT_EQ(entries[0]->modificationsCount(), -1);
-  ASSERT_TRUE(store->save());
-  EXPECT_EQ(ask("SELECT payee FROM Entry ORDER BY \"index\""), "a|b|c");
-}
-
 TEST_F(StoreUndo, WhatANewObjectIsGivenComesAndGoesWithIt) {
   std::shared_ptr<Entry> added;
   undo->beginUndoGrouping();
@@ -203,15 +194,6 @@ TEST_F(StoreUndo, RegisteringATakenIDRenamesTheFirst) {
 
 // The file is right after every walk through edits, undos, redos and saves, whatever the counts say.
 
-TEST_F(StoreUndo, AnEditAfterUndoingASavedEditIsSaved) {
-  step(*store, [&] { entries[0]->setPayee("saved"); });
-  ASSERT_TRUE(store->save());
-  undo->undo();
-  step(*store, [&] { entries[0]->setPayee("other"); });
-  ASSERT_TRUE(store->save());
-  EXPECT_EQ(ask("SELECT payee FROM Entry ORDER BY \"index\" LIMIT 1"), "other");
-}
-
 TEST_F(StoreUndo, EditsThatUndoDoesNotKnowAreSaved) {
   step(*store, [&] { entries[0]->setPayee("saved"); });
   ASSERT_TRUE(store->save());
@@ -234,28 +216,6 @@ TEST_F(StoreUndo, EditsOfObserversDuringAnUndoAreSaved) {
   EXPECT_EQ(entries[0]->payee(), "1");
   ASSERT_TRUE(store->save());
   EXPECT_EQ(ask("SELECT payee, amount FROM Entry ORDER BY \"index\" LIMIT 1"), "1|7");
-}
-
-TEST_F(StoreUndo, PlacesAreSavedHoweverManyStepsTheySettleTogether) {
-  const auto insertFirst = [&](const char* name) {
-    step(*store, [&] {
-      auto entry = store->create<Entry>();
-      entry->setPayee(name);
-      account->entries().insert(entry, 0);
-    });
-  };
-  step(*store, [&] { entries[0]->setPayee("A"); });
-  insertFirst("x");
-  insertFirst("y");
-  undo->undo();
-  ASSERT_TRUE(store->save());
-  EXPECT_EQ(ask("SELECT payee, \"index\" FROM Entry ORDER BY \"index\""), "x|0|A|1|b|2|c|3");
-  insertFirst("y");
-  undo->undo();
-  undo->undo();
-  ASSERT_TRUE(store->save());
-  EXPECT_EQ(ask("SELECT payee, \"index\" FROM Entry ORDER BY \"index\""), "A|0|b|1|c|2");
-  EXPECT_EQ(store->computeChanges().size(), 3 + store->deletedIDs().size()) << "only the store's own rows";
 }
 
 TEST_F(StoreUndo, RandomWalksOfEditsUndosAndSavesKeepTheFile) {

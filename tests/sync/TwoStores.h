@@ -1,13 +1,20 @@
 #pragma once
 
-#include <fstream>
-
 #include "platform/files/ZipArchive.h"
 #include "platform/loop/RunLoop.h"
 #include "platform/system/Clock.h"
 #include "store/Ledger.h"
+#include "support/Files.h"
+#include "support/SQLite.h"
 #include "support/ScriptedPresenter.h"
 #include "sync/QWDatabaseSynchronizationSessionController.h"
+
+/// Synchronizes accounts first, then their entries.
+class SteppedManager : public LedgerManager {
+ public:
+  int numberOfSynchronizationSteps() const override { return 2; }
+  std::int64_t maximumSynchronizationPriorityForStep(int step) const override { return step == 1 ? 4 : -1; }
+};
 
 /// A store with an account "A" of entries a, b, c, and a copy of its file that goes its own way. The clock
 /// stands; `later` moves it on by an hour.
