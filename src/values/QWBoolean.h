@@ -1,11 +1,11 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "values/QWConstant.h"
 
-/// No and Yes as objects, for choices and settings. There are exactly two, shared.
+/// No and Yes as objects, for choices and settings. There are exactly two, shared; by name they are also
+/// found as "0" and "1".
 class QWBoolean : public QWConstantOf<QWBoolean> {
  public:
   static const qw::Class kClass;
@@ -14,9 +14,6 @@ class QWBoolean : public QWConstantOf<QWBoolean> {
   static Pointer falseBoolean() { return constantWithValue(0); }
   /// "Yes", 1.
   static Pointer trueBoolean() { return constantWithValue(1); }
-  /// Also understands "0" and "1"; null for any other name.
-  static Pointer constantWithName(std::string_view name);
-
   std::string description() const override;
 
   static void addConstants(QWConstantsManager& manager);

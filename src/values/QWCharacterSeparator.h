@@ -26,6 +26,7 @@ class QWCharacterSeparator : public QWConstantOf<QWCharacterSeparator> {
   /// One character as UTF-8, or empty.
   const std::string& character() const { return character_; }
   std::string description() const override;
+  void initWithCoder(qw::KeyedUnarchiver& coder) override;
 
   static void addConstants(QWConstantsManager& manager);
 
