@@ -43,6 +43,8 @@ class QWCurrency {
   std::size_t hash() const;
   static constexpr std::string_view kArchiveClass = "QWCurrency";
   void encodeWithCoder(qw::KeyedArchiver& coder) const;
+  /// Tells the unarchiver how currencies are read; the framework's class list does.
+  static void addArchiveClasses();
   friend bool operator==(const QWCurrency&, const QWCurrency&) = default;
 
  private:

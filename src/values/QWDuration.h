@@ -59,6 +59,8 @@ class QWDuration {
   std::size_t hash() const;
   static constexpr std::string_view kArchiveClass = "QWDuration";
   void encodeWithCoder(qw::KeyedArchiver& coder) const;
+  /// Tells the unarchiver how durations are read; the framework's class list does.
+  static void addArchiveClasses();
   /// Whether unit and count are the same.
   friend bool operator==(const QWDuration&, const QWDuration&) = default;
 

@@ -1,0 +1,15 @@
+#include "values/QWBoolean.h"
+#include "values/QWCharacterSeparator.h"
+#include "values/QWCurrency.h"
+#include "values/QWDuration.h"
+#include "values/QWStringEncoding.h"
+
+// All that archives and stores find by name, for `qw::ClassRegistry::addFrameworkClasses`. Written down here
+// and not said by each class, because a linker drops a static library's parts that nothing refers to.
+extern "C" [[gnu::visibility("default")]] void qw_addFrameworkClasses();
+
+void qw_addFrameworkClasses() {
+  qw::ClassRegistry::add({&QWBoolean::kClass, &QWStringEncoding::kClass, &QWCharacterSeparator::kClass});
+  QWDuration::addArchiveClasses();
+  QWCurrency::addArchiveClasses();
+}
