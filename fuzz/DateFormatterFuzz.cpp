@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!isRead && date) std::abort();
   if (isRead && !date && text.find_first_not_of(" \t\r\n") != std::string_view::npos) std::abort();
   const bool isGregorian = data[0] % kLocales.size() < kGregorian;
-  if (!isGregorian || !PlainDateLayout::ofPattern(DatePattern(format)) ||
+  if (!isGregorian || !qw::PlainDateLayout::ofPattern(qw::DatePattern(format)) ||
       format.size() + 3 > QWDateFormatter::kMaxFormatSize) {
     if (date) formatter.stringFromDate(*date);
     return 0;

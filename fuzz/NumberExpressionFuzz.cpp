@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   static QWNumberFormatter* const formatter = [] {
     auto* made = new QWNumberFormatter;
-    made->setMaximumFractionDigits(NumberStyle::kMaxFractionDigits);
+    made->setMaximumFractionDigits(qw::NumberStyle::kMaxFractionDigits);
     return made;
   }();
   for (const bool guesses : {true, false}) {

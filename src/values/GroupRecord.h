@@ -6,26 +6,30 @@
 
 #include "platform/Object.h"
 
+namespace qw {
+
 /// One level of a grouping by paths (`QWArrayAdditions::groupsForKeyPath`). Answers the keys "name", "object"
 /// (null unless a grouped object ends here) and "subgroups" (null unless there are any). Owned by the record
 /// above it.
-class GroupRecord : public qw::Object {
+class GroupRecord : public Object {
  public:
-  static const qw::Class kClass;
+  static const Class kClass;
 
   /// The text of the path component.
   const std::string& name() const { return name_; }
-  const qw::Value& object() const { return object_; }
+  const Value& object() const { return object_; }
   const std::vector<std::shared_ptr<GroupRecord>>& subgroups() const { return subgroups_; }
 
   void setName(std::string name) { name_ = std::move(name); }
-  void setObject(qw::Value object) { object_ = std::move(object); }
+  void setObject(Value object) { object_ = std::move(object); }
   void addSubgroup(std::shared_ptr<GroupRecord> subgroup) { subgroups_.push_back(std::move(subgroup)); }
 
  private:
-  qw::Value subgroupsValue() const;
+  Value subgroupsValue() const;
 
   std::string name_;
-  qw::Value object_;
+  Value object_;
   std::vector<std::shared_ptr<GroupRecord>> subgroups_;
 };
+
+}  // namespace qw

@@ -9,6 +9,8 @@
 
 #include "values/UTF8.h"
 
+namespace qw {
+
 namespace {
 
 // A number's text is reduced to one byte a sign: ASCII digits, '.', ',', and these.
@@ -93,7 +95,7 @@ std::string_view NumberReader::trimmed(std::string_view text) {
   return text;
 }
 
-std::optional<qw::Decimal> NumberReader::read(std::string_view text, Separators separators) const {
+std::optional<Decimal> NumberReader::read(std::string_view text, Separators separators) const {
   text = trimmed(text);
   if (text.size() > kMaxTextSize) return std::nullopt;
   bool negative = false;
@@ -167,7 +169,7 @@ NumberReader::Signs NumberReader::guess(std::string_view text) const {
   return {found, kNone};
 }
 
-std::optional<qw::Decimal> NumberReader::parse(std::string_view text, const Signs& signs) const {
+std::optional<Decimal> NumberReader::parse(std::string_view text, const Signs& signs) const {
   constexpr std::int64_t kFull = 100'000'000'000'000'000;  // one more digit still fits
   std::int64_t mantissa = 0;
   int fraction = 0;
@@ -205,12 +207,14 @@ std::optional<qw::Decimal> NumberReader::parse(std::string_view text, const Sign
     }
   }
   if (!any || (!afterPoint && !closes())) return std::nullopt;
-  if (!isLong) return qw::Decimal::withMantissa(mantissa, -fraction);
+  if (!isLong) return Decimal::withMantissa(mantissa, -fraction);
   std::array<char, kMaxTextSize> digits;
   char* end = digits.data();
   for (const char c : text) {
     if (isDigit(c)) *end++ = c;
     if (c == signs.decimal) *end++ = '.';
   }
-  return qw::Decimal::fromText({digits.data(), static_cast<std::size_t>(end - digits.data())});
+  return Decimal::fromText({digits.data(), static_cast<std::size_t>(end - digits.data())});
 }
+
+}  // namespace qw

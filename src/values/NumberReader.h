@@ -7,6 +7,8 @@
 
 #include "platform/Decimal.h"
 
+namespace qw {
+
 /// How a formatter writes numbers, as far as a reader must know.
 struct NumberNotation {
   std::string decimalSeparator = ".";
@@ -25,12 +27,12 @@ class NumberReader {
  public:
   enum class Separators { kGuessed, kOwn };
   /// No longer text is a number.
-  static constexpr std::size_t kMaxTextSize = qw::Decimal::kMaxReadSize;
+  static constexpr std::size_t kMaxTextSize = Decimal::kMaxReadSize;
 
   explicit NumberReader(NumberNotation notation);
 
   /// The number that the whole text is, apart from white space around it; digits beyond 38 are rounded.
-  std::optional<qw::Decimal> read(std::string_view text, Separators separators) const;
+  std::optional<Decimal> read(std::string_view text, Separators separators) const;
   /// Whether something in the text would part whole numbers from fractions.
   bool containsDecimalSeparator(std::string_view text, Separators separators) const;
 
@@ -41,9 +43,11 @@ class NumberReader {
   struct Signs;
   std::optional<std::size_t> normalized(std::string_view text, char* out) const;
   Signs guess(std::string_view text) const;
-  std::optional<qw::Decimal> parse(std::string_view text, const Signs& signs) const;
+  std::optional<Decimal> parse(std::string_view text, const Signs& signs) const;
 
   NumberNotation notation_;
   char decimal_;
   char grouping_;
 };
+
+}  // namespace qw

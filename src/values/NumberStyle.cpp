@@ -10,6 +10,8 @@
 #include <string_view>
 #include <utility>
 
+namespace qw {
+
 namespace {
 
 using Symbol = icu::DecimalFormatSymbols::ENumberFormatSymbol;
@@ -91,9 +93,9 @@ void trimAffixes(icu::DecimalFormat& format) {
 struct NumberStyle::Format {
   std::unique_ptr<icu::DecimalFormat> format;
 
-  std::string write(const qw::Decimal& value, std::int32_t* digitsBegin = nullptr,
+  std::string write(const Decimal& value, std::int32_t* digitsBegin = nullptr,
                     std::int32_t* digitsEnd = nullptr) const {
-    char text[qw::Decimal::kMaxTextSize];
+    char text[Decimal::kMaxTextSize];
     const auto size = static_cast<std::int32_t>(value.write(text) - text);
     UErrorCode status = U_ZERO_ERROR;
     icu::UnicodeString out;
@@ -194,7 +196,7 @@ bool NumberStyle::learn() {
   if (digits_.front() == "0" && digits_.back() == "9") digits_ = {};
   for (const bool negative : {false, true}) {
     std::int32_t begin = 0, end = 0;
-    const std::string text = icu_->write(negative ? qw::Decimal(-1) : qw::Decimal(1), &begin, &end);
+    const std::string text = icu_->write(negative ? Decimal(-1) : Decimal(1), &begin, &end);
     Affixes& affixes = negative ? negative_ : positive_;
     affixes.prefix = text.substr(0, static_cast<std::size_t>(begin));
     affixes.suffix = text.substr(static_cast<std::size_t>(end));
@@ -208,22 +210,21 @@ bool NumberStyle::learn() {
                                       "-999",    "1234", "-12345.678",   "999999.5", "1234567.891",
                                       "-123456", "1e12", "-9876543.2101"};
   return std::all_of(std::begin(kSamples), std::end(kSamples), [this](const char* sample) {
-    const qw::Decimal value =
-        qw::Decimal::fromText(sample)->rounded(maximumFractionDigits_, qw::RoundingMode::bankers);
+    const Decimal value = Decimal::fromText(sample)->rounded(maximumFractionDigits_, RoundingMode::bankers);
     return formatHere(value) == formatWithICU(value);
   });
 }
 
-std::string NumberStyle::format(const qw::Decimal& value) const {
+std::string NumberStyle::format(const Decimal& value) const {
   const int scale = maximumFractionDigits_ + (kind_ == Kind::kPercent ? 2 : 0);
-  const qw::Decimal shown = value.rounded(scale, qw::RoundingMode::bankers);
+  const Decimal shown = value.rounded(scale, RoundingMode::bankers);
   if (canFormatHere_) {
     if (auto text = formatHere(shown)) return *std::move(text);
   }
   return formatWithICU(shown);
 }
 
-std::string NumberStyle::formatWithICU(const qw::Decimal& value) const {
+std::string NumberStyle::formatWithICU(const Decimal& value) const {
   icu::DecimalFormat& format = *icu_->format;
   if (format.getMinimumFractionDigits() != minimumFractionDigits_ ||
       format.getMaximumFractionDigits() != maximumFractionDigits_) {
@@ -233,9 +234,9 @@ std::string NumberStyle::formatWithICU(const qw::Decimal& value) const {
   return icu_->write(value);
 }
 
-std::optional<std::string> NumberStyle::formatHere(const qw::Decimal& value) const {
-  char plain[qw::Decimal::kMaxTextSize];
-  const qw::Decimal shown = kind_ == Kind::kPercent ? value.multipliedByPowerOf10(2) : value;
+std::optional<std::string> NumberStyle::formatHere(const Decimal& value) const {
+  char plain[Decimal::kMaxTextSize];
+  const Decimal shown = kind_ == Kind::kPercent ? value.multipliedByPowerOf10(2) : value;
   if (shown.isNaN()) return std::nullopt;
   const char* const end = shown.write(plain);
   std::string_view integer(plain, static_cast<std::size_t>(end - plain));
@@ -278,3 +279,5 @@ std::optional<std::string> NumberStyle::formatHere(const qw::Decimal& value) con
   put(affixes.suffix);
   return std::string(buffer, static_cast<std::size_t>(out - buffer));
 }
+
+}  // namespace qw

@@ -11,6 +11,8 @@
 #include "platform/Decimal.h"
 #include "values/NumberReader.h"
 
+namespace qw {
+
 /// How numbers are written: the patterns and signs that ICU knows for a locale (Unicode TR 35) under the
 /// wishes of a formatter. Almost every number is written here from what ICU's format was found to do; the
 /// rest, and everything where that was found to differ, by ICU itself. Negative numbers begin with a minus
@@ -38,7 +40,7 @@ class NumberStyle {
   NumberStyle& operator=(const NumberStyle&) = delete;
 
   /// Rounded half to even to the digits that are shown, and without a sign when that is zero.
-  std::string format(const qw::Decimal& value) const;
+  std::string format(const Decimal& value) const;
   const NumberReader& reader() const { return reader_; }
   const std::string& decimalSeparator() const { return decimalSeparator_; }
   const std::string& groupingSeparator() const { return groupingSeparator_; }
@@ -49,7 +51,7 @@ class NumberStyle {
   /// From 0 to `kMaxFractionDigits`; the last one set moves the other where they would cross.
   void setMinimumFractionDigits(int digits);
   void setMaximumFractionDigits(int digits);
-  static constexpr int kMaxFractionDigits = -qw::Decimal::kMinExponent;
+  static constexpr int kMaxFractionDigits = -Decimal::kMinExponent;
 
  private:
   struct Format;
@@ -59,8 +61,8 @@ class NumberStyle {
     std::string suffix;
   };
 
-  std::string formatWithICU(const qw::Decimal& value) const;
-  std::optional<std::string> formatHere(const qw::Decimal& value) const;
+  std::string formatWithICU(const Decimal& value) const;
+  std::optional<std::string> formatHere(const Decimal& value) const;
   bool learn();
 
   std::unique_ptr<Format> icu_;
@@ -78,3 +80,5 @@ class NumberStyle {
   bool canFormatHere_ = false;
   NumberReader reader_;
 };
+
+}  // namespace qw

@@ -65,7 +65,8 @@ qw::Dictionary objectPathsMapWithKeyPath(const qw::Array& array, std::string_vie
 /// text there are left out; records keep the order in which they are first met; of elements with equal paths
 /// the last is kept. What a path has beyond `kDeepestGroup` components stays together as the name of its last
 /// record.
-std::vector<std::shared_ptr<GroupRecord>> groupsForKeyPath(const qw::Array& array, std::string_view keyPath);
+std::vector<std::shared_ptr<qw::GroupRecord>> groupsForKeyPath(const qw::Array& array,
+                                                               std::string_view keyPath);
 inline constexpr std::size_t kDeepestGroup = 1000;
 
 /// What a menu shows for group records: a record with an object becomes an item that stands for it, any other
@@ -75,7 +76,7 @@ struct MenuItem {
   qw::Value representedObject;
   std::vector<MenuItem> submenu;
 };
-std::vector<MenuItem> groupsMenu(const std::vector<std::shared_ptr<GroupRecord>>& groups);
+std::vector<MenuItem> groupsMenu(const std::vector<std::shared_ptr<qw::GroupRecord>>& groups);
 
 }  // namespace QWArrayAdditions
 

@@ -18,7 +18,7 @@ std::string withoutFirst(std::string_view text, std::string_view sign) {
   const std::size_t at = text.find(sign);
   std::string rest(text.substr(0, at));
   rest += text.substr(at + sign.size());
-  return std::string(NumberReader::trimmed(rest));
+  return std::string(qw::NumberReader::trimmed(rest));
 }
 
 /// The formatters of the currencies that a thread wrote last.
@@ -60,7 +60,7 @@ void QWCurrencyFormatter::setCurrency(std::optional<QWCurrency> currency) {
 }
 
 void QWCurrencyFormatter::updateCurrency() {
-  NumberStyle::Wishes changed = wishes();
+  qw::NumberStyle::Wishes changed = wishes();
   changed.currencyCode = currency_ ? std::optional(currency_->code()) : std::nullopt;
   changed.currencySymbol = currency_ ? currency_->symbol() : std::string();
   changed.minimumFractionDigits = currency_ ? currency_->fractionDigits() : 0;
@@ -91,7 +91,7 @@ void QWCurrencyFormatter::setCurrencies(std::vector<QWCurrency> currencies) {
 
 void QWCurrencyFormatter::setCurrencyCode(std::string_view code) {
   if (wishes().currencyCode == code) return;
-  NumberStyle::Wishes changed = wishes();
+  qw::NumberStyle::Wishes changed = wishes();
   changed.currencyCode = code;
   changed.currencySymbol = std::nullopt;
   setWishes(std::move(changed));
@@ -99,7 +99,7 @@ void QWCurrencyFormatter::setCurrencyCode(std::string_view code) {
 
 void QWCurrencyFormatter::setCurrencySymbol(std::string_view symbol) {
   if (wishes().currencySymbol == symbol) return;
-  NumberStyle::Wishes changed = wishes();
+  qw::NumberStyle::Wishes changed = wishes();
   changed.currencySymbol = symbol;
   setWishes(std::move(changed));
 }
@@ -132,12 +132,12 @@ void QWCurrencyFormatter::fixEnglishNotation(Components& components) const {
 }
 
 std::optional<qw::Decimal> QWCurrencyFormatter::evaluateString(std::string_view text) const {
-  return evaluateAmount(NumberReader::trimmed(text), 0);
+  return evaluateAmount(qw::NumberReader::trimmed(text), 0);
 }
 
 /// `taken` symbols and codes were taken out of the text before.
 std::optional<qw::Decimal> QWCurrencyFormatter::evaluateAmount(std::string_view text, int taken) const {
-  if (text.size() > NumberReader::kMaxTextSize) return std::nullopt;
+  if (text.size() > qw::NumberReader::kMaxTextSize) return std::nullopt;
   const bool mayHaveSign = std::any_of(text.begin(), text.end(),
                                        [this](char c) { return beginsSign_[static_cast<unsigned char>(c)]; });
   if (!mayHaveSign) return evaluateNumber(text, taken);
@@ -177,7 +177,7 @@ std::vector<QWCurrencyFormatter::Sign> QWCurrencyFormatter::longestFirst(
   std::vector<Sign> signs;
   for (std::size_t i = 0; i < currencies_.size(); ++i) {
     // Texts are trimmed, too: Arabic symbols end with a mark of their writing direction.
-    const std::string_view sign = NumberReader::trimmed((currencies_[i].*text)());
+    const std::string_view sign = qw::NumberReader::trimmed((currencies_[i].*text)());
     if (!sign.empty()) signs.push_back({std::string(sign), i});
   }
   std::stable_sort(signs.begin(), signs.end(),

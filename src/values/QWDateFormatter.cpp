@@ -74,8 +74,8 @@ class QWDateFormatter::Engine {
     if (!writer_) return;
     prepareWriter();
     pattern_ = utf8(writer_->toPattern(text_.remove()));
-    layout_ = DatePattern(DatePattern::withoutInvisible(pattern_));
-    if (isGregorian_ && hasLatinDigits()) plain_ = PlainDateLayout::ofPattern(DatePattern(pattern_));
+    layout_ = qw::DatePattern(qw::DatePattern::withoutInvisible(pattern_));
+    if (isGregorian_ && hasLatinDigits()) plain_ = qw::PlainDateLayout::ofPattern(qw::DatePattern(pattern_));
     prepareReader();
   }
 
@@ -85,7 +85,7 @@ class QWDateFormatter::Engine {
   }
 
   const std::string& pattern() const { return pattern_; }
-  const DatePattern& layout() const { return layout_; }
+  const qw::DatePattern& layout() const { return layout_; }
 
   std::string write(qw::Date date) {
     if (plain_) return plain_->write(date);
@@ -104,7 +104,7 @@ class QWDateFormatter::Engine {
     std::optional<qw::Date> date = readByICU(text);
     if (!date) return date;
     if (!isGregorian_) {
-      const auto plain = DatePattern::withoutInvisible;
+      const auto plain = qw::DatePattern::withoutInvisible;
       return !isMisread_ || trimmed(plain(write(*date))) == plain(text) ? date : std::nullopt;
     }
     const std::int64_t local = zone_->localFromUTC(date->seconds());
@@ -163,8 +163,8 @@ class QWDateFormatter::Engine {
 
   void prepareReader() {
     reader_.reset(writer_->clone());
-    reader_->applyPattern(
-        utf16(layout_.forReading(isGregorian_ ? DatePattern::Years::gregorian : DatePattern::Years::other)));
+    reader_->applyPattern(utf16(layout_.forReading(isGregorian_ ? qw::DatePattern::Years::gregorian
+                                                                : qw::DatePattern::Years::other)));
     namesZone_ = layout_.has("zZvVXxO");
     // In calendars with leap months, ICU takes years with cyclic names ("2024甲辰年") and the numbers of
     // months for others; what it takes them for shows when it is written again.
@@ -182,7 +182,7 @@ class QWDateFormatter::Engine {
     std::vector<icu::UnicodeString> plain;
     plain.reserve(static_cast<std::size_t>(count));
     for (std::int32_t i = 0; i < count; ++i)
-      plain.push_back(utf16(DatePattern::withoutInvisible(utf8(markers[i]))));
+      plain.push_back(utf16(qw::DatePattern::withoutInvisible(utf8(markers[i]))));
     symbols.setAmPmStrings(plain.data(), count);
     reader_->setDateFormatSymbols(symbols);
   }
@@ -190,7 +190,7 @@ class QWDateFormatter::Engine {
   std::optional<qw::Date> readByICU(std::string_view text) {
     if (!reader_) return std::nullopt;
     if (isGregorian_) setTwoDigitYears();
-    text_ = utf16(trimmed(DatePattern::withoutInvisible(text)));
+    text_ = utf16(trimmed(qw::DatePattern::withoutInvisible(text)));
     icu::ParsePosition position;
     const double milliseconds = reader_->parse(text_, position);
     if (position.getErrorIndex() >= 0 || position.getIndex() != text_.length()) return std::nullopt;
@@ -207,7 +207,7 @@ class QWDateFormatter::Engine {
 
   // Two digits mean a year from the first of January 80 years ago on, by our clock.
   void setTwoDigitYears() {
-    const std::int64_t first = PlainDateLayout::firstTwoDigitYear();
+    const std::int64_t first = qw::PlainDateLayout::firstTwoDigitYear();
     if (std::exchange(firstTwoDigitYear_, first) == first) return;
     UErrorCode status = U_ZERO_ERROR;
     reader_->set2DigitYearStart(static_cast<double>(CivilDate::days(first, 1, 1)) * 86'400'000, status);
@@ -222,8 +222,8 @@ class QWDateFormatter::Engine {
   bool isMisread_ = false;
   std::int64_t firstTwoDigitYear_ = INT64_MIN;
   std::string pattern_;
-  DatePattern layout_{""};
-  std::optional<PlainDateLayout> plain_;
+  qw::DatePattern layout_{""};
+  std::optional<qw::PlainDateLayout> plain_;
   std::unique_ptr<icu::SimpleDateFormat> writer_, reader_;
   icu::UnicodeString text_;
 };
@@ -310,7 +310,7 @@ std::optional<qw::Date> QWDateFormatter::dateFromDigits(std::string_view text) c
 
   const qw::Date today = QWDateAdditions::today();
   int year = QWDateAdditions::yearOfCommonEra(today), month = QWDateAdditions::monthOfYear(today), day = 0;
-  const DatePattern& layout = engine().layout();
+  const qw::DatePattern& layout = engine().layout();
   const std::size_t d = layout.position('d'), m = layout.position('M'), y = layout.position('y');
   switch (count) {
     case 1:

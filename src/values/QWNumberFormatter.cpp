@@ -31,19 +31,19 @@ std::optional<qw::Decimal> QWNumberFormatter::parseString(std::string_view text,
 QWNumberFormatter::QWNumberFormatter() = default;
 QWNumberFormatter::~QWNumberFormatter() = default;
 
-const NumberStyle& QWNumberFormatter::style() const {
+const qw::NumberStyle& QWNumberFormatter::style() const {
   const std::uint64_t generation = qw::ApplicationContext::generation();
   if (style_ && generation == generation_) return *style_;
   const std::string& locale = qw::ApplicationContext::current().locale;
   if (!style_ || locale != locale_) {
     locale_ = locale;
-    style_ = std::make_unique<NumberStyle>(locale_, wishes_);
+    style_ = std::make_unique<qw::NumberStyle>(locale_, wishes_);
   }
   generation_ = qw::ApplicationContext::generation();  // the first look at the context may have made it
   return *style_;
 }
 
-void QWNumberFormatter::setWishes(NumberStyle::Wishes wishes) {
+void QWNumberFormatter::setWishes(qw::NumberStyle::Wishes wishes) {
   wishes_ = std::move(wishes);
   style_.reset();
 }

@@ -24,7 +24,7 @@
 class QWNumberFormatter {
  public:
   using Behavior = QWDecimalNumberAdditions::Behavior;
-  using Style = NumberStyle::Kind;
+  using Style = qw::NumberStyle::Kind;
   struct Component;
   using Components = std::vector<Component>;
 
@@ -65,7 +65,8 @@ class QWNumberFormatter {
   /// How a number that was read is rounded; without, it keeps its digits.
   const std::optional<Behavior>& decimalNumberBehavior() const { return behavior_; }
   void setDecimalNumberBehavior(std::optional<Behavior> behavior) { behavior_ = behavior; }
-  /// The style's until others are set: 0 and 3 for decimals. Cut to 0 … `NumberStyle::kMaxFractionDigits`.
+  /// The style's until others are set: 0 and 3 for decimals. Cut to 0 …
+  /// `qw::NumberStyle::kMaxFractionDigits`.
   int minimumFractionDigits() const { return style().minimumFractionDigits(); }
   int maximumFractionDigits() const { return style().maximumFractionDigits(); }
   void setMinimumFractionDigits(int digits);
@@ -85,23 +86,23 @@ class QWNumberFormatter {
 
  protected:
   /// Makes what depends on the wishes anew.
-  void setWishes(NumberStyle::Wishes wishes);
-  const NumberStyle::Wishes& wishes() const { return wishes_; }
+  void setWishes(qw::NumberStyle::Wishes wishes);
+  const qw::NumberStyle::Wishes& wishes() const { return wishes_; }
   /// Texts that are no operators although they hold some, such as the currency symbol "S/". None is empty.
   void setWords(std::vector<std::string> words) { words_ = std::move(words); }
   /// In the locale in force.
-  const NumberStyle& style() const;
-  NumberReader::Separators separators() const {
-    return guessesSeparators_ ? NumberReader::Separators::kGuessed : NumberReader::Separators::kOwn;
+  const qw::NumberStyle& style() const;
+  qw::NumberReader::Separators separators() const {
+    return guessesSeparators_ ? qw::NumberReader::Separators::kGuessed : qw::NumberReader::Separators::kOwn;
   }
 
  private:
   /// The place of the first one, or the size of the text.
   std::size_t findOperator(std::string_view text) const;
 
-  NumberStyle::Wishes wishes_;
+  qw::NumberStyle::Wishes wishes_;
   std::vector<std::string> words_;
-  mutable std::unique_ptr<NumberStyle> style_;
+  mutable std::unique_ptr<qw::NumberStyle> style_;
   mutable std::uint64_t generation_ = 0;  // of the application context that gave the locale
   mutable std::string locale_;
   std::optional<Behavior> behavior_;

@@ -91,9 +91,9 @@ bool QWNumberFormatter::getObjectValue(std::optional<Decimal>& value, std::strin
   if (text.empty()) return true;
   if (text.size() > kMaxTextSize) return false;
   // A text without operators but a minus sign before it is a tree of one number, or of a minus and one.
-  const std::string_view whole = NumberReader::trimmed(text);
+  const std::string_view whole = qw::NumberReader::trimmed(text);
   const bool negative = whole.starts_with('-');
-  const std::string_view number = negative ? NumberReader::trimmed(whole.substr(1)) : whole;
+  const std::string_view number = negative ? qw::NumberReader::trimmed(whole.substr(1)) : whole;
   if (!number.empty() && std::none_of(number.begin(), number.end(), isOperator)) {
     value = evaluateString(number);
     if (value && negative) value = -*value;
@@ -121,7 +121,7 @@ std::optional<QWNumberFormatter::Components> QWNumberFormatter::componentsFromSt
   std::vector<Components> open(1);
   while (!text.empty()) {
     const std::size_t at = findOperator(text);
-    const std::string_view before = NumberReader::trimmed(text.substr(0, at));
+    const std::string_view before = qw::NumberReader::trimmed(text.substr(0, at));
     const char operation = at < text.size() ? text[at] : '\0';
     text.remove_prefix(std::min(at + 1, text.size()));
     if (operation == '(') {

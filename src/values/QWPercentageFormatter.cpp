@@ -48,6 +48,6 @@ bool QWPercentageFormatter::getObjectValue(std::optional<qw::Decimal>& value, st
 std::optional<qw::Decimal> QWPercentageFormatter::evaluateString(std::string_view text) const {
   std::string number(text);
   removeAll(number, "%");
-  removeAll(number, NumberReader::trimmed(style().percentSign()));
+  removeAll(number, qw::NumberReader::trimmed(style().percentSign()));
   return QWNumberFormatter::evaluateString(number);
 }
