@@ -10,6 +10,9 @@
 #include <string_view>
 #include <utility>
 
+#include "values/Blanks.h"
+#include "values/ICUText.h"
+
 namespace qw {
 
 namespace {
@@ -23,16 +26,6 @@ constexpr std::size_t kMaxSeparatorSize = 8;
 constexpr std::size_t kMaxDigitSize = 4;
 constexpr std::size_t kBufferSize = (kMaxDigits + NumberStyle::kMaxFractionDigits) * kMaxDigitSize +
                                     kMaxDigits * kMaxSeparatorSize + 2 * kMaxAffixSize;
-
-std::string utf8(const icu::UnicodeString& text) {
-  std::string result;
-  text.toUTF8String(result);
-  return result;
-}
-
-icu::UnicodeString utf16(std::string_view text) {
-  return icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(text.size())});
-}
 
 std::unique_ptr<icu::DecimalFormat> makeFormat(const std::string& locale, NumberStyle::Kind kind) {
   const UNumberFormatStyle style = kind == NumberStyle::Kind::kCurrency  ? UNUM_CURRENCY
@@ -78,9 +71,7 @@ void checkNegativeFormat(icu::DecimalFormat& format) {
 
 // An amount without a symbol has no blank in its place either.
 void trimAffixes(icu::DecimalFormat& format) {
-  const auto trimmed = [](const icu::UnicodeString& affix) {
-    return utf16(NumberReader::trimmed(utf8(affix)));
-  };
+  const auto trimmed = [](const icu::UnicodeString& affix) { return utf16(qw::trimmed(utf8(affix))); };
   icu::UnicodeString affix;
   format.setPositivePrefix(trimmed(format.getPositivePrefix(affix)));
   format.setPositiveSuffix(trimmed(format.getPositiveSuffix(affix)));
@@ -160,12 +151,10 @@ NumberStyle::NumberStyle(const std::string& locale, const Wishes& wishes)
   if (wishes.maximumFractionDigits) setMaximumFractionDigits(*wishes.maximumFractionDigits);
   canFormatHere_ = learn();
 
-  reader_ = NumberReader(
-      {.decimalSeparator = decimalSeparator_,
-       .groupingSeparator = groupingSeparator_,
-       .minusSign = utf8(symbols.getConstSymbol(Symbol::kMinusSignSymbol)),
-       .zeroDigit = static_cast<char32_t>(symbols.getConstSymbol(Symbol::kZeroDigitSymbol).char32At(0)),
-       .secondaryGroupingSize = secondaryGroupingSize_});
+  reader_ = NumberReader({.decimalSeparator = decimalSeparator_,
+                          .groupingSeparator = groupingSeparator_,
+                          .minusSign = utf8(symbols.getConstSymbol(Symbol::kMinusSignSymbol)),
+                          .secondaryGroupingSize = secondaryGroupingSize_});
 }
 
 NumberStyle::~NumberStyle() = default;

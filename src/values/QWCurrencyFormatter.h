@@ -11,8 +11,9 @@
 #include "values/QWNumberFormatter.h"
 
 /// Writes amounts of money with the symbol and the decimals of a currency, and reads them, converting those
-/// typed with the symbol or code of another currency that it knows. Belongs to one thread, like every number
-/// formatter.
+/// typed with the symbol or code of another currency that it knows: the longest one that stands before or
+/// behind the number, with the point of an abbreviation ("Rs.500"). An amount that names two currencies
+/// cannot be read. Belongs to one thread, like every number formatter.
 ///
 ///     QWCurrencyFormatter formatter;
 ///     formatter.setCurrency(euro);
@@ -61,16 +62,14 @@ class QWCurrencyFormatter : public QWNumberFormatter {
   struct Sign {
     std::string text;
     std::size_t currency;
+    bool isSymbol;
   };
 
-  std::vector<Sign> longestFirst(const std::string& (QWCurrency::*text)() const) const;
-  std::optional<qw::Decimal> evaluateAmount(std::string_view text, int taken) const;
-  std::optional<qw::Decimal> evaluateNumber(std::string_view text, int taken) const;
+  std::optional<qw::Decimal> evaluateNumber(std::string_view text) const;
 
   std::optional<QWCurrency> currency_;
   std::vector<QWCurrency> currencies_;
-  std::vector<Sign> symbols_;  // the longest first
-  std::vector<Sign> codes_;
+  std::vector<Sign> signs_;             // the longest first, of equally long ones codes before symbols
   std::array<bool, 256> beginsSign_{};  // the first bytes of all symbols and codes
   bool canInsertDecimalSeparator_ = true;
 };

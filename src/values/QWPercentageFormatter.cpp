@@ -1,6 +1,7 @@
 #include "values/QWPercentageFormatter.h"
 
 #include "platform/PerThread.h"
+#include "values/Blanks.h"
 
 namespace {
 
@@ -48,6 +49,6 @@ bool QWPercentageFormatter::getObjectValue(std::optional<qw::Decimal>& value, st
 std::optional<qw::Decimal> QWPercentageFormatter::evaluateString(std::string_view text) const {
   std::string number(text);
   removeAll(number, "%");
-  removeAll(number, qw::NumberReader::trimmed(style().percentSign()));
+  removeAll(number, qw::trimmed(style().percentSign()));
   return QWNumberFormatter::evaluateString(number);
 }

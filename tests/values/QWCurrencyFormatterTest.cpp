@@ -65,8 +65,13 @@ TEST_F(QWCurrencyFormatterTest, ReadsAmountsOfOtherCurrenciesByTheirRates) {
       {"10 $", "20"},
       {"A$10", "5"},
       {"$ USD 10", "20"},
-      {"$10 EUR", "10"},
-      {"$$10", "40"},
+      {"$10 EUR", "fails"},
+      {"$$10", "20"},
+      {"USD 10 USD", "20"},
+      {"10$50", "fails"},
+      {"－＄10", "fails"},
+      {"−$5 ＋ 1", "-9"},
+      {"$１２", "24"},
       {"¥ 1000", "10"},
       {"CHF 8", "10"},
       {"CHF8 CHF", "10"},
@@ -97,6 +102,22 @@ TEST_F(QWCurrencyFormatterTest, ReadsAmountsOfOtherCurrenciesByTheirRates) {
   EXPECT_EQ(read("USD 3", formatter), "6");
   formatter.setCurrency(std::nullopt);
   EXPECT_EQ(read("USD 3.12345", formatter), "6.2469");
+}
+
+TEST_F(QWCurrencyFormatterTest, TheLongestSignNamesTheCurrency) {
+  QWCurrencyFormatter formatter;
+  formatter.setCurrency(euro_);
+  formatter.setCurrencies({QWCurrency("ZAR", "R", 2, 3), euro_, QWCurrency("HNL", "L", 2, 4),
+                           QWCurrency("PLN", "zł", 2, 5), QWCurrency("INR", "Rs", 2, 6), dollar_,
+                           QWCurrency("CAD", "$", 2, 7), QWCurrency("NOK", "kr", 2, 8),
+                           QWCurrency("SEK", "kr.", 2, 9)});
+  constexpr Case kCases[] = {
+      {"EUR 10", "10"},   {"10 EUR", "10"},    {"ZAR 10", "30"},    {"R10", "30"},         {"PLN 10", "50"},
+      {"L 10", "40"},     {"Rs.500", "3000"},  {"Rs 0.5", "3"},     {"500 Rs.", "3000"},   {"kr.500", "4500"},
+      {"kr 500", "4000"}, {"zł.5", "25"},      {"€.5", "0.5"},      {"$10", "20"},         {"$10 CAD", "70"},
+      {"CAD $10", "70"},  {"€10 zł", "fails"}, {"€-10zł", "fails"}, {"EUR 5 + R 5", "20"},
+  };
+  for (const auto& [text, expected] : kCases) EXPECT_EQ(read(text, formatter), expected) << text;
 }
 
 TEST_F(QWCurrencyFormatterTest, InsertsTheDecimalSeparatorWhenTheUserWantsIt) {
