@@ -1,6 +1,7 @@
 #include "values/QWBoolean.h"
 #include "values/QWCharacterSeparator.h"
 #include "values/QWCurrency.h"
+#include "values/QWDateFormatter.h"
 #include "values/QWDuration.h"
 #include "values/QWStringEncoding.h"
 
@@ -9,7 +10,8 @@
 extern "C" [[gnu::visibility("default")]] void qw_addFrameworkClasses();
 
 void qw_addFrameworkClasses() {
-  qw::ClassRegistry::add({&QWBoolean::kClass, &QWStringEncoding::kClass, &QWCharacterSeparator::kClass});
+  qw::ClassRegistry::add({&QWBoolean::kClass, &QWStringEncoding::kClass, &QWCharacterSeparator::kClass,
+                          &QWDateFormatter::kClass});
   QWDuration::addArchiveClasses();
   QWCurrency::addArchiveClasses();
 }

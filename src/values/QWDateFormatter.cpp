@@ -7,6 +7,7 @@
 #include <unicode/smpdtfmt.h>
 #include <unicode/uchar.h>
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <cstring>
@@ -16,32 +17,23 @@
 #include "platform/ApplicationContext.h"
 #include "platform/CivilDate.h"
 #include "platform/Clock.h"
+#include "platform/KeyedArchiver.h"
+#include "platform/KeyedUnarchiver.h"
 #include "platform/Localization.h"
 #include "platform/PerThread.h"
+#include "platform/Property.h"
 #include "platform/TimeZone.h"
+#include "values/Blanks.h"
 #include "values/DatePattern.h"
-#include "values/QWDateAdditions.h"
+#include "values/ICUText.h"
+#include "values/UserCalendar.h"
 
 namespace {
 
 using qw::CivilDate;
-
-std::string utf8(const icu::UnicodeString& text) {
-  std::string result;
-  text.toUTF8String(result);
-  return result;
-}
-
-icu::UnicodeString utf16(std::string_view text) {
-  return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
-}
-
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\n";
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  return first == std::string_view::npos ? std::string_view()
-                                         : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
+using qw::trimmed;
+using qw::utf16;
+using qw::utf8;
 
 icu::DateFormat::EStyle icuStyle(QWDateFormatter::Style style) {
   using Style = QWDateFormatter::Style;
@@ -62,14 +54,17 @@ icu::DateFormat::EStyle icuStyle(QWDateFormatter::Style style) {
 
 }  // namespace
 
+constinit const qw::Class QWDateFormatter::kClass =
+    qw::define<QWDateFormatter, qw::Object>("QWDateFormatter", {}, [] { return qw::properties(); });
+
 /// The formats of ICU for one setting in one locale.
 class QWDateFormatter::Engine {
  public:
   explicit Engine(const Settings& settings)
-      : generation_(qw::ApplicationContext::generation()), zone_(&qw::TimeZone::current()) {
-    const std::string& name =
-        settings.locale.empty() ? qw::ApplicationContext::current().locale : settings.locale;
+      : generation_(qw::ApplicationContext::generation()), zone_(zoneOf(settings)) {
+    const std::string name = settings.localeIdentifier();
     const icu::Locale locale(name.c_str());
+    if (settings.hasOwnCalendar()) calendar_.emplace(name, *zone_);
     writer_ = makeWriter(settings, locale);
     if (!writer_) return;
     prepareWriter();
@@ -80,11 +75,13 @@ class QWDateFormatter::Engine {
   }
 
   /// Whether the locale and the zone are still those that it was made for.
-  bool isCurrent() const {
-    return generation_ == qw::ApplicationContext::generation() && zone_ == &qw::TimeZone::current();
+  bool isCurrent(const Settings& settings) const {
+    return generation_ == qw::ApplicationContext::generation() && zone_ == zoneOf(settings);
   }
+  qw::UserCalendar& calendar() { return calendar_ ? *calendar_ : qw::UserCalendar::current(); }
 
   const std::string& pattern() const { return pattern_; }
+  bool isGregorian() const { return isGregorian_; }
   const qw::DatePattern& layout() const { return layout_; }
 
   std::string write(qw::Date date) {
@@ -118,6 +115,11 @@ class QWDateFormatter::Engine {
   }
 
  private:
+  static const qw::TimeZone* zoneOf(const Settings& settings) {
+    const qw::TimeZone* own = settings.timeZone.empty() ? nullptr : qw::TimeZone::named(settings.timeZone);
+    return own ? own : &qw::TimeZone::current();
+  }
+
   static std::unique_ptr<icu::SimpleDateFormat> makeWriter(const Settings& settings,
                                                            const icu::Locale& locale) {
     UErrorCode status = U_ZERO_ERROR;
@@ -217,6 +219,7 @@ class QWDateFormatter::Engine {
 
   std::uint64_t generation_;
   const qw::TimeZone* zone_;
+  std::optional<qw::UserCalendar> calendar_;  // for a zone, locale or calendar of its own
   bool isGregorian_ = false;
   bool namesZone_ = false;
   bool isMisread_ = false;
@@ -230,7 +233,7 @@ class QWDateFormatter::Engine {
 
 QWDateFormatter::QWDateFormatter() = default;
 QWDateFormatter::~QWDateFormatter() = default;
-QWDateFormatter::QWDateFormatter(const QWDateFormatter& other) : settings_(other.settings_) {}
+QWDateFormatter::QWDateFormatter(const QWDateFormatter& other) : qw::Object(), settings_(other.settings_) {}
 QWDateFormatter& QWDateFormatter::operator=(const QWDateFormatter& other) {
   set(other.settings_);
   return *this;
@@ -243,31 +246,77 @@ void QWDateFormatter::set(Settings settings) {
 }
 
 QWDateFormatter::Engine& QWDateFormatter::engine() const {
-  if (!engine_ || !engine_->isCurrent()) engine_ = std::make_unique<Engine>(settings_);
+  if (!engine_ || !engine_->isCurrent(settings_)) engine_ = std::make_unique<Engine>(settings_);
   return *engine_;
 }
 
 void QWDateFormatter::setDateStyle(Style style) {
-  set({style, settings_.timeStyle, Source::styles, {}, settings_.locale});
+  Settings changed = settings_;
+  changed.dateStyle = style;
+  changed.source = Source::styles;
+  changed.text.clear();
+  set(std::move(changed));
 }
 
 void QWDateFormatter::setTimeStyle(Style style) {
-  set({settings_.dateStyle, style, Source::styles, {}, settings_.locale});
+  Settings changed = settings_;
+  changed.timeStyle = style;
+  changed.source = Source::styles;
+  changed.text.clear();
+  set(std::move(changed));
+}
+
+void QWDateFormatter::setText(Source source, std::string_view text) {
+  Settings changed = settings_;
+  changed.source = source;
+  changed.text = text;
+  set(std::move(changed));
 }
 
 void QWDateFormatter::setDateFormat(std::string_view format) {
   if (settings_.source == Source::format && settings_.text == format) return;
-  set({settings_.dateStyle, settings_.timeStyle, Source::format, std::string(format), settings_.locale});
+  setText(Source::format, format);
 }
 
 void QWDateFormatter::setLocalizedDateFormatFromTemplate(std::string_view fields) {
-  set({settings_.dateStyle, settings_.timeStyle, Source::fields, std::string(fields), settings_.locale});
+  setText(Source::fields, fields);
 }
 
 void QWDateFormatter::setLocale(std::string_view locale) {
   if (settings_.locale == locale) return;
   settings_.locale = locale;
   engine_.reset();
+}
+
+bool QWDateFormatter::setTimeZone(std::string_view name) {
+  if (!name.empty() && !qw::TimeZone::named(name)) return false;
+  Settings changed = settings_;
+  changed.timeZone = name;
+  set(std::move(changed));
+  return true;
+}
+
+bool QWDateFormatter::setCalendar(std::string_view identifier) {
+  Settings changed = settings_;
+  changed.calendar = identifier;
+  if (!identifier.empty()) {
+    // ICU answers its usual calendar for an identifier that it does not know.
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<icu::Calendar> calendar(
+        icu::Calendar::createInstance(icu::Locale(changed.localeIdentifier().c_str()), status));
+    if (U_FAILURE(status) || !calendar || identifier != calendar->getType()) return false;
+  }
+  set(std::move(changed));
+  return true;
+}
+
+std::string QWDateFormatter::Settings::localeIdentifier() const {
+  const std::string& name = locale.empty() ? qw::ApplicationContext::current().locale : locale;
+  if (calendar.empty()) return name;
+  icu::Locale changed(name.c_str());
+  UErrorCode status = U_ZERO_ERROR;
+  changed.setKeywordValue("calendar", calendar.c_str(), status);
+  return changed.getName();
 }
 
 std::string QWDateFormatter::dateFormat() const { return engine().pattern(); }
@@ -278,8 +327,8 @@ bool QWDateFormatter::getObjectValue(std::optional<qw::Date>& value, std::string
                                      qw::Error* error) const {
   value.reset();
   if (text.size() <= kMaxTextSize) {
-    text = trimmed(text);
     if (text.empty()) return true;
+    text = trimmed(text);
     value = engine().read(text);
     if (!value) value = dateFromDigits(text);
     if (value) return true;
@@ -290,6 +339,46 @@ bool QWDateFormatter::getObjectValue(std::optional<qw::Date>& value, std::string
   return qw::Error::set(error, kErrorDomain, isBad ? kBadFormat : kUnreadable,
                         qw::Localization::frameworkFormat(isBad ? "Date.BadFormat" : "Date.Unreadable",
                                                           {isBad ? settings_.text : form}));
+}
+
+bool QWDateFormatter::getObjectValue(std::optional<qw::Date>& value, std::string_view text, Range& range,
+                                     qw::Error* error) const {
+  text = text.substr(std::min(range.location, text.size()), range.length);
+  const bool isRead = getObjectValue(value, text, error);
+  std::size_t length = text.size();
+  if (!isRead && length <= kMaxTextSize) {
+    while (!value && length > 1) value = engine().read(text.substr(0, --length));
+  }
+  if (!isRead && !value) return false;
+  range.length = length;
+  return true;
+}
+
+void QWDateFormatter::encodeWithCoder(qw::KeyedArchiver& coder) const {
+  coder.encodeInt(static_cast<std::int32_t>(settings_.dateStyle), "dateStyle");
+  coder.encodeInt(static_cast<std::int32_t>(settings_.timeStyle), "timeStyle");
+  if (settings_.source == Source::format) coder.encodeObject(settings_.text, "dateFormat");
+  if (settings_.source == Source::fields) coder.encodeObject(settings_.text, "dateTemplate");
+  coder.encodeObject(settings_.locale, "locale");
+  coder.encodeObject(settings_.timeZone, "timeZone");
+  coder.encodeObject(settings_.calendar, "calendar");
+}
+
+void QWDateFormatter::initWithCoder(qw::KeyedUnarchiver& coder) {
+  const auto style = [&coder](std::string_view key) {
+    const std::int32_t code = coder.decodeInt(key);
+    if (code < 0 || code > static_cast<std::int32_t>(Style::kFull))
+      coder.fail("There is no such date style.");
+    return static_cast<Style>(code);
+  };
+  setDateStyle(style("dateStyle"));
+  setTimeStyle(style("timeStyle"));
+  if (coder.containsValueForKey("dateFormat")) setDateFormat(coder.decodeText("dateFormat"));
+  if (coder.containsValueForKey("dateTemplate"))
+    setLocalizedDateFormatFromTemplate(coder.decodeText("dateTemplate"));
+  setLocale(coder.decodeText("locale"));
+  if (!setTimeZone(coder.decodeText("timeZone"))) coder.fail("A date formatter has an unknown time zone.");
+  if (!setCalendar(coder.decodeText("calendar"))) coder.fail("A date formatter has an unknown calendar.");
 }
 
 std::optional<qw::Date> QWDateFormatter::dateFromDigits(std::string_view text) const {
@@ -308,8 +397,9 @@ std::optional<qw::Date> QWDateFormatter::dateFromDigits(std::string_view text) c
     return value;
   };
 
-  const qw::Date today = QWDateAdditions::today();
-  int year = QWDateAdditions::yearOfCommonEra(today), month = QWDateAdditions::monthOfYear(today), day = 0;
+  qw::UserCalendar& calendar = engine().calendar();
+  const qw::UserCalendar::Fields today = calendar.fields(calendar.localTime(qw::Clock::now()).day);
+  int year = today.year, month = today.month, day = 0;
   const qw::DatePattern& layout = engine().layout();
   const std::size_t d = layout.position('d'), m = layout.position('M'), y = layout.position('y');
   switch (count) {
@@ -336,13 +426,14 @@ std::optional<qw::Date> QWDateFormatter::dateFromDigits(std::string_view text) c
       } else {
         return std::nullopt;
       }
-      if (count == 6) year += 2000;
+      // A calendar that is not in its third millennium counts from its present century.
+      if (count == 6) year += engine().isGregorian() ? 2000 : today.year - today.year % 100;
       break;
     default:
       return std::nullopt;
   }
   if (day < 1 || day > 31 || month < 1 || month > 12) return std::nullopt;
-  return QWDateAdditions::dateWithYear(year, month, day);
+  return calendar.date(calendar.day(year, month, day), 0);
 }
 
 namespace {
