@@ -1,8 +1,9 @@
 #include "values/QWBoolean.h"
 #include "values/QWCharacterSeparator.h"
-#include "values/QWCurrency.h"
+#include "values/QWCurrencyFormatter.h"
 #include "values/QWDateFormatter.h"
 #include "values/QWDuration.h"
+#include "values/QWPercentageFormatter.h"
 #include "values/QWStringEncoding.h"
 
 // All that archives and stores find by name, for `qw::ClassRegistry::addFrameworkClasses`. Written down here
@@ -11,7 +12,8 @@ extern "C" [[gnu::visibility("default")]] void qw_addFrameworkClasses();
 
 void qw_addFrameworkClasses() {
   qw::ClassRegistry::add({&QWBoolean::kClass, &QWStringEncoding::kClass, &QWCharacterSeparator::kClass,
-                          &QWDateFormatter::kClass});
+                          &QWDateFormatter::kClass, &QWNumberFormatter::kClass, &QWCurrencyFormatter::kClass,
+                          &QWPercentageFormatter::kClass});
   QWDuration::addArchiveClasses();
   QWCurrency::addArchiveClasses();
 }

@@ -21,8 +21,6 @@ constexpr char kOwnDecimal = '\1';
 constexpr char kOwnGrouping = '\2';
 constexpr char kNone = '\0';
 
-constexpr std::size_t kGroupSize = 3;
-
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 // The kind of a sign that people write in more than one way.
@@ -177,9 +175,10 @@ NumberReader::Signs NumberReader::guess(std::string_view text) const {
   if (own) return {kOwnDecimal, hasComma ? ',' : hasDot ? '.' : kNone};
   if (!hasDot && !hasComma) return {'.', kNone};
   const char found = hasDot ? '.' : ',';
+  const std::size_t groupSize = notation_.groupingSize;
   const std::size_t position = hasDot ? dot : comma;
-  const std::string_view after = text.substr(position + 1, kGroupSize);
-  const bool groups = text.find(found) != position || (found == grouping_ && after.size() == kGroupSize &&
+  const std::string_view after = text.substr(position + 1, groupSize);
+  const bool groups = text.find(found) != position || (found == grouping_ && after.size() == groupSize &&
                                                        std::all_of(after.begin(), after.end(), isDigit));
   if (groups) return {hasDot ? ',' : '.', found};
   return {found, kNone};
@@ -194,8 +193,9 @@ std::optional<Decimal> NumberReader::parse(std::string_view text, const Signs& s
   std::size_t groups = 0;  // how many are complete
   std::size_t inner = 0;   // the size of those between the first and the last
   std::size_t first = 0;
+  const std::size_t groupSize = notation_.groupingSize;
   const auto closes = [&] {
-    return groups == 0 || (group == kGroupSize && first <= (inner ? inner : kGroupSize));
+    return groups == 0 || (group == groupSize && first <= (inner ? inner : groupSize));
   };
   for (const char c : text) {
     if (isDigit(c)) {
@@ -213,7 +213,7 @@ std::optional<Decimal> NumberReader::parse(std::string_view text, const Signs& s
         if (first == 0) return std::nullopt;
       } else {
         if (inner == 0) inner = group;
-        if (group != inner || (inner != kGroupSize && inner != notation_.secondaryGroupingSize))
+        if (group != inner || (inner != groupSize && inner != notation_.secondaryGroupingSize))
           return std::nullopt;
       }
       ++groups;

@@ -14,14 +14,16 @@ struct NumberNotation {
   std::string decimalSeparator = ".";
   std::string groupingSeparator = ",";
   std::string minusSign = "-";
-  std::size_t secondaryGroupingSize = 3;  ///< of the groups left of the last, which always has three digits
+  std::size_t groupingSize = 3;           ///< of the last group
+  std::size_t secondaryGroupingSize = 3;  ///< of those left of it
 };
 
 /// Reads one number as a person typed it, in the notation of a locale or by guessing what its separators
 /// mean. A number is a minus sign or none, and digits of any script, with one decimal
-/// separator before, among or behind them. Groups are of three digits, or all but the last of the locale's
-/// secondary size and the first one perhaps shorter; they stand left of the decimal separator. All kinds of
-/// blanks count as one, and so do both apostrophes. There is no exponent. A plain value; any thread.
+/// separator before, among or behind them. Groups are of three digits (or what the formatter groups by), or
+/// all but the last of its secondary size, and the first one perhaps shorter; they stand left of the decimal
+/// separator. All kinds of blanks count as one, and so do both apostrophes. There is no exponent. A plain
+/// value; any thread.
 class NumberReader {
  public:
   enum class Separators { kGuessed, kOwn };

@@ -6,10 +6,15 @@
 #include <memory>
 #include <utility>
 
+#include "platform/KeyedArchiver.h"
+#include "platform/KeyedUnarchiver.h"
 #include "platform/PerThread.h"
 #include "platform/UserDefaults.h"
 #include "values/Blanks.h"
 #include "values/UTF8.h"
+
+constinit const qw::Class QWCurrencyFormatter::kClass = qw::define<QWCurrencyFormatter, QWNumberFormatter>(
+    "QWCurrencyFormatter", {}, [] { return qw::properties(); });
 
 namespace {
 
@@ -81,12 +86,12 @@ void QWCurrencyFormatter::setCurrency(std::optional<QWCurrency> currency) {
 }
 
 void QWCurrencyFormatter::updateCurrency() {
-  qw::NumberStyle::Wishes changed = wishes();
+  Options changed = options();
   changed.currencyCode = currency_ ? std::optional(currency_->code()) : std::nullopt;
   changed.currencySymbol = currency_ ? currency_->symbol() : std::string();
   changed.minimumFractionDigits = currency_ ? currency_->fractionDigits() : 0;
   changed.maximumFractionDigits = currency_ ? currency_->fractionDigits() : 6;
-  setWishes(std::move(changed));
+  setOptions(std::move(changed));
   setDecimalNumberBehavior(currency_ ? std::optional(currency_->behavior()) : std::nullopt);
 }
 
@@ -117,18 +122,19 @@ void QWCurrencyFormatter::setCurrencies(std::vector<QWCurrency> currencies) {
 }
 
 void QWCurrencyFormatter::setCurrencyCode(std::string_view code) {
-  if (wishes().currencyCode == code) return;
-  qw::NumberStyle::Wishes changed = wishes();
+  if (options().currencyCode == code) return;
+  Options changed = options();
   changed.currencyCode = code;
   changed.currencySymbol = std::nullopt;
-  setWishes(std::move(changed));
+  changed.roundingIncrement = 0;
+  setOptions(std::move(changed));
 }
 
 void QWCurrencyFormatter::setCurrencySymbol(std::string_view symbol) {
-  if (wishes().currencySymbol == symbol) return;
-  qw::NumberStyle::Wishes changed = wishes();
+  if (options().currencySymbol == symbol) return;
+  Options changed = options();
   changed.currencySymbol = symbol;
-  setWishes(std::move(changed));
+  setOptions(std::move(changed));
 }
 
 std::optional<QWNumberFormatter::Components> QWCurrencyFormatter::componentsFromString(
@@ -201,4 +207,25 @@ std::optional<qw::Decimal> QWCurrencyFormatter::evaluateNumber(std::string_view 
     return value;
   }
   return value->multipliedByPowerOf10(-currency_->fractionDigits());
+}
+
+void QWCurrencyFormatter::encodeWithCoder(qw::KeyedArchiver& coder) const {
+  using Traits = qw::ValueTraits<QWCurrency>;
+  QWNumberFormatter::encodeWithCoder(coder);
+  if (currency_) coder.encodeObject(Traits::toValue(*currency_), "currency");
+  qw::Array currencies;
+  for (const QWCurrency& currency : currencies_) currencies.push_back(Traits::toValue(currency));
+  coder.encodeObject(std::move(currencies), "currencies");
+}
+
+void QWCurrencyFormatter::initWithCoder(qw::KeyedUnarchiver& coder) {
+  using Traits = qw::ValueTraits<QWCurrency>;
+  QWNumberFormatter::initWithCoder(coder);
+  currency_ = Traits::fromValue(coder.decodeObject("currency"));
+  const qw::Value archived = coder.decodeObject("currencies");
+  std::vector<QWCurrency> currencies;
+  for (const qw::Value& value : archived.array() ? *archived.array() : qw::Array()) {
+    if (auto currency = Traits::fromValue(value)) currencies.push_back(*std::move(currency));
+  }
+  setCurrencies(std::move(currencies));
 }

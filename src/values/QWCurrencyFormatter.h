@@ -21,6 +21,8 @@
 ///     if (formatter.getObjectValue(value, "USD 10 + 5")) …  // in euros
 class QWCurrencyFormatter : public QWNumberFormatter {
  public:
+  static const qw::Class kClass;
+
   /// A bool of the user's settings: whether "1250" is read as 12.50.
   static constexpr std::string_view kAutomaticallyInsertDecimalSeparatorKey =
       "QWCurrencyFormatterAutomaticallyInsertDecimalSeparator";
@@ -56,6 +58,10 @@ class QWCurrencyFormatter : public QWNumberFormatter {
   std::optional<Components> componentsFromString(std::string_view text) const override;
   void fixEnglishNotation(Components& components) const;
   std::optional<qw::Decimal> evaluateString(std::string_view text) const override;
+
+  void encodeWithCoder(qw::KeyedArchiver& coder) const override;
+  /// Inserting the decimal separator is allowed again.
+  void initWithCoder(qw::KeyedUnarchiver& coder) override;
 
  private:
   /// A symbol or code as it stands in texts, and the index of its currency.

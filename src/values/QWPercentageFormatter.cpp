@@ -1,7 +1,12 @@
 #include "values/QWPercentageFormatter.h"
 
 #include "platform/PerThread.h"
+#include "platform/Property.h"
 #include "values/Blanks.h"
+
+constinit const qw::Class QWPercentageFormatter::kClass =
+    qw::define<QWPercentageFormatter, QWNumberFormatter>("QWPercentageFormatter", {},
+                                                         [] { return qw::properties(); });
 
 namespace {
 

@@ -11,6 +11,8 @@
 /// formatter.
 class QWPercentageFormatter : public QWNumberFormatter {
  public:
+  static const qw::Class kClass;
+
   static std::string formatValue(const qw::Decimal& value, int maximumFractionDigits);
   /// None for an empty text and for one that cannot be read.
   static std::optional<qw::Decimal> parseString(std::string_view text);
