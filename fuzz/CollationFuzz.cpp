@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/ApplicationContext.h"
-#include "platform/Collation.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/Collation.h"
 
 // The first byte chooses a locale, each other one a piece of the two texts, which a zero byte parts. They are
 // ordered as the library's own comparison with the same settings orders them, without any short cut, and so

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/Decimal.h"
+#include "platform/base/Decimal.h"
 
 // Sums, order and rounding are those of integers: mantissas of at most 30 digits at scales 0 to 4 stay exact
 // in 128 bits. A product of at most 38 digits is exact, so that dividing by a factor gives the other one

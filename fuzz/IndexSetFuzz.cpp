@@ -6,7 +6,7 @@
 #include <set>
 #include <vector>
 
-#include "platform/IndexSet.h"
+#include "platform/base/IndexSet.h"
 
 // Whatever changes are made, three bytes each: the set answers as a plain set of integers does, in ranges
 // that never touch.

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/KeyedArchiver.h"
-#include "platform/KeyedUnarchiver.h"
-#include "platform/Property.h"
-#include "platform/UndoManager.h"
+#include "platform/files/KeyedArchiver.h"
+#include "platform/files/KeyedUnarchiver.h"
+#include "platform/object/Property.h"
+#include "platform/object/UndoManager.h"
 
 class Person : public qw::Object {
  public:

@@ -1,13 +1,13 @@
 // What docs/objects.md and the headers of `platform` show of the run loop, notifications and settings.
 #include <gmock/gmock.h>
 
-#include "platform/ApplicationContext.h"
-#include "platform/NotificationQueue.h"
-#include "platform/Property.h"
-#include "platform/RunLoop.h"
-#include "platform/SerialQueue.h"
-#include "platform/UserDefaults.h"
-#include "values/QWBufferedCaller.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/loop/NotificationQueue.h"
+#include "platform/object/Property.h"
+#include "platform/loop/RunLoop.h"
+#include "platform/loop/SerialQueue.h"
+#include "platform/files/UserDefaults.h"
+#include "values/collections/QWBufferedCaller.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include "import/CSVRecordReader.h"
 #include "import/QWCSVImportController.h"
 #include "model/ExpenseBook.h"
-#include "platform/ApplicationContext.h"
-#include "platform/FileManager.h"
-#include "platform/RunLoop.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/FileManager.h"
+#include "platform/loop/RunLoop.h"
 #include "support/ScriptedPresenter.h"
 #include "sync/QWDatabaseSynchronizationSessionController.h"
 

@@ -227,7 +227,7 @@ class QWCSVRows::Reader {
   void readHeader() {
     rows_.header_.clear();
     if (rows_.records_.empty()) return;
-    UniqueNames names("%@ (%ld)", "");
+    qw::UniqueNames names("%@ (%ld)", "");
     for (const std::string_view field : rows_[0]) {
       std::string name =
           names.unique(field.empty() ? std::to_string(rows_.header_.size()) : std::string(field));

@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "platform/TemporaryDirectory.h"
+#include "platform/system/TemporaryDirectory.h"
 #include "support/Files.h"
 
 /// Runs programs of Python 3, an independent reader and writer of common formats, on files of a directory of

@@ -179,7 +179,7 @@ TEST(QWArrayAdditions, GroupsByPathsInTheOrderMet) {
   const auto deep =
       groupsForKeyPath({Node::leaf(QWStringAdditions::stringWithCharacter("a:", 300'000))}, "name");
   std::size_t depth = 1;
-  const GroupRecord* record = deep[0].get();
+  const qw::GroupRecord* record = deep[0].get();
   for (; !record->subgroups().empty(); ++depth) record = record->subgroups()[0].get();
   EXPECT_EQ(depth, kDeepestGroup);
   EXPECT_TRUE(record->name().starts_with("a : a : "));
@@ -201,7 +201,7 @@ TEST(DeepMutableCopy, SharesNoContainer) {
   const qw::Dictionary original = {{"list", qw::Array{qw::Array{1}, qw::Dictionary{{"k", "v"}}}},
                                    {"set", qw::ValueSet{1, 2}},
                                    {"text", "t"}};
-  qw::Dictionary copy = DeepMutableCopy::deepMutableCopy(original);
+  qw::Dictionary copy = qw::DeepMutableCopy::deepMutableCopy(original);
   EXPECT_EQ(copy, original);
   EXPECT_NE(copy["list"].array(), original.at("list").array());
   EXPECT_NE((*copy["list"].array())[0].array(), (*original.at("list").array())[0].array());

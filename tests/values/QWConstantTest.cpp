@@ -5,6 +5,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/files/KeyedArchiver.h"
+#include "platform/files/KeyedUnarchiver.h"
 #include "platform/object/Property.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/Localization.h"
@@ -91,6 +93,7 @@ TEST_F(QWConstantTest, ConstantsAreFoundByTheirID) {
   EXPECT_EQ(QWConstantsManager::constantWithID("QWStringEncoding.UTF8StringEncoding"),
             QWStringEncoding::UTF8StringEncoding());
   EXPECT_EQ(QWConstantsManager::constantWithID("QWBoolean.Yes"), QWBoolean::trueBoolean());
+  EXPECT_EQ(QWConstantsManager::constantWithID("QWBoolean.0"), QWBoolean::falseBoolean());
   EXPECT_EQ(QWConstantsManager::constantWithID(Priority::constants()[2]->ID()), Priority::constants()[2]);
   for (const char* bad :
        {"", "QWBoolean", "QWBoolean.", "QWBoolean.Maybe", ".Yes", "NoSuchClass.Yes", "Object.Yes"})
@@ -129,6 +132,23 @@ TEST_F(QWConstantTest, ShownTextsFollowTheLanguage) {
   ASSERT_TRUE(qw::Localization::addApplicationTable("en", "Localizable", R"({"High": "Most important"})"));
   EXPECT_EQ(Priority::constantWithDescription("Most important"), Priority::constants()[0]);
   qw::Localization::removeApplicationTables();
+}
+
+TEST_F(QWConstantTest, AnArchivedConstantComesBackAsTheRegisteredOne) {
+  const auto separator = QWCharacterSeparator::constantWithCharacter("|");
+  const auto removed = Priority::make("Removed", 7);
+  const auto data = qw::KeyedArchiver::archivedData(
+      qw::Array{QWBoolean::trueBoolean(), Priority::constants()[2], removed, separator});
+  ASSERT_TRUE(data);
+  const auto value = qw::KeyedUnarchiver::unarchivedValue(data->bytes(), {&QWConstant::kClass});
+  ASSERT_TRUE(value && value->array());
+  const qw::Array& read = *value->array();
+  ASSERT_EQ(read.size(), 4u);
+  EXPECT_EQ(read[0].object(), QWBoolean::trueBoolean());
+  EXPECT_EQ(read[1].object(), Priority::constants()[2]);
+  EXPECT_EQ(read[2], qw::Value(removed));
+  EXPECT_NE(read[2], qw::Value(Priority::make("Removed", 8)));
+  EXPECT_EQ(read[3].objectAs<QWCharacterSeparator>()->character(), "|");
 }
 
 TEST_F(QWConstantTest, OrderIsByValue) {

@@ -65,8 +65,13 @@ TEST_F(QWCurrencyFormatterTest, ReadsAmountsOfOtherCurrenciesByTheirRates) {
       {"10 $", "20"},
       {"A$10", "5"},
       {"$ USD 10", "20"},
-      {"$10 EUR", "10"},
-      {"$$10", "40"},
+      {"$10 EUR", "fails"},
+      {"$$10", "20"},
+      {"USD 10 USD", "20"},
+      {"10$50", "fails"},
+      {"－＄10", "fails"},
+      {"−$5 ＋ 1", "-9"},
+      {"$１２", "24"},
       {"¥ 1000", "10"},
       {"CHF 8", "10"},
       {"CHF8 CHF", "10"},
@@ -99,6 +104,22 @@ TEST_F(QWCurrencyFormatterTest, ReadsAmountsOfOtherCurrenciesByTheirRates) {
   EXPECT_EQ(read("USD 3.12345", formatter), "6.2469");
 }
 
+TEST_F(QWCurrencyFormatterTest, TheLongestSignNamesTheCurrency) {
+  QWCurrencyFormatter formatter;
+  formatter.setCurrency(euro_);
+  formatter.setCurrencies({QWCurrency("ZAR", "R", 2, 3), euro_, QWCurrency("HNL", "L", 2, 4),
+                           QWCurrency("PLN", "zł", 2, 5), QWCurrency("INR", "Rs", 2, 6), dollar_,
+                           QWCurrency("CAD", "$", 2, 7), QWCurrency("NOK", "kr", 2, 8),
+                           QWCurrency("SEK", "kr.", 2, 9)});
+  constexpr Case kCases[] = {
+      {"EUR 10", "10"},   {"10 EUR", "10"},    {"ZAR 10", "30"},    {"R10", "30"},         {"PLN 10", "50"},
+      {"L 10", "40"},     {"Rs.500", "3000"},  {"Rs 0.5", "3"},     {"500 Rs.", "3000"},   {"kr.500", "4500"},
+      {"kr 500", "4000"}, {"zł.5", "25"},      {"€.5", "0.5"},      {"$10", "20"},         {"$10 CAD", "70"},
+      {"CAD $10", "70"},  {"€10 zł", "fails"}, {"€-10zł", "fails"}, {"EUR 5 + R 5", "20"},
+  };
+  for (const auto& [text, expected] : kCases) EXPECT_EQ(read(text, formatter), expected) << text;
+}
+
 TEST_F(QWCurrencyFormatterTest, InsertsTheDecimalSeparatorWhenTheUserWantsIt) {
   QWCurrencyFormatter formatter;
   formatter.setCurrency(euro_);
@@ -120,42 +141,57 @@ TEST_F(QWCurrencyFormatterTest, InsertsTheDecimalSeparatorWhenTheUserWantsIt) {
   EXPECT_EQ(read("1250", formatter), "1250");
 }
 
+/// What ICU writes by its own format of the locale.
+std::string writtenByICU(const char* locale, const Decimal& value, int digits, const QWCurrency* currency) {
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<icu::NumberFormat> made(icu::NumberFormat::createInstance(
+      icu::Locale(locale), currency ? UNUM_CURRENCY : UNUM_DECIMAL, status));
+  auto& format = dynamic_cast<icu::DecimalFormat&>(*made);
+  if (currency) {
+    format.setCurrency(icu::UnicodeString::fromUTF8(currency->code()).getTerminatedBuffer(), status);
+    icu::DecimalFormatSymbols symbols(*format.getDecimalFormatSymbols());
+    symbols.setSymbol(icu::DecimalFormatSymbols::kCurrencySymbol,
+                      icu::UnicodeString::fromUTF8(currency->symbol()));
+    format.setDecimalFormatSymbols(symbols);
+    format.setMinimumFractionDigits(digits);
+  }
+  format.setMaximumFractionDigits(digits);
+  icu::UnicodeString text;
+  std::string result;
+  format.format(icu::StringPiece(value.rounded(digits, qw::RoundingMode::bankers).text()), text, nullptr,
+                status);
+  EXPECT_TRUE(U_SUCCESS(status)) << locale;
+  return text.toUTF8String(result);
+}
+
+// Random numbers are NumberStyleFuzz's.
 TEST_F(QWCurrencyFormatterTest, WritesWhatICUWritesAndReadsItBack) {
-  const QWCurrency currencies[] = {euro_,
-                                   franc_,
-                                   yen_,
-                                   QWCurrency("USD", "Fr.", 3, 3),
-                                   QWCurrency("CHF", "€ u", 2, 1),
-                                   QWCurrency("EGP", "ج.م.\u200f", 2, 1)};
-  for (const char* locale : {"en_US", "fr_FR", "de_DE", "de_CH", "de_AT", "ja_JP", "ar_EG", "hi_IN", "sv_SE",
-                             "nl_NL", "nb_NO", "es_CL", "he_IL", "pt_PT"}) {
+  const QWCurrency egyptian("EGP", "ج.م.\u200f", 2, 1), odd("USD", "Fr.", 3, 3), blank("CHF", "€ u", 2, 1);
+  const QWCurrency* const currencies[] = {nullptr, &euro_, &franc_, &yen_, &odd, &blank, &egyptian};
+  for (const char* locale : {"en_US", "fr_FR", "de_DE", "de_CH",       "de_AT", "ja_JP", "ar_EG",
+                             "fa_IR", "hi_IN", "sv_SE", "nl_NL",       "nb_NO", "es_CL", "es_ES",
+                             "he_IL", "pt_PT", "pl_PL", "en_US_POSIX", "bn_BD", "my_MM", "en_ZA"}) {
     setLocale(locale);
-    for (const QWCurrency& currency : currencies) {
-      UErrorCode status = U_ZERO_ERROR;
-      const std::unique_ptr<icu::NumberFormat> made(
-          icu::NumberFormat::createInstance(icu::Locale(locale), UNUM_CURRENCY, status));
-      auto& format = dynamic_cast<icu::DecimalFormat&>(*made);
-      format.setCurrency(icu::UnicodeString::fromUTF8(currency.code()).getTerminatedBuffer(), status);
-      icu::DecimalFormatSymbols symbols(*format.getDecimalFormatSymbols());
-      symbols.setSymbol(icu::DecimalFormatSymbols::kCurrencySymbol,
-                        icu::UnicodeString::fromUTF8(currency.symbol()));
-      format.setDecimalFormatSymbols(symbols);
-      format.setMinimumFractionDigits(currency.fractionDigits());
-      format.setMaximumFractionDigits(currency.fractionDigits());
-      QWCurrencyFormatter reader;
-      reader.setCurrency(currency);
-      reader.setCurrencies({currency});
+    for (const QWCurrency* currency : currencies) {
+      const int digits = currency ? currency->fractionDigits() : 40;
+      QWCurrencyFormatter formatter;
+      if (currency) {
+        formatter.setCurrency(*currency);
+        formatter.setCurrencies({*currency});
+      } else {
+        formatter.setNumberStyle(QWNumberFormatter::Style::kDecimal);
+        formatter.setMaximumFractionDigits(digits);
+      }
       for (const char* text :
-           {"0", "1", "-1", "0.125", "-0.375", "1234.5", "-1234.56", "999.999", "1234567.891",
-            "-98765432109876.54", "99999999999999999999999999999999999999"}) {
-        const Decimal shown = number(text).rounded(currency.fractionDigits(), qw::RoundingMode::bankers);
-        icu::UnicodeString expected;
-        std::string expectedText;
-        format.format(icu::StringPiece(shown.text()), expected, nullptr, status);
-        ASSERT_TRUE(U_SUCCESS(status));
-        const std::string written = QWCurrencyFormatter::formatValue(number(text), &currency);
-        ASSERT_EQ(written, expected.toUTF8String(expectedText)) << locale;
-        ASSERT_EQ(read(written, reader), shown.text()) << locale << " " << written;
+           {"0", "1", "-1", "0.125", "-0.375", "1234.5", "-1234.56", "999.9995", "1234567.891",
+            "-98765432109876.54", "99999999999999999999999999999999999999", "-1e60", "1e-30"}) {
+        const Decimal shown = number(text).rounded(digits, qw::RoundingMode::bankers);
+        const std::string written = formatter.stringForObjectValue(number(text));
+        ASSERT_EQ(written, writtenByICU(locale, number(text), digits, currency)) << locale;
+        for (const bool guesses : {true, false}) {
+          formatter.setGuessesSeparators(guesses);
+          ASSERT_EQ(read(written, formatter), shown.text()) << locale << " " << written;
+        }
       }
     }
   }
@@ -211,6 +247,23 @@ TEST_F(QWCurrencyFormatterTest, CodeAndSymbolCanBeSetAlone) {
   EXPECT_EQ(formatter.stringForObjectValue(5), "£5.00");
   formatter.setCurrencyCode("points");
   EXPECT_EQ(formatter.stringForObjectValue(5), "points\u00a05.00");
+}
+
+TEST_F(QWCurrencyFormatterTest, TravelsWithItsCurrencies) {
+  const auto formatter = qw::make<QWCurrencyFormatter>();
+  formatter->setCurrency(euro_);
+  formatter->setCurrencies({euro_, dollar_});
+  formatter->setCanInsertDecimalSeparatorAutomatically(false);
+  const auto archive = qw::KeyedArchiver::archivedData(formatter);
+  ASSERT_TRUE(archive);
+  const auto value = qw::KeyedUnarchiver::unarchivedValue(archive->bytes(), {&QWNumberFormatter::kClass});
+  ASSERT_TRUE(value);
+  const auto again = value->objectAs<QWCurrencyFormatter>();
+  ASSERT_TRUE(again);
+  EXPECT_EQ(again->stringForObjectValue(number("1.005")), "€1.00");
+  EXPECT_EQ(read("$1.005", *again), "2.01");
+  EXPECT_EQ(again->currency(), euro_);
+  EXPECT_TRUE(again->canInsertDecimalSeparatorAutomatically());
 }
 
 TEST_F(QWCurrencyFormatterTest, HostileTextsFailQuickly) {

@@ -54,7 +54,7 @@ TEST(QWSetAdditions, FindsTheNextNumberedName) {
   };
   for (const auto& c : cases) {
     EXPECT_EQ(QWSetAdditions::uniqueValue(taken, c.value, c.format, c.pattern), c.expected) << c.value;
-    UniqueNames names(c.format, c.pattern);
+    qw::UniqueNames names(c.format, c.pattern);
     for (const qw::Value& name : taken) names.insert(*name.text());
     EXPECT_EQ(names.unique(c.value), c.expected) << c.value;
   }
@@ -73,7 +73,7 @@ TEST(QWObjectAdditions, AnObjectsOwnNameIsFree) {
 TEST(UniqueNames, ManyNamesOfOneSeriesStayLinear) {
   // The same name over and over, then every name of the series again, each of which must skip all those after
   // it.
-  UniqueNames names;
+  qw::UniqueNames names;
   for (int i = 1; i <= 50'000; ++i) names.insert(names.unique("Client"));
   EXPECT_TRUE(names.contains("Client 50000"));
   for (int i = 2; i <= 50'000; ++i) names.insert(names.unique("Client " + std::to_string(i)));

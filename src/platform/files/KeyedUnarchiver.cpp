@@ -320,10 +320,14 @@ std::optional<KeyedUnarchiver::Kind> KeyedUnarchiver::kindNamed(std::string_view
   for (const auto& value : kValues) {
     if (value.name == name) return Kind{.decodeValue = value.decode};
   }
+  ClassRegistry::addFrameworkClasses();
   {
     const std::shared_lock lock(valueClasses().mutex);
     const auto found = valueClasses().decoders.find(name);
     if (found != valueClasses().decoders.end()) return Kind{.decoder = found->second};
+  }
+  for (const Class* c : classes_) {
+    if (c->name() == name) return Kind{.objectClass = c};
   }
   const Class* c = ClassRegistry::find(name);
   if (!c ||

@@ -6,6 +6,10 @@
 #include <mutex>
 #include <shared_mutex>
 
+// The list of the upper library's classes, where the program is linked with it. Its build has every program
+// ask for this symbol, so that it is there although nothing below may name it.
+extern "C" [[gnu::weak]] void qw_addFrameworkClasses();
+
 namespace qw {
 
 namespace {
@@ -92,7 +96,15 @@ void ClassRegistry::add(std::span<const Class* const> classes) {
   }
 }
 
+void ClassRegistry::addFrameworkClasses() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    if (qw_addFrameworkClasses) qw_addFrameworkClasses();
+  });
+}
+
 const Class* ClassRegistry::find(std::string_view name) {
+  addFrameworkClasses();
   std::shared_lock lock(registered().mutex);
   const auto found = registered().classes.find(name);
   return found == registered().classes.end() ? nullptr : found->second;

@@ -152,6 +152,9 @@ class QW_EXPORT ClassRegistry {
   static void add(std::span<const Class* const> classes);
   /// Null when no class of that name was added.
   static const Class* find(std::string_view name);
+  /// Has the libraries above this one add their classes, once; whatever looks a class up by name calls it
+  /// first.
+  static void addFrameworkClasses();
 };
 
 namespace detail {

@@ -187,7 +187,8 @@ requires(std::is_same_v<Container, Dictionary> || std::is_same_v<Container, Arra
   }
 };
 
-/// A constant: its class's name, a point, its name.
+/// A constant: its class's name, a point, its name. A text that names none reads as an unknown constant,
+/// which writes the same text again.
 template <class T>
 requires std::is_base_of_v<QWConstant, T>
 struct Column<std::shared_ptr<T>> : TextColumn {
@@ -195,7 +196,7 @@ struct Column<std::shared_ptr<T>> : TextColumn {
     value ? row.bindCopiedText(value->ID()) : row.bindNull();
   }
   static std::shared_ptr<T> read(const RowReader& row, const int* columns) {
-    return std::dynamic_pointer_cast<T>(QWConstantsManager::constantWithID(row.text(columns[0])));
+    return std::static_pointer_cast<T>(QWConstantsManager::storedConstant(T::kClass, row.text(columns[0])));
   }
 };
 

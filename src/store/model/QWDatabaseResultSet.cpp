@@ -99,7 +99,7 @@ qw::Value QWDatabaseResultSet::JSONObjectForColumn(std::string_view name) const 
   return read<qw::Column<qw::Value>>(name);
 }
 std::shared_ptr<QWConstant> QWDatabaseResultSet::constantForColumn(std::string_view name) const {
-  return read<qw::Column<std::shared_ptr<QWConstant>>>(name);
+  return QWConstantsManager::constantWithID(reader_.text(column(name)));
 }
 const qw::Class* QWDatabaseResultSet::classForColumn(std::string_view name) const {
   return qw::ClassSchema::classWithStoredName(reader_.text(column(name)));

@@ -22,10 +22,11 @@ std::string uniqueValue(const qw::Array& array, std::string_view value, std::str
   return QWSetAdditions::uniqueValue(qw::ValueSet(array), value, format, pattern);
 }
 
-std::vector<std::shared_ptr<GroupRecord>> groupsForKeyPath(const qw::Array& array, std::string_view keyPath) {
+std::vector<std::shared_ptr<qw::GroupRecord>> groupsForKeyPath(const qw::Array& array,
+                                                               std::string_view keyPath) {
   struct Level {
     std::unordered_map<std::string, std::size_t> byName;
-    std::vector<std::pair<std::shared_ptr<GroupRecord>, std::unique_ptr<Level>>> records;
+    std::vector<std::pair<std::shared_ptr<qw::GroupRecord>, std::unique_ptr<Level>>> records;
   };
   Level root;
   const qw::KeyPath path(keyPath);
@@ -38,11 +39,11 @@ std::vector<std::shared_ptr<GroupRecord>> groupsForKeyPath(const qw::Array& arra
     }
     components.resize(std::min(components.size(), kDeepestGroup));
     Level* level = &root;
-    GroupRecord* parent = nullptr;
+    qw::GroupRecord* parent = nullptr;
     for (const std::string& name : components) {
       const auto [found, added] = level->byName.try_emplace(name, level->records.size());
       if (added) {
-        auto record = qw::make<GroupRecord>();
+        auto record = qw::make<qw::GroupRecord>();
         record->setName(name);
         if (parent) parent->addSubgroup(record);
         level->records.emplace_back(std::move(record), std::make_unique<Level>());
@@ -53,12 +54,12 @@ std::vector<std::shared_ptr<GroupRecord>> groupsForKeyPath(const qw::Array& arra
     }
     parent->setObject(element);
   }
-  std::vector<std::shared_ptr<GroupRecord>> groups;
+  std::vector<std::shared_ptr<qw::GroupRecord>> groups;
   for (auto& [record, below] : root.records) groups.push_back(std::move(record));
   return groups;
 }
 
-std::vector<MenuItem> groupsMenu(const std::vector<std::shared_ptr<GroupRecord>>& groups) {
+std::vector<MenuItem> groupsMenu(const std::vector<std::shared_ptr<qw::GroupRecord>>& groups) {
   std::vector<MenuItem> items;
   for (const auto& group : groups) {
     MenuItem& item = items.emplace_back(MenuItem{group->name(), group->object(), {}});

@@ -66,7 +66,8 @@ qw::Dictionary objectPathsMapWithKeyPath(const qw::Array& array, std::string_vie
 /// text there are left out; records keep the order in which they are first met; of elements with equal paths
 /// the last is kept. What a path has beyond `kDeepestGroup` components stays together as the name of its last
 /// record.
-std::vector<std::shared_ptr<GroupRecord>> groupsForKeyPath(const qw::Array& array, std::string_view keyPath);
+std::vector<std::shared_ptr<qw::GroupRecord>> groupsForKeyPath(const qw::Array& array,
+                                                               std::string_view keyPath);
 /// Levels of `groupsForKeyPath`.
 inline constexpr std::size_t kDeepestGroup = 1000;
 
@@ -81,7 +82,7 @@ struct QW_EXPORT MenuItem {
   std::vector<MenuItem> submenu;
 };
 /// The items for records and everything below them, in their order.
-std::vector<MenuItem> groupsMenu(const std::vector<std::shared_ptr<GroupRecord>>& groups);
+std::vector<MenuItem> groupsMenu(const std::vector<std::shared_ptr<qw::GroupRecord>>& groups);
 
 }  // namespace QWArrayAdditions
 

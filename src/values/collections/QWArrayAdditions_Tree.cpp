@@ -81,7 +81,7 @@ qw::Array flatArrayWithChildrenKeyPath(const qw::Array& array, std::string_view 
     if (!isGroup || includingGroups) elements.append(std::move(element));
     return isGroup && (!group || entered.insert(group).second);
   };
-  TreeWalker(childrenKeyPath, leafKeyPath).walk(array, enter, [] {});
+  qw::TreeWalker(childrenKeyPath, leafKeyPath).walk(array, enter, [] {});
   return elements.take();
 }
 
@@ -114,7 +114,7 @@ qw::Dictionary objectPathsMapWithKeyPath(const qw::Array& array, std::string_vie
     entered.erase(groups.back().identity);
     groups.pop_back();
   };
-  TreeWalker(childrenKeyPath, leafKeyPath).walk(array, enter, leave);
+  qw::TreeWalker(childrenKeyPath, leafKeyPath).walk(array, enter, leave);
   return map;
 }
 

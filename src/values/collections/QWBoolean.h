@@ -1,12 +1,12 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "platform/base/Export.h"
 #include "values/collections/QWConstant.h"
 
-/// No and Yes as objects, for choices and settings. There are exactly two, shared.
+/// No and Yes as objects, for choices and settings. There are exactly two, shared; by name they are also
+/// found as "0" and "1".
 class QW_EXPORT QWBoolean : public QWConstantOf<QWBoolean> {
  public:
   static const qw::Class kClass;
@@ -15,9 +15,6 @@ class QW_EXPORT QWBoolean : public QWConstantOf<QWBoolean> {
   static Pointer falseBoolean() { return constantWithValue(0); }
   /// "Yes", 1.
   static Pointer trueBoolean() { return constantWithValue(1); }
-  /// Also understands "0" and "1"; null for any other name.
-  static Pointer constantWithName(std::string_view name);
-
   /// "No" or "Yes" in the user's language.
   std::string description() const override;
 

@@ -16,6 +16,11 @@ QWCharacterSeparator::Pointer QWCharacterSeparator::constantWithCharacter(std::s
 
 std::string QWCharacterSeparator::description() const { return qw::Localization::frameworkString(name()); }
 
+void QWCharacterSeparator::initWithCoder(qw::KeyedUnarchiver& coder) {
+  QWConstantOf::initWithCoder(coder);
+  character_ = name();  // of one that is not registered
+}
+
 void QWCharacterSeparator::addConstants(QWConstantsManager& manager) {
   manager.addConstant(make("NoSeparator", 0, ""));
   manager.addConstant(make("SpaceSeparator", ' ', " "));

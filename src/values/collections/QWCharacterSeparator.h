@@ -35,6 +35,7 @@ class QW_EXPORT QWCharacterSeparator : public QWConstantOf<QWCharacterSeparator>
   const std::string& character() const { return character_; }
   /// The name in the user's language, or the character itself for one outside the registry.
   std::string description() const override;
+  void initWithCoder(qw::KeyedUnarchiver& coder) override;
 
   /// For the registry.
   static void addConstants(QWConstantsManager& manager);

@@ -9,9 +9,9 @@
 #include "platform/base/Export.h"
 #include "values/collections/QWConstantsManager.h"
 
-/// A member of an enumeration as an object: a named integer that is shown under a localized name, archived by
-/// name, and looked up in its class's registry. An enumeration derives from `QWConstantOf`. Registered
-/// constants are never changed and may be used on any thread.
+/// A member of an enumeration as an object: a named integer that is shown under a localized name, stored
+/// and archived by name, and looked up in its class's registry. An enumeration derives from `QWConstantOf`.
+/// Registered constants are never changed and may be used on any thread.
 class QW_EXPORT QWConstant : public qw::Object {
  public:
   static const qw::Class kClass;
@@ -25,21 +25,34 @@ class QW_EXPORT QWConstant : public qw::Object {
   std::int64_t value() const { return value_; }
   /// Does nothing once the constant was added to a registry.
   void setValue(std::int64_t value);
-  /// The class's name, a point and the name, as stores and rules keep it.
+  /// The class's name, a point and the name, as stores and rules keep it; of an unknown constant, the text
+  /// that it was read from.
   std::string ID() const;
+  /// Whether the constant stands for a stored one that its class does not have (any more): it is in no
+  /// registry, its value is -1, and saving it keeps what was stored.
+  bool isUnknown() const { return !unknownID_.empty(); }
 
   /// The registry of this constant's class.
   virtual QWConstantsManager& manager() const;
   /// The shown text: the name looked up in the application's table, else the name.
   std::string description() const override;
+  /// Whether class, ID and value are the same.
+  bool isEqual(const qw::Object& other) const override;
+  std::size_t hash() const override;
   /// By `value`.
   int compare(const qw::Object& other) const override;
+
+  void encodeWithCoder(qw::KeyedArchiver& coder) const override;
+  void initWithCoder(qw::KeyedUnarchiver& coder) override;
+  /// The registered constant of that name, when the class has one.
+  std::shared_ptr<qw::Object> replacementAfterDecoding() override;
 
  private:
   friend QWConstantsManager;
 
   std::string name_;
   std::int64_t value_ = 0;
+  std::string unknownID_;
   bool added_ = false;
 };
 

@@ -3,10 +3,7 @@
 #include <mutex>
 
 #include "platform/object/Property.h"
-#include "values/collections/QWBoolean.h"
-#include "values/collections/QWCharacterSeparator.h"
 #include "values/collections/QWConstant.h"
-#include "values/collections/QWStringEncoding.h"
 
 constinit const qw::Class QWConstantsManager::kClass = qw::define<QWConstantsManager, qw::Object>(
     "QWConstantsManager", {},
@@ -41,13 +38,27 @@ QWConstantsManager& QWConstantsManager::sharedManager(const qw::Class& constantC
 }
 
 QWConstantsManager::Constant QWConstantsManager::constantWithID(std::string_view ID) {
-  [[maybe_unused]] static const bool known =
-      (qw::ClassRegistry::add({&QWBoolean::kClass, &QWStringEncoding::kClass, &QWCharacterSeparator::kClass}),
-       true);
+  return find(QWConstant::kClass, ID);
+}
+
+QWConstantsManager::Constant QWConstantsManager::storedConstant(const qw::Class& constantClass,
+                                                                std::string_view ID) {
+  if (ID.empty()) return nullptr;
+  if (auto constant = find(constantClass, ID)) return constant;
+  auto unknown = std::dynamic_pointer_cast<QWConstant>(constantClass.create());
+  if (!unknown) return nullptr;
+  const std::size_t point = ID.find('.');
+  unknown->initWithName(std::string(point == ID.npos ? ID : ID.substr(point + 1)), -1);
+  unknown->unknownID_ = ID;
+  return unknown;
+}
+
+QWConstantsManager::Constant QWConstantsManager::find(const qw::Class& base, std::string_view ID) {
   const std::size_t point = ID.find('.');
   if (point == ID.npos) return nullptr;
-  const qw::Class* constantClass = qw::ClassRegistry::find(ID.substr(0, point));
-  if (!constantClass || !constantClass->isSubclassOf(QWConstant::kClass)) return nullptr;
+  const std::string_view name = ID.substr(0, point);
+  const qw::Class* constantClass = name == base.name() ? &base : qw::ClassRegistry::find(name);
+  if (!constantClass || !constantClass->isSubclassOf(base)) return nullptr;
   return sharedManager(*constantClass).constantWithName(ID.substr(point + 1));
 }
 
@@ -62,8 +73,9 @@ QWConstantsManager& QWConstantsManager::makeManager(const qw::Class& constantCla
 }
 
 QWConstantsManager::Constant QWConstantsManager::constantWithName(std::string_view name) const {
-  const auto found = names_.find(name);
-  return found == names_.end() ? nullptr : found->second;
+  if (const auto found = names_.find(name); found != names_.end()) return found->second;
+  const auto alias = aliases_.find(name);
+  return alias == aliases_.end() ? nullptr : alias->second;
 }
 
 QWConstantsManager::Constant QWConstantsManager::constantWithValue(std::int64_t value) const {
@@ -82,4 +94,8 @@ void QWConstantsManager::addConstant(Constant constant) {
   names_.insert_or_assign(constant->name(), constant);
   values_.insert_or_assign(constant->value(), constant);
   constants_.push_back(std::move(constant));
+}
+
+void QWConstantsManager::addAlias(std::string name, Constant constant) {
+  aliases_.insert_or_assign(std::move(name), std::move(constant));
 }

@@ -28,6 +28,10 @@ class QW_EXPORT QWConstantsManager : public qw::Object {
   /// The constant with that `QWConstant::ID`, of a framework class or of one that the `ClassRegistry` knows;
   /// null when there is none.
   static Constant constantWithID(std::string_view ID);
+  /// The same for a place that holds constants of one class or its subclasses: that class need not be known
+  /// by name, and an ID that leads to no constant gives one that keeps it (`QWConstant::isUnknown`). Null for
+  /// an empty ID.
+  static Constant storedConstant(const qw::Class& constantClass, std::string_view ID);
   /// Makes the registry of a class, unless there is one; for `QWConstantOf`.
   static QWConstantsManager& makeManager(const qw::Class& constantClass, Fill fill);
 
@@ -48,9 +52,14 @@ class QW_EXPORT QWConstantsManager : public qw::Object {
   /// Adds a constant, which is not changed from then on. While the registry is filled, or before another
   /// thread uses the class.
   void addConstant(Constant constant);
+  /// Another name that `constantWithName` understands; a constant of that name goes before it.
+  void addAlias(std::string name, Constant constant);
 
  private:
+  static Constant find(const qw::Class& base, std::string_view ID);
+
   std::vector<Constant> constants_;
   std::map<std::string, Constant, std::less<>> names_;
+  std::map<std::string, Constant, std::less<>> aliases_;
   std::map<std::int64_t, Constant> values_;
 };

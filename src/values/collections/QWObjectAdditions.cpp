@@ -7,7 +7,7 @@ std::string QWObjectAdditions::validUniqueValue(const qw::Object& object, std::s
                                                 std::string_view keyPath, const qw::Array& array,
                                                 std::string_view format, std::string_view pattern) {
   const qw::KeyPath path(keyPath);
-  UniqueNames names(format, pattern);
+  qw::UniqueNames names(format, pattern);
   for (const qw::Value& element : array) {
     if (element.object().get() == &object) continue;
     const qw::Value name = path.value(element);

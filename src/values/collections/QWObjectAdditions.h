@@ -23,7 +23,7 @@ inline void perform(const std::function<void()>& block) {
 
 /// The value that an object may take at a key path where the elements of an array must differ: the proposed
 /// one made unique among the texts of all elements but the object itself. For `format` and `pattern` see
-/// `NumberedName`.
+/// `qw::NumberedName`.
 std::string validUniqueValue(const qw::Object& object, std::string_view value, std::string_view keyPath,
                              const qw::Array& array, std::string_view format = "%@ %ld",
                              std::string_view pattern = "(.*) ([0-9]+)");

@@ -19,7 +19,7 @@ qw::ValueSet setByRemovingObjectsInArray(const qw::ValueSet& set, const qw::Arra
 std::string uniqueValue(const qw::ValueSet& set, std::string_view value, std::string_view format,
                         std::string_view pattern) {
   if (!set.contains(value)) return std::string(value);
-  NumberedName name(value, pattern);
+  qw::NumberedName name(value, pattern);
   std::string text;
   do {
     ++name.number;

@@ -25,7 +25,7 @@ qw::ValueSet transformUsingBlock(const qw::ValueSet& set, Block block) {
 /// after "Client"). `format` holds %@ for the base text and %ld for the number. `pattern`, if not empty,
 /// recognises a text that is numbered already: capture group 1 is its base, 2 its number; the series goes on
 /// from there. Takes time in proportion to the numbers that are taken; to make many names unique, use
-/// `UniqueNames`.
+/// `qw::UniqueNames`.
 std::string uniqueValue(const qw::ValueSet& set, std::string_view value, std::string_view format = "%@ %ld",
                         std::string_view pattern = "(.*) ([0-9]+)");
 

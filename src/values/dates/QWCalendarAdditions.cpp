@@ -4,9 +4,9 @@
 
 namespace QWCalendarAdditions {
 
-icu::Calendar& threadSafeCalendar() { return UserCalendar::current().calendar(); }
+icu::Calendar& threadSafeCalendar() { return qw::UserCalendar::current().calendar(); }
 
-bool isJapanese() { return UserCalendar::current().isJapanese(); }
+bool isJapanese() { return qw::UserCalendar::current().isJapanese(); }
 
 qw::Date dateWithYear(std::int64_t year, std::int64_t month, std::int64_t day) {
   return dateWithYear(year, month, day, 0, 0, 0);
@@ -14,8 +14,8 @@ qw::Date dateWithYear(std::int64_t year, std::int64_t month, std::int64_t day) {
 
 qw::Date dateWithYear(std::int64_t year, std::int64_t month, std::int64_t day, std::int64_t hour,
                       std::int64_t minute, std::int64_t second) {
-  UserCalendar& calendar = UserCalendar::current();
-  return calendar.date(calendar.day(year, month, day), UserCalendar::seconds(hour, minute, second));
+  qw::UserCalendar& calendar = qw::UserCalendar::current();
+  return calendar.date(calendar.day(year, month, day), qw::UserCalendar::seconds(hour, minute, second));
 }
 
 }  // namespace QWCalendarAdditions

@@ -10,26 +10,27 @@ namespace QWDateAdditions {
 
 namespace {
 
-UserCalendar::Fields fields(qw::Date date) {
-  UserCalendar& calendar = UserCalendar::current();
+qw::UserCalendar::Fields fields(qw::Date date) {
+  qw::UserCalendar& calendar = qw::UserCalendar::current();
   return calendar.fields(calendar.localTime(date).day);
 }
 
 int secondOfDay(qw::Date date) {
-  return static_cast<int>(UserCalendar::current().localTime(date).secondOfDay);
+  return static_cast<int>(qw::UserCalendar::current().localTime(date).secondOfDay);
 }
 
 // The first moment of the day that `choose` makes of the date's day.
 template <class Choose>
 qw::Date startOf(qw::Date date, Choose choose) {
-  UserCalendar& calendar = UserCalendar::current();
+  qw::UserCalendar& calendar = qw::UserCalendar::current();
   return calendar.date(choose(calendar, calendar.localTime(date).day), 0);
 }
 
 // The last second of that day: where a clock change repeats an hour before midnight, that of the repetition.
 template <class Choose>
 qw::Date endOf(qw::Date date, Choose choose) {
-  return startOf(date, [&](UserCalendar& calendar, std::int64_t day) { return choose(calendar, day) + 1; })
+  return startOf(date,
+                 [&](qw::UserCalendar& calendar, std::int64_t day) { return choose(calendar, day) + 1; })
       .addingSeconds(-1);
 }
 
@@ -76,51 +77,55 @@ qw::Date dateByAddingYears(qw::Date date, std::int64_t years, std::int64_t month
   // Elapsed time alone never passes through the calendar: it would take the second of two equal local times
   // for the first.
   if (years != 0 || months != 0 || days != 0) {
-    UserCalendar& calendar = UserCalendar::current();
-    const UserCalendar::LocalTime local = calendar.localTime(date);
+    qw::UserCalendar& calendar = qw::UserCalendar::current();
+    const qw::UserCalendar::LocalTime local = calendar.localTime(date);
     date = calendar.date(calendar.adding(local.day, years, months, days), local.secondOfDay);
   }
-  const std::int64_t elapsed = UserCalendar::seconds(hours, minutes, seconds);
-  return qw::Date::fromMicroseconds(UserCalendar::bounded(date.seconds() + elapsed).microseconds() +
+  const std::int64_t elapsed = qw::UserCalendar::seconds(hours, minutes, seconds);
+  return qw::Date::fromMicroseconds(qw::UserCalendar::bounded(date.seconds() + elapsed).microseconds() +
                                     fraction);
 }
 
 qw::Date startOfDay(qw::Date date) {
-  return startOf(date, [](UserCalendar&, std::int64_t day) { return day; });
+  return startOf(date, [](qw::UserCalendar&, std::int64_t day) { return day; });
 }
 
 qw::Date endOfDay(qw::Date date) {
-  return endOf(date, [](UserCalendar&, std::int64_t day) { return day; });
+  return endOf(date, [](qw::UserCalendar&, std::int64_t day) { return day; });
 }
 
 qw::Date startOfWeek(qw::Date date) {
-  return startOf(date, [](UserCalendar& calendar, std::int64_t day) { return calendar.firstOfWeek(day); });
+  return startOf(date,
+                 [](qw::UserCalendar& calendar, std::int64_t day) { return calendar.firstOfWeek(day); });
 }
 
 qw::Date endOfWeek(qw::Date date) {
-  return endOf(date, [](UserCalendar& calendar, std::int64_t day) { return calendar.firstOfWeek(day) + 6; });
+  return endOf(date,
+               [](qw::UserCalendar& calendar, std::int64_t day) { return calendar.firstOfWeek(day) + 6; });
 }
 
 qw::Date startOfMonth(qw::Date date) {
-  return startOf(date, [](UserCalendar& calendar, std::int64_t day) { return calendar.firstOfMonth(day); });
+  return startOf(date,
+                 [](qw::UserCalendar& calendar, std::int64_t day) { return calendar.firstOfMonth(day); });
 }
 
 qw::Date endOfMonth(qw::Date date) {
-  return endOf(date, [](UserCalendar& calendar, std::int64_t day) { return calendar.lastOfMonth(day); });
+  return endOf(date, [](qw::UserCalendar& calendar, std::int64_t day) { return calendar.lastOfMonth(day); });
 }
 
 qw::Date startOfYear(qw::Date date) {
-  return startOf(date, [](UserCalendar& calendar, std::int64_t day) { return calendar.firstOfYear(day); });
+  return startOf(date,
+                 [](qw::UserCalendar& calendar, std::int64_t day) { return calendar.firstOfYear(day); });
 }
 
 qw::Date endOfYear(qw::Date date) {
-  return endOf(date, [](UserCalendar& calendar, std::int64_t day) { return calendar.lastOfYear(day); });
+  return endOf(date, [](qw::UserCalendar& calendar, std::int64_t day) { return calendar.lastOfYear(day); });
 }
 
 std::optional<qw::Date> updateFromTimeZoneWithName(qw::Date date, std::string_view name) {
   const qw::TimeZone* zone = qw::TimeZone::named(name);
   if (!zone) return std::nullopt;
-  return UserCalendar::bounded(qw::TimeZone::current().utcFromLocal(zone->localFromUTC(date.seconds())));
+  return qw::UserCalendar::bounded(qw::TimeZone::current().utcFromLocal(zone->localFromUTC(date.seconds())));
 }
 
 bool isEqualToDateIgnoringTime(qw::Date date, qw::Date other) {
@@ -128,7 +133,7 @@ bool isEqualToDateIgnoringTime(qw::Date date, qw::Date other) {
 }
 
 std::strong_ordering compareIgnoringTime(qw::Date date, qw::Date other) {
-  const UserCalendar& calendar = UserCalendar::current();
+  const qw::UserCalendar& calendar = qw::UserCalendar::current();
   return calendar.localTime(date).day <=> calendar.localTime(other).day;
 }
 

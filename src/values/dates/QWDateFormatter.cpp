@@ -7,6 +7,7 @@
 #include <unicode/smpdtfmt.h>
 #include <unicode/uchar.h>
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <cstring>
@@ -14,34 +15,25 @@
 #include <vector>
 
 #include "platform/base/internal/CivilDate.h"
+#include "platform/files/KeyedArchiver.h"
+#include "platform/files/KeyedUnarchiver.h"
 #include "platform/loop/internal/PerThread.h"
+#include "platform/object/Property.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/Clock.h"
 #include "platform/system/Localization.h"
 #include "platform/system/TimeZone.h"
-#include "values/dates/QWDateAdditions.h"
+#include "values/text/internal/Blanks.h"
+#include "values/text/internal/ICUText.h"
 #include "values/dates/internal/DatePattern.h"
+#include "values/dates/internal/UserCalendar.h"
 
 namespace {
 
 using qw::CivilDate;
-
-std::string utf8(const icu::UnicodeString& text) {
-  std::string result;
-  text.toUTF8String(result);
-  return result;
-}
-
-icu::UnicodeString utf16(std::string_view text) {
-  return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
-}
-
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\n";
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  return first == std::string_view::npos ? std::string_view()
-                                         : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
+using qw::trimmed;
+using qw::utf16;
+using qw::utf8;
 
 icu::DateFormat::EStyle icuStyle(QWDateFormatter::Style style) {
   using Style = QWDateFormatter::Style;
@@ -62,30 +54,35 @@ icu::DateFormat::EStyle icuStyle(QWDateFormatter::Style style) {
 
 }  // namespace
 
+constinit const qw::Class QWDateFormatter::kClass =
+    qw::define<QWDateFormatter, qw::Object>("QWDateFormatter", {}, [] { return qw::properties(); });
+
 /// The formats of ICU for one setting in one locale.
 class QWDateFormatter::Engine {
  public:
   explicit Engine(const Settings& settings)
-      : generation_(qw::ApplicationContext::generation()), zone_(&qw::TimeZone::current()) {
-    const std::string& name =
-        settings.locale.empty() ? qw::ApplicationContext::current().locale : settings.locale;
+      : generation_(qw::ApplicationContext::generation()), zone_(zoneOf(settings)) {
+    const std::string name = settings.localeIdentifier();
     const icu::Locale locale(name.c_str());
+    if (settings.hasOwnCalendar()) calendar_.emplace(name, *zone_);
     writer_ = makeWriter(settings, locale);
     if (!writer_) return;
     prepareWriter();
     pattern_ = utf8(writer_->toPattern(text_.remove()));
-    layout_ = DatePattern(DatePattern::withoutInvisible(pattern_));
-    if (isGregorian_ && hasLatinDigits()) plain_ = PlainDateLayout::ofPattern(DatePattern(pattern_));
+    layout_ = qw::DatePattern(qw::DatePattern::withoutInvisible(pattern_));
+    if (isGregorian_ && hasLatinDigits()) plain_ = qw::PlainDateLayout::ofPattern(qw::DatePattern(pattern_));
     prepareReader();
   }
 
   /// Whether the locale and the zone are still those that it was made for.
-  bool isCurrent() const {
-    return generation_ == qw::ApplicationContext::generation() && zone_ == &qw::TimeZone::current();
+  bool isCurrent(const Settings& settings) const {
+    return generation_ == qw::ApplicationContext::generation() && zone_ == zoneOf(settings);
   }
+  qw::UserCalendar& calendar() { return calendar_ ? *calendar_ : qw::UserCalendar::current(); }
 
   const std::string& pattern() const { return pattern_; }
-  const DatePattern& layout() const { return layout_; }
+  bool isGregorian() const { return isGregorian_; }
+  const qw::DatePattern& layout() const { return layout_; }
 
   std::string write(qw::Date date) {
     if (plain_) return plain_->write(date);
@@ -104,7 +101,7 @@ class QWDateFormatter::Engine {
     std::optional<qw::Date> date = readByICU(text);
     if (!date) return date;
     if (!isGregorian_) {
-      const auto plain = DatePattern::withoutInvisible;
+      const auto plain = qw::DatePattern::withoutInvisible;
       return !isMisread_ || trimmed(plain(write(*date))) == plain(text) ? date : std::nullopt;
     }
     const std::int64_t local = zone_->localFromUTC(date->seconds());
@@ -118,6 +115,11 @@ class QWDateFormatter::Engine {
   }
 
  private:
+  static const qw::TimeZone* zoneOf(const Settings& settings) {
+    const qw::TimeZone* own = settings.timeZone.empty() ? nullptr : qw::TimeZone::named(settings.timeZone);
+    return own ? own : &qw::TimeZone::current();
+  }
+
   static std::unique_ptr<icu::SimpleDateFormat> makeWriter(const Settings& settings,
                                                            const icu::Locale& locale) {
     UErrorCode status = U_ZERO_ERROR;
@@ -163,8 +165,8 @@ class QWDateFormatter::Engine {
 
   void prepareReader() {
     reader_.reset(writer_->clone());
-    reader_->applyPattern(
-        utf16(layout_.forReading(isGregorian_ ? DatePattern::Years::gregorian : DatePattern::Years::other)));
+    reader_->applyPattern(utf16(layout_.forReading(isGregorian_ ? qw::DatePattern::Years::gregorian
+                                                                : qw::DatePattern::Years::other)));
     namesZone_ = layout_.has("zZvVXxO");
     // In calendars with leap months, ICU takes years with cyclic names ("2024甲辰年") and the numbers of
     // months for others; what it takes them for shows when it is written again.
@@ -182,7 +184,7 @@ class QWDateFormatter::Engine {
     std::vector<icu::UnicodeString> plain;
     plain.reserve(static_cast<std::size_t>(count));
     for (std::int32_t i = 0; i < count; ++i)
-      plain.push_back(utf16(DatePattern::withoutInvisible(utf8(markers[i]))));
+      plain.push_back(utf16(qw::DatePattern::withoutInvisible(utf8(markers[i]))));
     symbols.setAmPmStrings(plain.data(), count);
     reader_->setDateFormatSymbols(symbols);
   }
@@ -190,7 +192,7 @@ class QWDateFormatter::Engine {
   std::optional<qw::Date> readByICU(std::string_view text) {
     if (!reader_) return std::nullopt;
     if (isGregorian_) setTwoDigitYears();
-    text_ = utf16(trimmed(DatePattern::withoutInvisible(text)));
+    text_ = utf16(trimmed(qw::DatePattern::withoutInvisible(text)));
     icu::ParsePosition position;
     const double milliseconds = reader_->parse(text_, position);
     if (position.getErrorIndex() >= 0 || position.getIndex() != text_.length()) return std::nullopt;
@@ -207,7 +209,7 @@ class QWDateFormatter::Engine {
 
   // Two digits mean a year from the first of January 80 years ago on, by our clock.
   void setTwoDigitYears() {
-    const std::int64_t first = PlainDateLayout::firstTwoDigitYear();
+    const std::int64_t first = qw::PlainDateLayout::firstTwoDigitYear();
     if (std::exchange(firstTwoDigitYear_, first) == first) return;
     UErrorCode status = U_ZERO_ERROR;
     reader_->set2DigitYearStart(static_cast<double>(CivilDate::days(first, 1, 1)) * 86'400'000, status);
@@ -217,20 +219,21 @@ class QWDateFormatter::Engine {
 
   std::uint64_t generation_;
   const qw::TimeZone* zone_;
+  std::optional<qw::UserCalendar> calendar_;  // for a zone, locale or calendar of its own
   bool isGregorian_ = false;
   bool namesZone_ = false;
   bool isMisread_ = false;
   std::int64_t firstTwoDigitYear_ = INT64_MIN;
   std::string pattern_;
-  DatePattern layout_{""};
-  std::optional<PlainDateLayout> plain_;
+  qw::DatePattern layout_{""};
+  std::optional<qw::PlainDateLayout> plain_;
   std::unique_ptr<icu::SimpleDateFormat> writer_, reader_;
   icu::UnicodeString text_;
 };
 
 QWDateFormatter::QWDateFormatter() = default;
 QWDateFormatter::~QWDateFormatter() = default;
-QWDateFormatter::QWDateFormatter(const QWDateFormatter& other) : settings_(other.settings_) {}
+QWDateFormatter::QWDateFormatter(const QWDateFormatter& other) : qw::Object(), settings_(other.settings_) {}
 QWDateFormatter& QWDateFormatter::operator=(const QWDateFormatter& other) {
   set(other.settings_);
   return *this;
@@ -243,31 +246,77 @@ void QWDateFormatter::set(Settings settings) {
 }
 
 QWDateFormatter::Engine& QWDateFormatter::engine() const {
-  if (!engine_ || !engine_->isCurrent()) engine_ = std::make_unique<Engine>(settings_);
+  if (!engine_ || !engine_->isCurrent(settings_)) engine_ = std::make_unique<Engine>(settings_);
   return *engine_;
 }
 
 void QWDateFormatter::setDateStyle(Style style) {
-  set({style, settings_.timeStyle, Source::styles, {}, settings_.locale});
+  Settings changed = settings_;
+  changed.dateStyle = style;
+  changed.source = Source::styles;
+  changed.text.clear();
+  set(std::move(changed));
 }
 
 void QWDateFormatter::setTimeStyle(Style style) {
-  set({settings_.dateStyle, style, Source::styles, {}, settings_.locale});
+  Settings changed = settings_;
+  changed.timeStyle = style;
+  changed.source = Source::styles;
+  changed.text.clear();
+  set(std::move(changed));
+}
+
+void QWDateFormatter::setText(Source source, std::string_view text) {
+  Settings changed = settings_;
+  changed.source = source;
+  changed.text = text;
+  set(std::move(changed));
 }
 
 void QWDateFormatter::setDateFormat(std::string_view format) {
   if (settings_.source == Source::format && settings_.text == format) return;
-  set({settings_.dateStyle, settings_.timeStyle, Source::format, std::string(format), settings_.locale});
+  setText(Source::format, format);
 }
 
 void QWDateFormatter::setLocalizedDateFormatFromTemplate(std::string_view fields) {
-  set({settings_.dateStyle, settings_.timeStyle, Source::fields, std::string(fields), settings_.locale});
+  setText(Source::fields, fields);
 }
 
 void QWDateFormatter::setLocale(std::string_view locale) {
   if (settings_.locale == locale) return;
   settings_.locale = locale;
   engine_.reset();
+}
+
+bool QWDateFormatter::setTimeZone(std::string_view name) {
+  if (!name.empty() && !qw::TimeZone::named(name)) return false;
+  Settings changed = settings_;
+  changed.timeZone = name;
+  set(std::move(changed));
+  return true;
+}
+
+bool QWDateFormatter::setCalendar(std::string_view identifier) {
+  Settings changed = settings_;
+  changed.calendar = identifier;
+  if (!identifier.empty()) {
+    // ICU answers its usual calendar for an identifier that it does not know.
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<icu::Calendar> calendar(
+        icu::Calendar::createInstance(icu::Locale(changed.localeIdentifier().c_str()), status));
+    if (U_FAILURE(status) || !calendar || identifier != calendar->getType()) return false;
+  }
+  set(std::move(changed));
+  return true;
+}
+
+std::string QWDateFormatter::Settings::localeIdentifier() const {
+  const std::string& name = locale.empty() ? qw::ApplicationContext::current().locale : locale;
+  if (calendar.empty()) return name;
+  icu::Locale changed(name.c_str());
+  UErrorCode status = U_ZERO_ERROR;
+  changed.setKeywordValue("calendar", calendar.c_str(), status);
+  return changed.getName();
 }
 
 std::string QWDateFormatter::dateFormat() const { return engine().pattern(); }
@@ -278,8 +327,8 @@ bool QWDateFormatter::getObjectValue(std::optional<qw::Date>& value, std::string
                                      qw::Error* error) const {
   value.reset();
   if (text.size() <= kMaxTextSize) {
-    text = trimmed(text);
     if (text.empty()) return true;
+    text = trimmed(text);
     value = engine().read(text);
     if (!value) value = dateFromDigits(text);
     if (value) return true;
@@ -290,6 +339,46 @@ bool QWDateFormatter::getObjectValue(std::optional<qw::Date>& value, std::string
   return qw::Error::set(error, kErrorDomain, isBad ? kBadFormat : kUnreadable,
                         qw::Localization::frameworkFormat(isBad ? "Date.BadFormat" : "Date.Unreadable",
                                                           {isBad ? settings_.text : form}));
+}
+
+bool QWDateFormatter::getObjectValue(std::optional<qw::Date>& value, std::string_view text, Range& range,
+                                     qw::Error* error) const {
+  text = text.substr(std::min(range.location, text.size()), range.length);
+  const bool isRead = getObjectValue(value, text, error);
+  std::size_t length = text.size();
+  if (!isRead && length <= kMaxTextSize) {
+    while (!value && length > 1) value = engine().read(text.substr(0, --length));
+  }
+  if (!isRead && !value) return false;
+  range.length = length;
+  return true;
+}
+
+void QWDateFormatter::encodeWithCoder(qw::KeyedArchiver& coder) const {
+  coder.encodeInt(static_cast<std::int32_t>(settings_.dateStyle), "dateStyle");
+  coder.encodeInt(static_cast<std::int32_t>(settings_.timeStyle), "timeStyle");
+  if (settings_.source == Source::format) coder.encodeObject(settings_.text, "dateFormat");
+  if (settings_.source == Source::fields) coder.encodeObject(settings_.text, "dateTemplate");
+  coder.encodeObject(settings_.locale, "locale");
+  coder.encodeObject(settings_.timeZone, "timeZone");
+  coder.encodeObject(settings_.calendar, "calendar");
+}
+
+void QWDateFormatter::initWithCoder(qw::KeyedUnarchiver& coder) {
+  const auto style = [&coder](std::string_view key) {
+    const std::int32_t code = coder.decodeInt(key);
+    if (code < 0 || code > static_cast<std::int32_t>(Style::kFull))
+      coder.fail("There is no such date style.");
+    return static_cast<Style>(code);
+  };
+  setDateStyle(style("dateStyle"));
+  setTimeStyle(style("timeStyle"));
+  if (coder.containsValueForKey("dateFormat")) setDateFormat(coder.decodeText("dateFormat"));
+  if (coder.containsValueForKey("dateTemplate"))
+    setLocalizedDateFormatFromTemplate(coder.decodeText("dateTemplate"));
+  setLocale(coder.decodeText("locale"));
+  if (!setTimeZone(coder.decodeText("timeZone"))) coder.fail("A date formatter has an unknown time zone.");
+  if (!setCalendar(coder.decodeText("calendar"))) coder.fail("A date formatter has an unknown calendar.");
 }
 
 std::optional<qw::Date> QWDateFormatter::dateFromDigits(std::string_view text) const {
@@ -308,9 +397,10 @@ std::optional<qw::Date> QWDateFormatter::dateFromDigits(std::string_view text) c
     return value;
   };
 
-  const qw::Date today = QWDateAdditions::today();
-  int year = QWDateAdditions::yearOfCommonEra(today), month = QWDateAdditions::monthOfYear(today), day = 0;
-  const DatePattern& layout = engine().layout();
+  qw::UserCalendar& calendar = engine().calendar();
+  const qw::UserCalendar::Fields today = calendar.fields(calendar.localTime(qw::Clock::now()).day);
+  int year = today.year, month = today.month, day = 0;
+  const qw::DatePattern& layout = engine().layout();
   const std::size_t d = layout.position('d'), m = layout.position('M'), y = layout.position('y');
   switch (count) {
     case 1:
@@ -336,13 +426,14 @@ std::optional<qw::Date> QWDateFormatter::dateFromDigits(std::string_view text) c
       } else {
         return std::nullopt;
       }
-      if (count == 6) year += 2000;
+      // A calendar that is not in its third millennium counts from its present century.
+      if (count == 6) year += engine().isGregorian() ? 2000 : today.year - today.year % 100;
       break;
     default:
       return std::nullopt;
   }
   if (day < 1 || day > 31 || month < 1 || month > 12) return std::nullopt;
-  return QWDateAdditions::dateWithYear(year, month, day);
+  return calendar.date(calendar.day(year, month, day), 0);
 }
 
 namespace {

@@ -8,16 +8,19 @@
 #include "platform/base/Date.h"
 #include "platform/base/Error.h"
 #include "platform/base/Export.h"
+#include "platform/object/Object.h"
 
 /// Writes dates for people and reads what people type, by the styles of a locale or by a pattern of Unicode
-/// TR 35, in the calendar of the locale (the Gregorian one proleptic) and the current time zone. A value
-/// type; a formatter belongs to one thread at a time. The class operations keep formatters of their own for
-/// each thread.
+/// TR 35, in the calendar of the locale (the Gregorian one proleptic) and the time zone in force, or those of
+/// its own. Copied like a value; archived with its settings (`qw::make` gives one that can be). A formatter
+/// belongs to one thread at a time. The class operations keep formatters of their own for each thread.
 ///
-///     std::string text = QWDateFormatter::formatDate(date, QWDateFormatter::Style::kLong);  // "March 15, 2024"
-///     auto day = QWDateFormatter::parseString("150324", "dd.MM.yyyy");  // the same day, from digits alone
-class QW_EXPORT QWDateFormatter {
+///     QWDateFormatter::formatDate(date, QWDateFormatter::Style::kLong);  // "March 15, 2024"
+///     QWDateFormatter::parseString("150324", "dd.MM.yyyy");              // the same day, from bare digits
+class QW_EXPORT QWDateFormatter : public qw::Object {
  public:
+  static const qw::Class kClass;
+
   /// The length of what the locale offers (Unicode TR 35); `kNone` leaves the part out.
   enum class Style { kNone, kShort, kMedium, kLong, kFull };
 
@@ -30,10 +33,15 @@ class QW_EXPORT QWDateFormatter {
   static constexpr std::string_view kErrorDomain = "QWDateFormatter";
   /// Why a text was not read.
   enum ErrorCode { kUnreadable = 1, kBadFormat = 2 };
+  /// A part of a text, in bytes; one that reaches beyond the text ends with it.
+  struct Range {
+    std::size_t location = 0;
+    std::size_t length = 0;
+  };
 
   /// With the short date style, no time style and the user's locale.
   QWDateFormatter();
-  ~QWDateFormatter();
+  ~QWDateFormatter() override;
   /// A formatter with the same settings.
   QWDateFormatter(const QWDateFormatter& other);
   QWDateFormatter& operator=(const QWDateFormatter& other);
@@ -58,17 +66,32 @@ class QW_EXPORT QWDateFormatter {
   const std::string& locale() const { return settings_.locale; }
   /// An ICU identifier, or empty.
   void setLocale(std::string_view locale);
+  /// Name in the time zone database ("Europe/Berlin"); empty for the zone in force, which the formatter then
+  /// follows. False, with nothing changed, for an unknown name.
+  const std::string& timeZone() const { return settings_.timeZone; }
+  bool setTimeZone(std::string_view name);
+  /// Unicode identifier ("gregorian", "buddhist"); empty for that of the locale. False, with nothing changed,
+  /// for an unknown one.
+  const std::string& calendar() const { return settings_.calendar; }
+  bool setCalendar(std::string_view identifier);
 
   /// Empty for an empty or an invalid format.
   std::string stringFromDate(qw::Date date) const;
 
-  /// Reads a text of the format; blanks around it do not count. An empty text is valid and gives no value.
+  /// Reads a text of the format; blanks around it do not count. An empty text is valid and has no value.
   /// A Gregorian year below 100 counts from 2000. Digits alone are read too, in the order of day, month and
   /// year in the format: the day (1 or 2 digits), day and month (4), or all three (6 or 8), with the parts
   /// that are missing taken from the current date. A time that a clock change skips moves forward by the gap;
   /// of one that occurs twice, the first is meant. Answers false, with no value, for any other text.
   bool getObjectValue(std::optional<qw::Date>& value, std::string_view text,
                       qw::Error* error = nullptr) const;
+  /// The same for a part of a text. If the whole part cannot be read, the longest beginning of it that has
+  /// the format is. `range` becomes what was read; it stays on failure.
+  bool getObjectValue(std::optional<qw::Date>& value, std::string_view text, Range& range,
+                      qw::Error* error = nullptr) const;
+
+  void encodeWithCoder(qw::KeyedArchiver& coder) const override;
+  void initWithCoder(qw::KeyedUnarchiver& coder) override;
 
   /// By styles in the user's locale; any thread.
   static std::string formatDate(qw::Date date, Style dateStyle, Style timeStyle = Style::kNone);
@@ -93,10 +116,17 @@ class QW_EXPORT QWDateFormatter {
     Source source = Source::styles;
     std::string text;  // the format or the template
     std::string locale;
+    std::string timeZone{};
+    std::string calendar{};
+
+    /// ICU's, of the locale with the calendar.
+    std::string localeIdentifier() const;
+    bool hasOwnCalendar() const { return !locale.empty() || !timeZone.empty() || !calendar.empty(); }
     friend bool operator==(const Settings&, const Settings&) = default;
   };
 
   void set(Settings settings);
+  void setText(Source source, std::string_view text);
   Engine& engine() const;
   std::optional<qw::Date> dateFromDigits(std::string_view text) const;
 

@@ -9,7 +9,7 @@
 namespace {
 
 std::int64_t daysBetween(qw::Date begin, qw::Date end) {
-  const UserCalendar& calendar = UserCalendar::current();
+  const qw::UserCalendar& calendar = qw::UserCalendar::current();
   return calendar.localTime(end).day - calendar.localTime(begin).day;
 }
 

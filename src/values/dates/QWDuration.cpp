@@ -77,13 +77,12 @@ qw::Value decodeDuration(qw::KeyedUnarchiver& coder) {
   return {};
 }
 
-[[maybe_unused]] const bool registered = [] {
-  qw::KeyedUnarchiver::addValueClass(QWDuration::kArchiveClass, decodeDuration);
-  qw::KeyedUnarchiver::addValueClass(ArchivedComponents::kArchiveClass, decodeComponents);
-  return true;
-}();
-
 }  // namespace
+
+void QWDuration::addArchiveClasses() {
+  qw::KeyedUnarchiver::addValueClass(kArchiveClass, decodeDuration);
+  qw::KeyedUnarchiver::addValueClass(ArchivedComponents::kArchiveClass, decodeComponents);
+}
 
 void QWDuration::encodeWithCoder(qw::KeyedArchiver& coder) const {
   coder.encodeInt64(static_cast<std::int64_t>(unit_), "unit");

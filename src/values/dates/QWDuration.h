@@ -75,6 +75,8 @@ class QW_EXPORT QWDuration {
   static constexpr std::string_view kArchiveClass = "QWDuration";
   /// Writes unit and count.
   void encodeWithCoder(qw::KeyedArchiver& coder) const;
+  /// Tells the unarchiver how durations are read; the framework's class list does.
+  static void addArchiveClasses();
   /// Whether unit and count are the same.
   friend bool operator==(const QWDuration&, const QWDuration&) = default;
 

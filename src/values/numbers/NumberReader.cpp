@@ -7,7 +7,10 @@
 #include <cstdint>
 #include <utility>
 
+#include "values/text/internal/Blanks.h"
 #include "values/text/internal/UTF8.h"
+
+namespace qw {
 
 namespace {
 
@@ -18,14 +21,7 @@ constexpr char kOwnDecimal = '\1';
 constexpr char kOwnGrouping = '\2';
 constexpr char kNone = '\0';
 
-constexpr std::size_t kGroupSize = 3;
-
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-// Marks that order the writing directions of a text, and show nothing.
-bool isDirectionMark(char32_t c) { return c == 0x200E || c == 0x200F || c == 0x061C; }
-
-bool isSpace(char32_t c) { return u_isUWhiteSpace(static_cast<UChar32>(c)) || isDirectionMark(c); }
 
 // The kind of a sign that people write in more than one way.
 char kindOf(char32_t c) {
@@ -33,16 +29,35 @@ char kindOf(char32_t c) {
     case U'.':
     case U',':
       return static_cast<char>(c);
-    case U' ':
-    case 0xA0:    // no-break space
-    case 0x2009:  // thin space
-    case 0x202F:  // narrow no-break space
-      return kBlank;
+    case 0xFF0E:  // full-width full stop
+      return '.';
+    case 0xFF0C:  // full-width comma
+      return ',';
     case U'\'':
     case 0x2019:  // right single quotation mark
       return kApostrophe;
     default:
-      return kNone;
+      return u_charType(static_cast<UChar32>(c)) == U_SPACE_SEPARATOR ? kBlank : kNone;
+  }
+}
+
+// The operator or minus sign that an input method or a typesetter put another sign for; 0 for any other.
+char plainSign(char32_t c) {
+  constexpr char32_t kFullWidth = 0xFF01 - U'!';
+  switch (c) {
+    case 0x2212:  // minus sign
+    case 0xFE63:  // small hyphen-minus
+      return '-';
+    case U'(' + kFullWidth:
+    case U')' + kFullWidth:
+    case U'*' + kFullWidth:
+    case U'+' + kFullWidth:
+    case U'-' + kFullWidth:
+    case U'/' + kFullWidth:
+    case U'%' + kFullWidth:
+      return static_cast<char>(c - kFullWidth);
+    default:
+      return '\0';
   }
 }
 
@@ -75,33 +90,12 @@ NumberReader::NumberReader(NumberNotation notation)
   notation_.minusSign = trimmed(notation_.minusSign);
 }
 
-std::string_view NumberReader::trimmed(std::string_view text) {
-  const auto isPlain = [](char c) { return c > ' ' && c < '\x7F'; };
-  while (!text.empty() && !isPlain(text.front())) {
-    const UTF8::Character c = UTF8::first(text);
-    if (c.length == 0 || !isSpace(c.codePoint)) break;
-    text.remove_prefix(c.length);
-  }
-  while (!text.empty() && !isPlain(text.back())) {
-    std::size_t last = text.size() - 1;
-    while (last > 0 && text.size() - last < 4 && (static_cast<unsigned char>(text[last]) & 0xC0) == 0x80)
-      --last;
-    const UTF8::Character c = UTF8::first(text.substr(last));
-    if (c.length != text.size() - last || !isSpace(c.codePoint)) break;
-    text.remove_suffix(c.length);
-  }
-  return text;
-}
-
-std::optional<qw::Decimal> NumberReader::read(std::string_view text, Separators separators) const {
+std::optional<Decimal> NumberReader::read(std::string_view text, Separators separators) const {
   text = trimmed(text);
   if (text.size() > kMaxTextSize) return std::nullopt;
-  bool negative = false;
-  for (const std::string_view minus : {std::string_view("-"), std::string_view(notation_.minusSign)}) {
-    if (negative || minus.empty() || !text.starts_with(minus)) continue;
-    negative = true;
-    text = trimmed(text.substr(minus.size()));
-  }
+  const std::size_t minus = sizeOfMinus(text);
+  const bool negative = minus > 0;
+  if (negative) text = trimmed(text.substr(minus));
   std::array<char, kMaxTextSize> buffer;
   if (!std::all_of(text.begin(), text.end(), [](char c) { return kPlain[static_cast<unsigned char>(c)]; })) {
     const auto size = normalized(text, buffer.data());
@@ -111,6 +105,30 @@ std::optional<qw::Decimal> NumberReader::read(std::string_view text, Separators 
   const auto value =
       parse(text, separators == Separators::kGuessed ? guess(text) : Signs{decimal_, grouping_});
   return value && negative ? -*value : value;
+}
+
+std::size_t NumberReader::sizeOfMinus(std::string_view text) const {
+  if (!notation_.minusSign.empty() && text.starts_with(notation_.minusSign))
+    return notation_.minusSign.size();
+  const UTF8::Character first = UTF8::first(text);
+  constexpr char32_t kEnDash = 0x2013;  // what some programs make of a hyphen before a number
+  const bool isMinus =
+      first.codePoint == U'-' || first.codePoint == kEnDash || plainSign(first.codePoint) == '-';
+  return isMinus ? first.length : 0;
+}
+
+std::string_view NumberReader::withPlainSigns(std::string_view text, std::string& buffer) {
+  if (std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; }))
+    return text;
+  buffer.clear();
+  while (!text.empty()) {
+    const UTF8::Character c = UTF8::first(text);
+    const std::size_t length = std::max<std::size_t>(c.length, 1);
+    const char sign = plainSign(c.codePoint);
+    sign ? buffer += sign : buffer += text.substr(0, length);
+    text.remove_prefix(length);
+  }
+  return buffer;
 }
 
 bool NumberReader::containsDecimalSeparator(std::string_view text, Separators separators) const {
@@ -132,11 +150,9 @@ std::optional<std::size_t> NumberReader::normalized(std::string_view text, char*
       *out = kOwnGrouping;
     } else {
       const UTF8::Character c = UTF8::first(text);
-      const char32_t digit = c.codePoint - notation_.zeroDigit;
+      const std::int32_t digit = u_charDigitValue(static_cast<UChar32>(c.codePoint));
       length = c.length;
-      *out = c.codePoint < 0x80 && isDigit(static_cast<char>(c.codePoint)) ? static_cast<char>(c.codePoint)
-             : digit < 10                                                  ? static_cast<char>(U'0' + digit)
-                                                                           : kindOf(c.codePoint);
+      *out = digit >= 0 ? static_cast<char>('0' + digit) : kindOf(c.codePoint);
     }
     if (length == 0 || *out == kNone) return std::nullopt;
     text.remove_prefix(length);
@@ -159,15 +175,16 @@ NumberReader::Signs NumberReader::guess(std::string_view text) const {
   if (own) return {kOwnDecimal, hasComma ? ',' : hasDot ? '.' : kNone};
   if (!hasDot && !hasComma) return {'.', kNone};
   const char found = hasDot ? '.' : ',';
+  const std::size_t groupSize = notation_.groupingSize;
   const std::size_t position = hasDot ? dot : comma;
-  const std::string_view after = text.substr(position + 1, kGroupSize);
-  const bool groups = text.find(found) != position || (found == grouping_ && after.size() == kGroupSize &&
+  const std::string_view after = text.substr(position + 1, groupSize);
+  const bool groups = text.find(found) != position || (found == grouping_ && after.size() == groupSize &&
                                                        std::all_of(after.begin(), after.end(), isDigit));
   if (groups) return {hasDot ? ',' : '.', found};
   return {found, kNone};
 }
 
-std::optional<qw::Decimal> NumberReader::parse(std::string_view text, const Signs& signs) const {
+std::optional<Decimal> NumberReader::parse(std::string_view text, const Signs& signs) const {
   constexpr std::int64_t kFull = 100'000'000'000'000'000;  // one more digit still fits
   std::int64_t mantissa = 0;
   int fraction = 0;
@@ -176,8 +193,9 @@ std::optional<qw::Decimal> NumberReader::parse(std::string_view text, const Sign
   std::size_t groups = 0;  // how many are complete
   std::size_t inner = 0;   // the size of those between the first and the last
   std::size_t first = 0;
+  const std::size_t groupSize = notation_.groupingSize;
   const auto closes = [&] {
-    return groups == 0 || (group == kGroupSize && first <= (inner ? inner : kGroupSize));
+    return groups == 0 || (group == groupSize && first <= (inner ? inner : groupSize));
   };
   for (const char c : text) {
     if (isDigit(c)) {
@@ -195,7 +213,7 @@ std::optional<qw::Decimal> NumberReader::parse(std::string_view text, const Sign
         if (first == 0) return std::nullopt;
       } else {
         if (inner == 0) inner = group;
-        if (group != inner || (inner != kGroupSize && inner != notation_.secondaryGroupingSize))
+        if (group != inner || (inner != groupSize && inner != notation_.secondaryGroupingSize))
           return std::nullopt;
       }
       ++groups;
@@ -205,12 +223,14 @@ std::optional<qw::Decimal> NumberReader::parse(std::string_view text, const Sign
     }
   }
   if (!any || (!afterPoint && !closes())) return std::nullopt;
-  if (!isLong) return qw::Decimal::withMantissa(mantissa, -fraction);
+  if (!isLong) return Decimal::withMantissa(mantissa, -fraction);
   std::array<char, kMaxTextSize> digits;
   char* end = digits.data();
   for (const char c : text) {
     if (isDigit(c)) *end++ = c;
     if (c == signs.decimal) *end++ = '.';
   }
-  return qw::Decimal::fromText({digits.data(), static_cast<std::size_t>(end - digits.data())});
+  return Decimal::fromText({digits.data(), static_cast<std::size_t>(end - digits.data())});
 }
+
+}  // namespace qw

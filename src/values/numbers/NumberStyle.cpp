@@ -2,35 +2,20 @@
 
 #include <unicode/dcfmtsym.h>
 #include <unicode/decimfmt.h>
-#include <unicode/fpositer.h>
 #include <unicode/locid.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 #include <utility>
+
+#include "values/text/internal/Blanks.h"
+#include "values/text/internal/ICUText.h"
+
+namespace qw {
 
 namespace {
 
 using Symbol = icu::DecimalFormatSymbols::ENumberFormatSymbol;
-
-// Longer ones are left to ICU, so that what is written here fits a buffer.
-constexpr std::size_t kMaxDigits = 64;
-constexpr std::size_t kMaxAffixSize = 64;
-constexpr std::size_t kMaxSeparatorSize = 8;
-constexpr std::size_t kMaxDigitSize = 4;
-constexpr std::size_t kBufferSize = (kMaxDigits + NumberStyle::kMaxFractionDigits) * kMaxDigitSize +
-                                    kMaxDigits * kMaxSeparatorSize + 2 * kMaxAffixSize;
-
-std::string utf8(const icu::UnicodeString& text) {
-  std::string result;
-  text.toUTF8String(result);
-  return result;
-}
-
-icu::UnicodeString utf16(std::string_view text) {
-  return icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(text.size())});
-}
 
 std::unique_ptr<icu::DecimalFormat> makeFormat(const std::string& locale, NumberStyle::Kind kind) {
   const UNumberFormatStyle style = kind == NumberStyle::Kind::kCurrency  ? UNUM_CURRENCY
@@ -57,28 +42,62 @@ bool isCurrencyCode(std::string_view code) {
          std::all_of(code.begin(), code.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
 }
 
-// Accounting parentheses and a minus sign behind the number give way to one before it.
-void checkNegativeFormat(icu::DecimalFormat& format) {
-  icu::UnicodeString pattern, suffix;
-  format.toPattern(pattern);
-  format.getNegativeSuffix(suffix);
+// The place of what separates the format of negative numbers; the length without one.
+std::int32_t endOfPositive(const icu::UnicodeString& pattern) {
   bool quoted = false;
-  std::int32_t negative = 0;
-  for (; negative < pattern.length() && (quoted || pattern[negative] != u';'); ++negative)
-    quoted ^= pattern[negative] == u'\'';
+  std::int32_t end = 0;
+  for (; end < pattern.length() && (quoted || pattern[end] != u';'); ++end) quoted ^= pattern[end] == u'\'';
+  return end;
+}
+
+icu::UnicodeString patternOf(const icu::DecimalFormat& format) {
+  icu::UnicodeString pattern;
+  return format.toPattern(pattern);
+}
+
+bool hasAccountingFormat(const icu::DecimalFormat& format) {
+  const icu::UnicodeString pattern = patternOf(format);
+  const std::int32_t negative = endOfPositive(pattern);
+  icu::UnicodeString suffix;
+  format.getNegativeSuffix(suffix);
   const icu::UnicodeString& minus =
       format.getDecimalFormatSymbols()->getConstSymbol(Symbol::kMinusSignSymbol);
-  const bool isAccounting = pattern.indexOf(u'(', negative) >= 0 || pattern.indexOf(u')', negative) >= 0;
-  if (!isAccounting && suffix.indexOf(u'-') < 0 && (minus.isEmpty() || suffix.indexOf(minus) < 0)) return;
+  return pattern.indexOf(u'(', negative) >= 0 || pattern.indexOf(u')', negative) >= 0 ||
+         suffix.indexOf(u'-') >= 0 || (!minus.isEmpty() && suffix.indexOf(minus) >= 0);
+}
+
+// Accounting parentheses and a minus sign behind the number give way to one before it.
+void checkNegativeFormat(icu::DecimalFormat& format) {
+  if (!hasAccountingFormat(format)) return;
+  const icu::UnicodeString pattern = patternOf(format);
   UErrorCode status = U_ZERO_ERROR;
-  format.applyPattern(pattern.tempSubString(0, negative), status);
+  format.applyPattern(pattern.tempSubString(0, endOfPositive(pattern)), status);
+}
+
+void applyFormats(icu::DecimalFormat& format, const NumberStyle::Options& options) {
+  if (!options.positiveFormat && !options.negativeFormat) return;
+  icu::UnicodeString pattern = patternOf(format);
+  const std::int32_t end = endOfPositive(pattern);
+  pattern = options.positiveFormat ? utf16(*options.positiveFormat) : icu::UnicodeString(pattern, 0, end);
+  if (options.negativeFormat) pattern += utf16(";" + *options.negativeFormat);
+  UErrorCode status = U_ZERO_ERROR;
+  format.applyPattern(pattern, status);
+}
+
+void applyAffixesAndGroups(icu::DecimalFormat& format, const NumberStyle::Options& options) {
+  if (options.positivePrefix) format.setPositivePrefix(utf16(*options.positivePrefix));
+  if (options.positiveSuffix) format.setPositiveSuffix(utf16(*options.positiveSuffix));
+  if (options.negativePrefix) format.setNegativePrefix(utf16(*options.negativePrefix));
+  if (options.negativeSuffix) format.setNegativeSuffix(utf16(*options.negativeSuffix));
+  if (options.usesGroupingSeparator) format.setGroupingUsed(*options.usesGroupingSeparator);
+  const auto cut = [](int size) { return std::clamp(size, 1, NumberStyle::kMaxGroupingSize); };
+  if (options.groupingSize) format.setGroupingSize(cut(*options.groupingSize));
+  if (options.secondaryGroupingSize) format.setSecondaryGroupingSize(cut(*options.secondaryGroupingSize));
 }
 
 // An amount without a symbol has no blank in its place either.
 void trimAffixes(icu::DecimalFormat& format) {
-  const auto trimmed = [](const icu::UnicodeString& affix) {
-    return utf16(NumberReader::trimmed(utf8(affix)));
-  };
+  const auto trimmed = [](const icu::UnicodeString& affix) { return utf16(qw::trimmed(utf8(affix))); };
   icu::UnicodeString affix;
   format.setPositivePrefix(trimmed(format.getPositivePrefix(affix)));
   format.setPositiveSuffix(trimmed(format.getPositiveSuffix(affix)));
@@ -88,48 +107,19 @@ void trimAffixes(icu::DecimalFormat& format) {
 
 }  // namespace
 
-struct NumberStyle::Format {
-  std::unique_ptr<icu::DecimalFormat> format;
-
-  std::string write(const qw::Decimal& value, std::int32_t* digitsBegin = nullptr,
-                    std::int32_t* digitsEnd = nullptr) const {
-    char text[qw::Decimal::kMaxTextSize];
-    const auto size = static_cast<std::int32_t>(value.write(text) - text);
-    UErrorCode status = U_ZERO_ERROR;
-    icu::UnicodeString out;
-    icu::FieldPositionIterator fields;
-    format->format(icu::StringPiece(text, size), out, digitsBegin ? &fields : nullptr, status);
-    if (digitsBegin) {
-      icu::FieldPosition field;
-      while (fields.next(field)) {
-        if (field.getField() == UNUM_INTEGER_FIELD) *digitsBegin = field.getBeginIndex();
-        if (field.getField() == UNUM_INTEGER_FIELD || field.getField() == UNUM_FRACTION_FIELD)
-          *digitsEnd = std::max(*digitsEnd, field.getEndIndex());
-      }
-      *digitsBegin = utf8Offset(out, *digitsBegin);
-      *digitsEnd = utf8Offset(out, *digitsEnd);
-    }
-    return utf8(out);
-  }
-
- private:
-  // The place in the UTF-8 form of what is a place in the text.
-  static std::int32_t utf8Offset(const icu::UnicodeString& text, std::int32_t place) {
-    return static_cast<std::int32_t>(utf8(text.tempSubString(0, place)).size());
-  }
-};
-
-NumberStyle::NumberStyle(const std::string& locale, const Wishes& wishes)
-    : icu_(std::make_unique<Format>()), kind_(wishes.kind), reader_(NumberNotation()) {
-  icu_->format = makeFormat(locale, kind_);
-  icu::DecimalFormat& format = *icu_->format;
+NumberStyle::NumberStyle(const std::string& locale, const Options& options)
+    : icu_(makeFormat(locale, options.kind)),
+      roundingMode_(options.roundingMode),
+      roundingIncrement_(options.roundingIncrement),
+      reader_(NumberNotation()) {
+  icu::DecimalFormat& format = *icu_;
   UErrorCode status = U_ZERO_ERROR;
-  if (wishes.currencyCode && isCurrencyCode(*wishes.currencyCode))
-    format.setCurrency(utf16(*wishes.currencyCode).getTerminatedBuffer(), status);
+  if (options.currencyCode && isCurrencyCode(*options.currencyCode))
+    format.setCurrency(utf16(*options.currencyCode).getTerminatedBuffer(), status);
   format.setRoundingIncrement(0);
   format.setRoundingMode(icu::DecimalFormat::kRoundHalfEven);
 
-  const bool isCurrency = kind_ == Kind::kCurrency;
+  const bool isCurrency = options.kind == Kind::kCurrency;
   icu::DecimalFormatSymbols symbols(*format.getDecimalFormatSymbols());
   const auto choose = [&](Symbol plain, Symbol monetary, const std::optional<std::string>& wish) {
     if (wish) {
@@ -139,31 +129,40 @@ NumberStyle::NumberStyle(const std::string& locale, const Wishes& wishes)
     return utf8(symbols.getConstSymbol(isCurrency ? monetary : plain));
   };
   decimalSeparator_ =
-      choose(Symbol::kDecimalSeparatorSymbol, Symbol::kMonetarySeparatorSymbol, wishes.decimalSeparator);
+      choose(Symbol::kDecimalSeparatorSymbol, Symbol::kMonetarySeparatorSymbol, options.decimalSeparator);
   groupingSeparator_ = choose(Symbol::kGroupingSeparatorSymbol, Symbol::kMonetaryGroupingSeparatorSymbol,
-                              wishes.groupingSeparator);
-  if (wishes.currencySymbol) {
-    symbols.setSymbol(Symbol::kCurrencySymbol, utf16(*wishes.currencySymbol));
-  } else if (wishes.currencyCode && !isCurrencyCode(*wishes.currencyCode)) {
-    symbols.setSymbol(Symbol::kCurrencySymbol, utf16(*wishes.currencyCode));
+                              options.groupingSeparator);
+  if (options.currencySymbol) {
+    symbols.setSymbol(Symbol::kCurrencySymbol, utf16(*options.currencySymbol));
+  } else if (options.currencyCode && !isCurrencyCode(*options.currencyCode)) {
+    symbols.setSymbol(Symbol::kCurrencySymbol, utf16(*options.currencyCode));
   }
   format.setDecimalFormatSymbols(symbols);
   checkNegativeFormat(format);
-  if (isCurrency && wishes.currencySymbol && wishes.currencySymbol->empty()) trimAffixes(format);
+  applyFormats(format, options);
+  if (isCurrency && options.currencySymbol && options.currencySymbol->empty()) trimAffixes(format);
+
+  applyAffixesAndGroups(format, options);
 
   percentSign_ = utf8(symbols.getConstSymbol(Symbol::kPercentSymbol));
   minimumFractionDigits_ = format.getMinimumFractionDigits();
   maximumFractionDigits_ = format.getMaximumFractionDigits();
-  if (wishes.minimumFractionDigits) setMinimumFractionDigits(*wishes.minimumFractionDigits);
-  if (wishes.maximumFractionDigits) setMaximumFractionDigits(*wishes.maximumFractionDigits);
-  canFormatHere_ = learn();
+  if (options.minimumFractionDigits) setMinimumFractionDigits(*options.minimumFractionDigits);
+  if (options.maximumFractionDigits) setMaximumFractionDigits(*options.maximumFractionDigits);
+  for (int factor = format.getMultiplier(); factor >= 10; factor /= 10) ++powerOf10_;
+  showDigits();
+  writer_ = FastNumberWriter(format, decimalSeparator_, groupingSeparator_, powerOf10_);
+  isFast_ = writer_.agreesWithICU(format);
 
-  reader_ = NumberReader(
-      {.decimalSeparator = decimalSeparator_,
-       .groupingSeparator = groupingSeparator_,
-       .minusSign = utf8(symbols.getConstSymbol(Symbol::kMinusSignSymbol)),
-       .zeroDigit = static_cast<char32_t>(symbols.getConstSymbol(Symbol::kZeroDigitSymbol).char32At(0)),
-       .secondaryGroupingSize = secondaryGroupingSize_});
+  const auto size = [](std::int32_t groupingSize, std::size_t usual) {
+    return groupingSize > 0 ? static_cast<std::size_t>(groupingSize) : usual;
+  };
+  const std::size_t primary = size(format.getGroupingSize(), NumberNotation().groupingSize);
+  reader_ = NumberReader({.decimalSeparator = decimalSeparator_,
+                          .groupingSeparator = groupingSeparator_,
+                          .minusSign = utf8(symbols.getConstSymbol(Symbol::kMinusSignSymbol)),
+                          .groupingSize = primary,
+                          .secondaryGroupingSize = size(format.getSecondaryGroupingSize(), primary)});
 }
 
 NumberStyle::~NumberStyle() = default;
@@ -178,103 +177,71 @@ void NumberStyle::setMaximumFractionDigits(int digits) {
   minimumFractionDigits_ = std::min(minimumFractionDigits_, maximumFractionDigits_);
 }
 
-/// Finds out what ICU writes around and between the digits, and whether `formatHere` then writes the same.
-bool NumberStyle::learn() {
-  const icu::DecimalFormat& format = *icu_->format;
-  const icu::DecimalFormatSymbols& symbols = *format.getDecimalFormatSymbols();
-  primaryGroupingSize_ =
-      format.isGroupingUsed() ? static_cast<std::size_t>(std::max(0, format.getGroupingSize())) : 0;
-  const std::int32_t secondary = format.getSecondaryGroupingSize();
-  secondaryGroupingSize_ = secondary > 0 ? static_cast<std::size_t>(secondary) : primaryGroupingSize_;
-  for (std::size_t i = 0; i < digits_.size(); ++i)
-    digits_[i] = utf8(symbols.getConstDigitSymbol(static_cast<std::int32_t>(i)));
-  const bool hasShortDigits = std::all_of(digits_.begin(), digits_.end(), [](const std::string& digit) {
-    return !digit.empty() && digit.size() <= kMaxDigitSize;
-  });
-  if (digits_.front() == "0" && digits_.back() == "9") digits_ = {};
-  for (const bool negative : {false, true}) {
-    std::int32_t begin = 0, end = 0;
-    const std::string text = icu_->write(negative ? qw::Decimal(-1) : qw::Decimal(1), &begin, &end);
-    Affixes& affixes = negative ? negative_ : positive_;
-    affixes.prefix = text.substr(0, static_cast<std::size_t>(begin));
-    affixes.suffix = text.substr(static_cast<std::size_t>(end));
-    if (affixes.prefix.size() > kMaxAffixSize || affixes.suffix.size() > kMaxAffixSize) return false;
+std::string NumberStyle::format(const Decimal& value) const {
+  const Decimal shown = rounded(value);
+  if (isFast_) {
+    if (auto text = writer_.write(shown, minimumFractionDigits_)) return *std::move(text);
   }
-  if (!hasShortDigits || decimalSeparator_.size() > kMaxSeparatorSize ||
-      groupingSeparator_.size() > kMaxSeparatorSize) {
-    return false;
-  }
-  constexpr const char* kSamples[] = {"0",       "1",    "-1",           "0.05",     "12.5",
-                                      "-999",    "1234", "-12345.678",   "999999.5", "1234567.891",
-                                      "-123456", "1e12", "-9876543.2101"};
-  return std::all_of(std::begin(kSamples), std::end(kSamples), [this](const char* sample) {
-    const qw::Decimal value =
-        qw::Decimal::fromText(sample)->rounded(maximumFractionDigits_, qw::RoundingMode::bankers);
-    return formatHere(value) == formatWithICU(value);
-  });
+  showDigits();
+  return FastNumberWriter::writeWithICU(*icu_, shown);
 }
 
-std::string NumberStyle::format(const qw::Decimal& value) const {
-  const int scale = maximumFractionDigits_ + (kind_ == Kind::kPercent ? 2 : 0);
-  const qw::Decimal shown = value.rounded(scale, qw::RoundingMode::bankers);
-  if (canFormatHere_) {
-    if (auto text = formatHere(shown)) return *std::move(text);
+Decimal NumberStyle::rounded(const Decimal& value) const {
+  Decimal result = value;
+  if (!roundingIncrement_.isZero()) {
+    const Decimal unit = roundingIncrement_.multipliedByPowerOf10(-powerOf10_);
+    result = (value / unit).rounded(0, roundingMode_) * unit;
   }
-  return formatWithICU(shown);
+  return result.rounded(maximumFractionDigits_ + powerOf10_, roundingMode_);
 }
 
-std::string NumberStyle::formatWithICU(const qw::Decimal& value) const {
-  icu::DecimalFormat& format = *icu_->format;
-  if (format.getMinimumFractionDigits() != minimumFractionDigits_ ||
-      format.getMaximumFractionDigits() != maximumFractionDigits_) {
-    format.setMinimumFractionDigits(minimumFractionDigits_);
-    format.setMaximumFractionDigits(maximumFractionDigits_);
+void NumberStyle::showDigits() const {
+  if (icu_->getMinimumFractionDigits() == minimumFractionDigits_ &&
+      icu_->getMaximumFractionDigits() == maximumFractionDigits_) {
+    return;
   }
-  return icu_->write(value);
+  icu_->setMinimumFractionDigits(minimumFractionDigits_);
+  icu_->setMaximumFractionDigits(maximumFractionDigits_);
 }
 
-std::optional<std::string> NumberStyle::formatHere(const qw::Decimal& value) const {
-  char plain[qw::Decimal::kMaxTextSize];
-  const qw::Decimal shown = kind_ == Kind::kPercent ? value.multipliedByPowerOf10(2) : value;
-  if (shown.isNaN()) return std::nullopt;
-  const char* const end = shown.write(plain);
-  std::string_view integer(plain, static_cast<std::size_t>(end - plain));
-  if (shown.isNegative()) integer.remove_prefix(1);
-  if (integer.size() > kMaxDigits) return std::nullopt;
-  const std::size_t point = std::min(integer.find('.'), integer.size());
-  const std::string_view fraction = integer.substr(std::min(point + 1, integer.size()));
-  integer = integer.substr(0, point);
-
-  char buffer[kBufferSize];
-  char* out = buffer;
-  const auto put = [&out](std::string_view text) {
-    std::memcpy(out, text.data(), text.size());
-    out += text.size();
-  };
-  const auto putDigits = [&](std::string_view digits) {
-    if (digits_.front().empty()) return put(digits);
-    for (const char digit : digits) put(digits_[static_cast<std::size_t>(digit - '0')]);
-  };
-  const Affixes& affixes = shown.isNegative() ? negative_ : positive_;
-  put(affixes.prefix);
-  if (primaryGroupingSize_ == 0 || integer.size() <= primaryGroupingSize_) {
-    putDigits(integer);
-  } else {
-    const std::size_t grouped = integer.size() - primaryGroupingSize_;
-    std::size_t size = grouped % secondaryGroupingSize_;  // of the first group, which may be short
-    if (size == 0) size = secondaryGroupingSize_;
-    for (std::size_t at = 0; at < grouped; at += std::exchange(size, secondaryGroupingSize_)) {
-      putDigits(integer.substr(at, size));
-      put(groupingSeparator_);
-    }
-    putDigits(integer.substr(grouped));
-  }
-  const auto least = static_cast<std::size_t>(minimumFractionDigits_);
-  if (!fraction.empty() || least > 0) {
-    put(decimalSeparator_);
-    putDigits(fraction);
-    for (std::size_t i = fraction.size(); i < least; ++i) putDigits("0");
-  }
-  put(affixes.suffix);
-  return std::string(buffer, static_cast<std::size_t>(out - buffer));
+std::string NumberStyle::positiveFormat() const {
+  const icu::UnicodeString pattern = patternOf(*icu_);
+  return utf8(pattern.tempSubString(0, endOfPositive(pattern)));
 }
+
+std::string NumberStyle::negativeFormat() const {
+  const icu::UnicodeString pattern = patternOf(*icu_);
+  const std::int32_t end = endOfPositive(pattern);
+  return end < pattern.length() ? utf8(pattern.tempSubString(end + 1)) : "-" + utf8(pattern);
+}
+
+std::string NumberStyle::affix(Affix affix) const {
+  icu::UnicodeString text;
+  switch (affix) {
+    case Affix::kPositivePrefix:
+      return utf8(icu_->getPositivePrefix(text));
+    case Affix::kPositiveSuffix:
+      return utf8(icu_->getPositiveSuffix(text));
+    case Affix::kNegativePrefix:
+      return utf8(icu_->getNegativePrefix(text));
+    case Affix::kNegativeSuffix:
+      break;
+  }
+  return utf8(icu_->getNegativeSuffix(text));
+}
+
+bool NumberStyle::usesGroupingSeparator() const { return icu_->isGroupingUsed(); }
+int NumberStyle::groupingSize() const { return icu_->getGroupingSize(); }
+int NumberStyle::secondaryGroupingSize() const { return icu_->getSecondaryGroupingSize(); }
+bool NumberStyle::isAccounting() const { return hasAccountingFormat(*icu_); }
+
+bool NumberStyle::isFormat(std::string_view text) {
+  if (text.empty() || text.size() > kMaxFormatSize) return false;
+  const icu::UnicodeString pattern = utf16(text);
+  if (endOfPositive(pattern) != pattern.length()) return false;
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::DecimalFormat format(pattern, icu::DecimalFormatSymbols(icu::Locale::getRoot(), status), status);
+  return U_SUCCESS(status);
+}
+
+}  // namespace qw

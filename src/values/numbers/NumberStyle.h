@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -10,72 +9,90 @@
 
 #include "platform/base/Decimal.h"
 #include "platform/base/Export.h"
+#include "values/numbers/FastNumberWriter.h"
 #include "values/numbers/NumberReader.h"
 
+namespace qw {
+
 /// How numbers are written: the patterns and signs that ICU knows for a locale (Unicode TR 35) under the
-/// wishes of a formatter. Almost every number is written here from what ICU's format was found to do; the
-/// rest, and everything where that was found to differ, by ICU itself. Negative numbers begin with a minus
-/// sign where the locale would put them into parentheses or the sign behind them. Belongs to one formatter
-/// and its thread.
+/// options of a formatter. Where the locale would put negative numbers into parentheses or the sign behind
+/// them, they begin with a minus sign. Belongs to one formatter and its thread.
 class QW_EXPORT NumberStyle {
  public:
   enum class Kind : std::uint8_t { kDecimal, kCurrency, kPercent };
+  enum class Affix : std::uint8_t { kPositivePrefix, kPositiveSuffix, kNegativePrefix, kNegativeSuffix };
 
   /// What is not set is the locale's.
-  struct Wishes {
+  struct Options {
     Kind kind = Kind::kDecimal;
     std::optional<std::string> decimalSeparator;
     std::optional<std::string> groupingSeparator;
     std::optional<std::string> currencyCode;  ///< ISO 4217
     std::optional<std::string> currencySymbol;
+    std::optional<std::string> positiveFormat;
+    std::optional<std::string> negativeFormat;
+    std::optional<std::string> positivePrefix;
+    std::optional<std::string> positiveSuffix;
+    std::optional<std::string> negativePrefix;
+    std::optional<std::string> negativeSuffix;
     std::optional<int> minimumFractionDigits;
     std::optional<int> maximumFractionDigits;
+    std::optional<int> groupingSize;
+    std::optional<int> secondaryGroupingSize;
+    std::optional<bool> usesGroupingSeparator;
+    RoundingMode roundingMode = RoundingMode::bankers;
+    Decimal roundingIncrement = 0;  ///< what is shown is a multiple of it; 0 for any number
   };
 
   /// `locale` is ICU's identifier, for instance "de_CH".
-  NumberStyle(const std::string& locale, const Wishes& wishes);
+  NumberStyle(const std::string& locale, const Options& options);
   ~NumberStyle();
   NumberStyle(const NumberStyle&) = delete;
   NumberStyle& operator=(const NumberStyle&) = delete;
 
-  /// Rounded half to even to the digits that are shown, and without a sign when that is zero.
-  std::string format(const qw::Decimal& value) const;
+  /// Rounded to the digits that are shown, and without a sign when that is zero.
+  std::string format(const Decimal& value) const;
   const NumberReader& reader() const { return reader_; }
   const std::string& decimalSeparator() const { return decimalSeparator_; }
   const std::string& groupingSeparator() const { return groupingSeparator_; }
   const std::string& percentSign() const { return percentSign_; }
   int minimumFractionDigits() const { return minimumFractionDigits_; }
   int maximumFractionDigits() const { return maximumFractionDigits_; }
+  std::string positiveFormat() const;
+  std::string negativeFormat() const;
+  std::string affix(Affix affix) const;
+  bool usesGroupingSeparator() const;
+  int groupingSize() const;
+  int secondaryGroupingSize() const;
+  /// Whether negative numbers are in parentheses or have their sign behind them.
+  bool isAccounting() const;
+  /// Whether a text is a number pattern of TR 35 for numbers of one sign.
+  static bool isFormat(std::string_view text);
 
   /// From 0 to `kMaxFractionDigits`; the last one set moves the other where they would cross.
   void setMinimumFractionDigits(int digits);
   void setMaximumFractionDigits(int digits);
-  static constexpr int kMaxFractionDigits = -qw::Decimal::kMinExponent;
+  static constexpr int kMaxFractionDigits = -Decimal::kMinExponent;
+  static constexpr int kMaxGroupingSize = 64;
+  static constexpr std::size_t kMaxFormatSize = 256;
 
  private:
-  struct Format;
-  /// What stands around the digits of a number.
-  struct Affixes {
-    std::string prefix;
-    std::string suffix;
-  };
+  Decimal rounded(const Decimal& value) const;
+  /// Has ICU show the fraction digits that are set.
+  void showDigits() const;
 
-  std::string formatWithICU(const qw::Decimal& value) const;
-  std::optional<std::string> formatHere(const qw::Decimal& value) const;
-  bool learn();
-
-  std::unique_ptr<Format> icu_;
-  Kind kind_;
+  std::unique_ptr<icu::DecimalFormat> icu_;
   std::string decimalSeparator_;
   std::string groupingSeparator_;
   std::string percentSign_;
   int minimumFractionDigits_ = 0;
   int maximumFractionDigits_ = 0;
-  std::size_t primaryGroupingSize_ = 0;  // 0 without groups
-  std::size_t secondaryGroupingSize_ = 0;
-  Affixes positive_;
-  Affixes negative_;
-  std::array<std::string, 10> digits_;  // none when they are ASCII
-  bool canFormatHere_ = false;
+  int powerOf10_ = 0;  // what the format multiplies by
+  RoundingMode roundingMode_;
+  Decimal roundingIncrement_;
+  FastNumberWriter writer_;
+  bool isFast_ = false;
   NumberReader reader_;
 };
+
+}  // namespace qw

@@ -29,12 +29,9 @@ qw::Value decodeCurrency(qw::KeyedUnarchiver& coder) {
                                                          rate.value_or(qw::Decimal())));
 }
 
-[[maybe_unused]] const bool registered = [] {
-  qw::KeyedUnarchiver::addValueClass(QWCurrency::kArchiveClass, decodeCurrency);
-  return true;
-}();
-
 }  // namespace
+
+void QWCurrency::addArchiveClasses() { qw::KeyedUnarchiver::addValueClass(kArchiveClass, decodeCurrency); }
 
 QWCurrency QWCurrency::defaultCurrency() {
   const std::string& locale = qw::ApplicationContext::current().locale;

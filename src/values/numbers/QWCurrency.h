@@ -49,6 +49,8 @@ class QW_EXPORT QWCurrency {
   static constexpr std::string_view kArchiveClass = "QWCurrency";
   /// Writes the four parts.
   void encodeWithCoder(qw::KeyedArchiver& coder) const;
+  /// Tells the unarchiver how currencies are read; the framework's class list does.
+  static void addArchiveClasses();
   friend bool operator==(const QWCurrency&, const QWCurrency&) = default;
 
  private:

@@ -1,11 +1,20 @@
 #include "values/numbers/QWCurrencyFormatter.h"
 
+#include <unicode/uchar.h>
+
 #include <algorithm>
 #include <memory>
 #include <utility>
 
+#include "platform/files/KeyedArchiver.h"
+#include "platform/files/KeyedUnarchiver.h"
 #include "platform/files/UserDefaults.h"
 #include "platform/loop/internal/PerThread.h"
+#include "values/text/internal/Blanks.h"
+#include "values/text/internal/UTF8.h"
+
+constinit const qw::Class QWCurrencyFormatter::kClass = qw::define<QWCurrencyFormatter, QWNumberFormatter>(
+    "QWCurrencyFormatter", {}, [] { return qw::properties(); });
 
 namespace {
 
@@ -14,11 +23,28 @@ std::size_t characters(std::string_view text) {
       text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
-std::string withoutFirst(std::string_view text, std::string_view sign) {
+bool hasDigit(std::string_view text) {
+  for (qw::UTF8::Character c; (c = qw::UTF8::first(text)).length > 0; text.remove_prefix(c.length)) {
+    if (u_charDigitValue(static_cast<UChar32>(c.codePoint)) >= 0) return true;
+  }
+  return false;
+}
+
+/// Takes a sign out of an amount, with the point of an abbreviation ("Rs.500"). False for a sign within the
+/// number: what "10€50" means is not known.
+bool takeOut(std::string& text, std::string_view sign) {
   const std::size_t at = text.find(sign);
-  std::string rest(text.substr(0, at));
-  rest += text.substr(at + sign.size());
-  return std::string(NumberReader::trimmed(rest));
+  std::size_t size = sign.size();
+  std::size_t last = size - 1;
+  while (last > 0 && (static_cast<unsigned char>(sign[last]) & 0xC0) == 0x80) --last;
+  const bool endsWithLetter =
+      u_isalpha(static_cast<UChar32>(qw::UTF8::first(sign.substr(last)).codePoint)) != 0;
+  if (endsWithLetter && text.compare(at + size, 1, ".") == 0) ++size;
+  const std::string_view before = std::string_view(text).substr(0, at);
+  if (hasDigit(before) && hasDigit(std::string_view(text).substr(at + size))) return false;
+  text.erase(at, size);
+  text = std::string(qw::trimmed(text));
+  return true;
 }
 
 /// The formatters of the currencies that a thread wrote last.
@@ -60,48 +86,55 @@ void QWCurrencyFormatter::setCurrency(std::optional<QWCurrency> currency) {
 }
 
 void QWCurrencyFormatter::updateCurrency() {
-  NumberStyle::Wishes changed = wishes();
+  Options changed = options();
   changed.currencyCode = currency_ ? std::optional(currency_->code()) : std::nullopt;
   changed.currencySymbol = currency_ ? currency_->symbol() : std::string();
   changed.minimumFractionDigits = currency_ ? currency_->fractionDigits() : 0;
   changed.maximumFractionDigits = currency_ ? currency_->fractionDigits() : 6;
-  setWishes(std::move(changed));
+  setOptions(std::move(changed));
   setDecimalNumberBehavior(currency_ ? std::optional(currency_->behavior()) : std::nullopt);
 }
 
 void QWCurrencyFormatter::setCurrencies(std::vector<QWCurrency> currencies) {
   currencies_ = std::move(currencies);
-  symbols_ = longestFirst(&QWCurrency::symbol);
-  codes_ = longestFirst(&QWCurrency::code);
+  signs_.clear();
   beginsSign_ = {};
+  for (const bool isSymbol : {false, true}) {
+    for (std::size_t i = 0; i < currencies_.size(); ++i) {
+      // Texts are trimmed, too: Arabic symbols end with a mark of their writing direction.
+      const std::string_view sign = qw::trimmed(isSymbol ? currencies_[i].symbol() : currencies_[i].code());
+      if (!sign.empty()) signs_.push_back({std::string(sign), i, isSymbol});
+    }
+  }
+  std::stable_sort(signs_.begin(), signs_.end(),
+                   [](const Sign& a, const Sign& b) { return characters(a.text) > characters(b.text); });
   std::vector<std::string> words;
   constexpr std::string_view kOperators = "()*/+-";
-  for (const std::vector<Sign>* signs : {&symbols_, &codes_}) {
-    for (const Sign& sign : *signs) {
-      beginsSign_[static_cast<unsigned char>(sign.text.front())] = true;
-      // A symbol of nothing but operators, however, is an operator.
-      if (sign.text.find_first_of(kOperators) != sign.text.npos &&
-          sign.text.find_first_not_of(kOperators) != sign.text.npos) {
-        words.push_back(sign.text);
-      }
+  for (const Sign& sign : signs_) {
+    beginsSign_[static_cast<unsigned char>(sign.text.front())] = true;
+    // A symbol of nothing but operators, however, is an operator.
+    if (sign.text.find_first_of(kOperators) != sign.text.npos &&
+        sign.text.find_first_not_of(kOperators) != sign.text.npos) {
+      words.push_back(sign.text);
     }
   }
   setWords(std::move(words));
 }
 
 void QWCurrencyFormatter::setCurrencyCode(std::string_view code) {
-  if (wishes().currencyCode == code) return;
-  NumberStyle::Wishes changed = wishes();
+  if (options().currencyCode == code) return;
+  Options changed = options();
   changed.currencyCode = code;
   changed.currencySymbol = std::nullopt;
-  setWishes(std::move(changed));
+  changed.roundingIncrement = 0;
+  setOptions(std::move(changed));
 }
 
 void QWCurrencyFormatter::setCurrencySymbol(std::string_view symbol) {
-  if (wishes().currencySymbol == symbol) return;
-  NumberStyle::Wishes changed = wishes();
+  if (options().currencySymbol == symbol) return;
+  Options changed = options();
   changed.currencySymbol = symbol;
-  setWishes(std::move(changed));
+  setOptions(std::move(changed));
 }
 
 std::optional<QWNumberFormatter::Components> QWCurrencyFormatter::componentsFromString(
@@ -114,9 +147,9 @@ std::optional<QWNumberFormatter::Components> QWCurrencyFormatter::componentsFrom
 void QWCurrencyFormatter::fixEnglishNotation(Components& components) const {
   using Kind = Component::Kind;
   const auto isSymbol = [this](const Component& component) {
-    return component.kind == Kind::kText &&
-           std::any_of(symbols_.begin(), symbols_.end(),
-                       [&](const Sign& symbol) { return symbol.text == component.text; });
+    return component.kind == Kind::kText && std::any_of(signs_.begin(), signs_.end(), [&](const Sign& sign) {
+             return sign.isSymbol && sign.text == component.text;
+           });
   };
   std::size_t kept = 0;
   for (std::size_t i = 0; i < components.size(); ++i, ++kept) {
@@ -132,39 +165,43 @@ void QWCurrencyFormatter::fixEnglishNotation(Components& components) const {
 }
 
 std::optional<qw::Decimal> QWCurrencyFormatter::evaluateString(std::string_view text) const {
-  return evaluateAmount(NumberReader::trimmed(text), 0);
-}
-
-/// `taken` symbols and codes were taken out of the text before.
-std::optional<qw::Decimal> QWCurrencyFormatter::evaluateAmount(std::string_view text, int taken) const {
-  if (text.size() > NumberReader::kMaxTextSize) return std::nullopt;
+  text = qw::trimmed(text);
+  if (text.size() > qw::NumberReader::kMaxTextSize) return std::nullopt;
   const bool mayHaveSign = std::any_of(text.begin(), text.end(),
                                        [this](char c) { return beginsSign_[static_cast<unsigned char>(c)]; });
-  if (!mayHaveSign) return evaluateNumber(text, taken);
+  if (!mayHaveSign) return evaluateNumber(text);
   std::string rest(text);
-  // A code outdoes a symbol.
-  const QWCurrency* named = nullptr;
-  for (const std::vector<Sign>* signs : {&symbols_, &codes_}) {
-    const auto sign = std::find_if(signs->begin(), signs->end(),
+  std::vector<std::size_t> named;  // the currencies that all signs so far belong to
+  for (int taken = 0;; ++taken) {
+    const auto sign = std::find_if(signs_.begin(), signs_.end(),
                                    [&](const Sign& s) { return rest.find(s.text) != rest.npos; });
-    if (sign == signs->end()) continue;
-    named = &currencies_[sign->currency];
-    rest = withoutFirst(rest, sign->text);
+    if (sign == signs_.end()) break;
+    if (taken == kMaxSigns || !takeOut(rest, sign->text)) return std::nullopt;
+    const auto belongs = [&](std::size_t currency) {
+      return std::any_of(signs_.begin(), signs_.end(),
+                         [&](const Sign& s) { return s.currency == currency && s.text == sign->text; });
+    };
+    if (taken == 0) {
+      for (const Sign& s : signs_)
+        if (s.text == sign->text) named.push_back(s.currency);
+    } else {
+      std::erase_if(named, [&](std::size_t currency) { return !belongs(currency); });
+    }
+    if (named.empty()) return std::nullopt;
   }
-  if (!named) return evaluateNumber(text, taken);
+  if (named.empty()) return evaluateNumber(text);
   if (rest.empty()) return qw::Decimal();
-  if (taken == kMaxSigns) return std::nullopt;
-  const auto amount = evaluateAmount(rest, taken + 1);
+  const auto amount = QWNumberFormatter::evaluateString(rest);
   if (!amount) return std::nullopt;
   const bool hasRate = currency_ && !currency_->changeRate().isZero();
-  const qw::Decimal value =
-      *amount * (named->changeRate() / (hasRate ? currency_->changeRate() : qw::Decimal(1)));
+  const qw::Decimal value = *amount * (currencies_[named.front()].changeRate() /
+                                       (hasRate ? currency_->changeRate() : qw::Decimal(1)));
   return value.isNaN() ? std::nullopt : std::optional(value);
 }
 
-std::optional<qw::Decimal> QWCurrencyFormatter::evaluateNumber(std::string_view text, int taken) const {
+std::optional<qw::Decimal> QWCurrencyFormatter::evaluateNumber(std::string_view text) const {
   const auto value = QWNumberFormatter::evaluateString(text);
-  if (!value || taken > 0 || !currency_ || !canInsertDecimalSeparator_ ||
+  if (!value || !currency_ || !canInsertDecimalSeparator_ ||
       style().reader().containsDecimalSeparator(text, separators()) ||
       !qw::UserDefaults::standard().boolValue(kAutomaticallyInsertDecimalSeparatorKey)) {
     return value;
@@ -172,15 +209,23 @@ std::optional<qw::Decimal> QWCurrencyFormatter::evaluateNumber(std::string_view 
   return value->multipliedByPowerOf10(-currency_->fractionDigits());
 }
 
-std::vector<QWCurrencyFormatter::Sign> QWCurrencyFormatter::longestFirst(
-    const std::string& (QWCurrency::*text)() const) const {
-  std::vector<Sign> signs;
-  for (std::size_t i = 0; i < currencies_.size(); ++i) {
-    // Texts are trimmed, too: Arabic symbols end with a mark of their writing direction.
-    const std::string_view sign = NumberReader::trimmed((currencies_[i].*text)());
-    if (!sign.empty()) signs.push_back({std::string(sign), i});
+void QWCurrencyFormatter::encodeWithCoder(qw::KeyedArchiver& coder) const {
+  using Traits = qw::ValueTraits<QWCurrency>;
+  QWNumberFormatter::encodeWithCoder(coder);
+  if (currency_) coder.encodeObject(Traits::toValue(*currency_), "currency");
+  qw::Array currencies;
+  for (const QWCurrency& currency : currencies_) currencies.push_back(Traits::toValue(currency));
+  coder.encodeObject(std::move(currencies), "currencies");
+}
+
+void QWCurrencyFormatter::initWithCoder(qw::KeyedUnarchiver& coder) {
+  using Traits = qw::ValueTraits<QWCurrency>;
+  QWNumberFormatter::initWithCoder(coder);
+  currency_ = Traits::fromValue(coder.decodeObject("currency"));
+  const qw::Value archived = coder.decodeObject("currencies");
+  std::vector<QWCurrency> currencies;
+  for (const qw::Value& value : archived.array() ? *archived.array() : qw::Array()) {
+    if (auto currency = Traits::fromValue(value)) currencies.push_back(*std::move(currency));
   }
-  std::stable_sort(signs.begin(), signs.end(),
-                   [](const Sign& a, const Sign& b) { return characters(a.text) > characters(b.text); });
-  return signs;
+  setCurrencies(std::move(currencies));
 }

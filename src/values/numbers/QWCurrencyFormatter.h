@@ -12,8 +12,9 @@
 #include "values/numbers/QWNumberFormatter.h"
 
 /// Writes amounts of money with the symbol and the decimals of a currency, and reads them, converting those
-/// typed with the symbol or code of another currency that it knows. Belongs to one thread, like every number
-/// formatter.
+/// typed with the symbol or code of another currency that it knows: the longest one that stands before or
+/// behind the number, with the point of an abbreviation ("Rs.500"). An amount that names two currencies
+/// cannot be read. Belongs to one thread, like every number formatter.
 ///
 ///     QWCurrencyFormatter formatter;
 ///     formatter.setCurrency(euro);
@@ -21,6 +22,8 @@
 ///     bool isRead = formatter.getObjectValue(value, "USD 10 + 5");  // 14.2: in euros
 class QW_EXPORT QWCurrencyFormatter : public QWNumberFormatter {
  public:
+  static const qw::Class kClass;
+
   /// A bool of the user's settings: whether "1250" is read as 12.50.
   static constexpr std::string_view kAutomaticallyInsertDecimalSeparatorKey =
       "QWCurrencyFormatterAutomaticallyInsertDecimalSeparator";
@@ -64,21 +67,23 @@ class QW_EXPORT QWCurrencyFormatter : public QWNumberFormatter {
   /// The amount, converted into the formatter's currency.
   std::optional<qw::Decimal> evaluateString(std::string_view text) const override;
 
+  void encodeWithCoder(qw::KeyedArchiver& coder) const override;
+  /// Inserting the decimal separator is allowed again.
+  void initWithCoder(qw::KeyedUnarchiver& coder) override;
+
  private:
   /// A symbol or code as it stands in texts, and the index of its currency.
   struct Sign {
     std::string text;
     std::size_t currency;
+    bool isSymbol;
   };
 
-  std::vector<Sign> longestFirst(const std::string& (QWCurrency::*text)() const) const;
-  std::optional<qw::Decimal> evaluateAmount(std::string_view text, int taken) const;
-  std::optional<qw::Decimal> evaluateNumber(std::string_view text, int taken) const;
+  std::optional<qw::Decimal> evaluateNumber(std::string_view text) const;
 
   std::optional<QWCurrency> currency_;
   std::vector<QWCurrency> currencies_;
-  std::vector<Sign> symbols_;  // the longest first
-  std::vector<Sign> codes_;
+  std::vector<Sign> signs_;             // the longest first, of equally long ones codes before symbols
   std::array<bool, 256> beginsSign_{};  // the first bytes of all symbols and codes
   bool canInsertDecimalSeparator_ = true;
 };

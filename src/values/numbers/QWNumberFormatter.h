@@ -11,23 +11,26 @@
 
 #include "platform/base/Decimal.h"
 #include "platform/base/Export.h"
+#include "platform/object/Object.h"
 #include "values/numbers/NumberStyle.h"
 #include "values/numbers/QWDecimalNumberAdditions.h"
 
-/// Writes exact decimals in the notation of the current locale, and reads what people type: a number, or a
-/// calculation with + - * / and parentheses, whichever of "." and "," they mean. Patterns, signs and digits
-/// are ICU's (Unicode TR 35). A formatter is expensive to make and belongs to one thread; the static
-/// functions use one that each thread keeps. A text that cannot be read gives false and no reason.
+/// Writes exact decimals in the notation of the locale in force, or of one of its own, and reads what people
+/// type: a number, or a calculation with + - * / and parentheses, whichever of "." and "," they mean.
+/// Patterns, signs and digits are ICU's (Unicode TR 35). Belongs to one thread; as making one takes long, the
+/// static functions use one that each thread keeps. Archived with its settings (`qw::make` gives one that can
+/// be). A text that cannot be read gives false and no reason.
 ///
 ///     QWNumberFormatter formatter;
 ///     std::optional<qw::Decimal> value;
 ///     bool isRead = formatter.getObjectValue(value, "12.50 + 3 * 2");  // 18.5
-class QW_EXPORT QWNumberFormatter {
+class QW_EXPORT QWNumberFormatter : public qw::Object {
  public:
-  /// How a number is rounded.
+  static const qw::Class kClass;
+
   using Behavior = QWDecimalNumberAdditions::Behavior;
-  /// What kind of number is meant: a decimal, an amount of money, a percentage.
-  using Style = NumberStyle::Kind;
+  using Style = qw::NumberStyle::Kind;
+  using Options = qw::NumberStyle::Options;
   struct Component;
   /// A calculation, in the order in which it was typed.
   using Components = std::vector<Component>;
@@ -51,19 +54,19 @@ class QW_EXPORT QWNumberFormatter {
 
   /// Of the decimal style.
   QWNumberFormatter();
-  virtual ~QWNumberFormatter();
-  QWNumberFormatter(const QWNumberFormatter&) = delete;
-  QWNumberFormatter& operator=(const QWNumberFormatter&) = delete;
+  ~QWNumberFormatter() override;
 
   /// In the notation of the style, rounded half to even to the digits that are shown.
   std::string stringForObjectValue(const qw::Decimal& value) const;
   /// Reads a text; the empty one is read as no value. A division by zero cannot be read.
   virtual bool getObjectValue(std::optional<qw::Decimal>& value, std::string_view text) const;
 
-  /// What kind of number is meant.
-  Style numberStyle() const { return wishes_.kind; }
-  /// Patterns, signs and fraction digits become those of the style, unless they were set.
+  Style numberStyle() const { return options_.kind; }
+  /// A style brings its own formats and affixes.
   void setNumberStyle(Style style);
+  /// ICU's identifier; empty for the locale in force, which the formatter then follows.
+  const std::string& locale() const { return locale_; }
+  void setLocale(std::string_view locale);
   /// Whether the separators of a text are guessed, which they are at first, or are those of the formatter.
   bool guessesSeparators() const { return guessesSeparators_; }
   /// Off, a text is read by the formatter's own separators.
@@ -80,7 +83,8 @@ class QW_EXPORT QWNumberFormatter {
   const std::optional<Behavior>& decimalNumberBehavior() const { return behavior_; }
   /// None keeps all digits.
   void setDecimalNumberBehavior(std::optional<Behavior> behavior) { behavior_ = behavior; }
-  /// The style's until others are set: 0 and 3 for decimals. Cut to 0 … `NumberStyle::kMaxFractionDigits`.
+  /// The style's until others are set: 0 and 3 for decimals. Cut to 0 …
+  /// `qw::NumberStyle::kMaxFractionDigits`.
   int minimumFractionDigits() const { return style().minimumFractionDigits(); }
   /// The style's until another one is set.
   int maximumFractionDigits() const { return style().maximumFractionDigits(); }
@@ -89,8 +93,47 @@ class QW_EXPORT QWNumberFormatter {
   /// Lowers the minimum where it would be more.
   void setMaximumFractionDigits(int digits);
 
-  /// The steps of reading a calculation, for callers that need them apart; `getObjectValue` takes a shorter
-  /// way to the same result where the text is one number.
+  /// Patterns of TR 35 for the numbers of each sign, in the locale's until others are set. A positive format
+  /// brings its own fraction digits and groups, and "-" before it for negative numbers; of a negative format
+  /// only what stands around the digits counts. False, with nothing changed, for what is no such pattern.
+  std::string positiveFormat() const { return style().positiveFormat(); }
+  std::string negativeFormat() const { return style().negativeFormat(); }
+  bool setPositiveFormat(std::string_view format);
+  bool setNegativeFormat(std::string_view format);
+  /// Puts a minus sign before negative numbers if they are shown in parentheses or with the sign behind. The
+  /// formats of locales went through this already; those that were set did not.
+  void checkNegativeFormat();
+  /// The very texts around the digits, with all signs in them.
+  std::string positivePrefix() const { return style().affix(Affix::kPositivePrefix); }
+  std::string positiveSuffix() const { return style().affix(Affix::kPositiveSuffix); }
+  std::string negativePrefix() const { return style().affix(Affix::kNegativePrefix); }
+  std::string negativeSuffix() const { return style().affix(Affix::kNegativeSuffix); }
+  void setPositivePrefix(std::string_view prefix) { change(&Options::positivePrefix, std::string(prefix)); }
+  void setPositiveSuffix(std::string_view suffix) { change(&Options::positiveSuffix, std::string(suffix)); }
+  void setNegativePrefix(std::string_view prefix) { change(&Options::negativePrefix, std::string(prefix)); }
+  void setNegativeSuffix(std::string_view suffix) { change(&Options::negativeSuffix, std::string(suffix)); }
+  /// Cut to 1 … `qw::NumberStyle::kMaxGroupingSize`. The secondary size is that of all groups but the last.
+  bool usesGroupingSeparator() const { return style().usesGroupingSeparator(); }
+  int groupingSize() const { return style().groupingSize(); }
+  int secondaryGroupingSize() const { return style().secondaryGroupingSize(); }
+  void setUsesGroupingSeparator(bool uses) { change(&Options::usesGroupingSeparator, uses); }
+  void setGroupingSize(int size) { change(&Options::groupingSize, size); }
+  void setSecondaryGroupingSize(int size) { change(&Options::secondaryGroupingSize, size); }
+  /// How a number is rounded to what is shown of it: halves to even at first. With an increment above 0, to a
+  /// multiple of that.
+  qw::RoundingMode roundingMode() const { return options_.roundingMode; }
+  const qw::Decimal& roundingIncrement() const { return options_.roundingIncrement; }
+  void setRoundingMode(qw::RoundingMode mode) { change(&Options::roundingMode, mode); }
+  void setRoundingIncrement(const qw::Decimal& increment);
+
+  /// What single numbers are read with, by the formatter's separators.
+  const qw::NumberReader& numberFormatter() const { return style().reader(); }
+
+  void encodeWithCoder(qw::KeyedArchiver& coder) const override;
+  void initWithCoder(qw::KeyedUnarchiver& coder) override;
+
+  /// The steps of reading a calculation, for who wants them apart; `getObjectValue` takes a shorter way to
+  /// the same result where the text is one number.
   ///
   /// The tree of a calculation; none for parentheses that do not match, a number before an opening one, and
   /// no number before a closing one: "(1+2)*3" is a calculation, "((1))" is not.
@@ -103,28 +146,34 @@ class QW_EXPORT QWNumberFormatter {
   virtual std::optional<qw::Decimal> evaluateString(std::string_view text) const;
 
  protected:
-  /// Replaces the settings of the style, which is made anew when it is next used.
-  void setWishes(NumberStyle::Wishes wishes);
-  /// The settings of the style.
-  const NumberStyle::Wishes& wishes() const { return wishes_; }
+  /// Makes what depends on the options anew.
+  void setOptions(Options options);
+  const Options& options() const { return options_; }
   /// Texts that are no operators although they hold some, such as the currency symbol "S/". None is empty.
   void setWords(std::vector<std::string> words) { words_ = std::move(words); }
-  /// In the current locale.
-  const NumberStyle& style() const;
-  /// What separators of a text mean.
-  NumberReader::Separators separators() const {
-    return guessesSeparators_ ? NumberReader::Separators::kGuessed : NumberReader::Separators::kOwn;
+  /// In the formatter's locale.
+  const qw::NumberStyle& style() const;
+  qw::NumberReader::Separators separators() const {
+    return guessesSeparators_ ? qw::NumberReader::Separators::kGuessed : qw::NumberReader::Separators::kOwn;
   }
 
  private:
+  using Affix = qw::NumberStyle::Affix;
+  template <class T, class Value>
+  void change(T Options::*option, Value value) {
+    options_.*option = std::move(value);
+    style_.reset();
+  }
+  void resetFormats();
   /// The place of the first one, or the size of the text.
   std::size_t findOperator(std::string_view text) const;
 
-  NumberStyle::Wishes wishes_;
+  Options options_;
   std::vector<std::string> words_;
-  mutable std::unique_ptr<NumberStyle> style_;
+  mutable std::unique_ptr<qw::NumberStyle> style_;
   mutable std::uint64_t generation_ = 0;  // of the application context that gave the locale
-  mutable std::string locale_;
+  mutable std::string styleLocale_;
+  std::string locale_;
   std::optional<Behavior> behavior_;
   bool guessesSeparators_ = true;
 };

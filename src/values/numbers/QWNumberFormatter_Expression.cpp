@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "values/text/internal/Blanks.h"
 #include "values/numbers/QWNumberFormatter.h"
 
 namespace {
@@ -90,10 +91,12 @@ bool QWNumberFormatter::getObjectValue(std::optional<Decimal>& value, std::strin
   value.reset();
   if (text.empty()) return true;
   if (text.size() > kMaxTextSize) return false;
+  std::string plain;
+  text = qw::NumberReader::withPlainSigns(text, plain);
   // A text without operators but a minus sign before it is a tree of one number, or of a minus and one.
-  const std::string_view whole = NumberReader::trimmed(text);
+  const std::string_view whole = qw::trimmed(text);
   const bool negative = whole.starts_with('-');
-  const std::string_view number = negative ? NumberReader::trimmed(whole.substr(1)) : whole;
+  const std::string_view number = negative ? qw::trimmed(whole.substr(1)) : whole;
   if (!number.empty() && std::none_of(number.begin(), number.end(), isOperator)) {
     value = evaluateString(number);
     if (value && negative) value = -*value;
@@ -118,10 +121,12 @@ std::size_t QWNumberFormatter::findOperator(std::string_view text) const {
 std::optional<QWNumberFormatter::Components> QWNumberFormatter::componentsFromString(
     std::string_view text) const {
   if (text.size() > kMaxTextSize) return std::nullopt;
+  std::string plain;
+  text = qw::NumberReader::withPlainSigns(text, plain);
   std::vector<Components> open(1);
   while (!text.empty()) {
     const std::size_t at = findOperator(text);
-    const std::string_view before = NumberReader::trimmed(text.substr(0, at));
+    const std::string_view before = qw::trimmed(text.substr(0, at));
     const char operation = at < text.size() ? text[at] : '\0';
     text.remove_prefix(std::min(at + 1, text.size()));
     if (operation == '(') {

@@ -1,6 +1,12 @@
 #include "values/numbers/QWPercentageFormatter.h"
 
 #include "platform/loop/internal/PerThread.h"
+#include "platform/object/Property.h"
+#include "values/text/internal/Blanks.h"
+
+constinit const qw::Class QWPercentageFormatter::kClass =
+    qw::define<QWPercentageFormatter, QWNumberFormatter>("QWPercentageFormatter", {},
+                                                         [] { return qw::properties(); });
 
 namespace {
 
@@ -48,6 +54,6 @@ bool QWPercentageFormatter::getObjectValue(std::optional<qw::Decimal>& value, st
 std::optional<qw::Decimal> QWPercentageFormatter::evaluateString(std::string_view text) const {
   std::string number(text);
   removeAll(number, "%");
-  removeAll(number, NumberReader::trimmed(style().percentSign()));
+  removeAll(number, qw::trimmed(style().percentSign()));
   return QWNumberFormatter::evaluateString(number);
 }

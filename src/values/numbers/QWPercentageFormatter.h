@@ -12,6 +12,7 @@
 /// formatter.
 class QW_EXPORT QWPercentageFormatter : public QWNumberFormatter {
  public:
+  static const qw::Class kClass;
   /// With up to so many fraction digits; any thread.
   static std::string formatValue(const qw::Decimal& value, int maximumFractionDigits);
   /// None for an empty text and for one that cannot be read.

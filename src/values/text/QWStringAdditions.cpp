@@ -61,7 +61,7 @@ using CaseMapping = void (*)(const char*, std::uint32_t, icu::StringPiece, icu::
                              UErrorCode&);
 
 std::string mapFirstCharacter(std::string_view text, CaseMapping mapping) {
-  const std::size_t length = UTF8::first(text).length;
+  const std::size_t length = qw::UTF8::first(text).length;
   std::string result;
   icu::StringByteSink<std::string> sink(&result);
   UErrorCode status = U_ZERO_ERROR;
@@ -146,7 +146,7 @@ std::string localizedString(std::string_view key) { return qw::Localization::app
 std::string libraryLocalizedString(std::string_view key) { return qw::Localization::frameworkString(key); }
 
 bool isValidXMLTag(std::string_view tag, std::string* correctedTag) {
-  const char32_t first = UTF8::first(tag).codePoint;
+  const char32_t first = qw::UTF8::first(tag).codePoint;
   const bool validStart =
       !tag.empty() && first != '-' && first != '.' && !u_isdigit(static_cast<UChar32>(first));
   const bool valid = validStart && tag.find_first_of(kForbiddenInTags) == std::string_view::npos;

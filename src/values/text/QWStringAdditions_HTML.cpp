@@ -24,7 +24,7 @@ class Output {
 
   void append(char16_t unit) {
     if (U16_IS_TRAIL(unit) && highSurrogate_) {
-      UTF8::append(text_, static_cast<char32_t>(U16_GET_SUPPLEMENTARY(highSurrogate_, unit)));
+      qw::UTF8::append(text_, static_cast<char32_t>(U16_GET_SUPPLEMENTARY(highSurrogate_, unit)));
       highSurrogate_ = 0;
       return;
     }
@@ -32,7 +32,7 @@ class Output {
     if (U16_IS_LEAD(unit)) {
       highSurrogate_ = unit;
     } else {
-      UTF8::append(text_, U16_IS_TRAIL(unit) ? kReplacementCharacter : char32_t{unit});
+      qw::UTF8::append(text_, U16_IS_TRAIL(unit) ? kReplacementCharacter : char32_t{unit});
     }
   }
 
@@ -43,7 +43,7 @@ class Output {
 
  private:
   void flush() {
-    if (highSurrogate_) UTF8::append(text_, kReplacementCharacter);
+    if (highSurrogate_) qw::UTF8::append(text_, kReplacementCharacter);
     highSurrogate_ = 0;
   }
 
@@ -61,7 +61,7 @@ bool appendEntity(std::string_view name, Output& output) {
     output.append(static_cast<char16_t>(number));
     return true;
   }
-  const char16_t codePoint = name == "pos" ? u'\'' : HTMLEntities::codePoint(name);
+  const char16_t codePoint = name == "pos" ? u'\'' : qw::HTMLEntities::codePoint(name);
   if (codePoint) output.append(codePoint);
   return codePoint != 0;
 }

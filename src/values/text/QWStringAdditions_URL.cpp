@@ -65,7 +65,7 @@ std::string URLDecodedString(std::string_view text) {
     if (bytes.empty()) {
       read = std::min(text.find('%', 1), text.size());
       result += text.substr(0, read);
-    } else if (const std::size_t length = UTF8::first(bytes).length) {
+    } else if (const std::size_t length = qw::UTF8::first(bytes).length) {
       read = 3 * length;
       result.append(bytes, 0, length);
     } else {
@@ -86,7 +86,7 @@ std::string URLDecodedStringUsingEncoding(std::string_view text, qw::TextEncodin
       continue;
     }
     // An ASCII character stands for its own byte, any other for those of the encoding.
-    const std::size_t length = std::max<std::size_t>(UTF8::first(rest).length, 1);
+    const std::size_t length = std::max<std::size_t>(qw::UTF8::first(rest).length, 1);
     const auto encoded = length > 1 ? encoding.encode(rest.substr(0, length)) : std::nullopt;
     bytes += encoded ? encoded->text() : rest.substr(0, length);
     rest.remove_prefix(length);

@@ -8,6 +8,8 @@
 #include "platform/object/KeyPath.h"
 #include "platform/object/Value.h"
 
+namespace qw {
+
 /// Walks trees of values in depth-first order, parents before their children, to any depth.
 ///
 /// An element is a group if the leaf key path is given and false there, or, without a leaf key path, if it
@@ -22,9 +24,9 @@ class TreeWalker {
   /// Calls `enter(std::move(element), isGroup)` for each element; if that answers true for a group, then
   /// walks the group's children, if it has any, and calls `leave()`.
   template <class Enter, class Leave>
-  void walk(qw::Array elements, Enter enter, Leave leave) const {
+  void walk(Array elements, Enter enter, Leave leave) const {
     struct Level {
-      qw::Array elements;
+      Array elements;
       std::size_t next = 0;
     };
     std::vector<Level> levels;
@@ -37,8 +39,8 @@ class TreeWalker {
         leave();
         continue;
       }
-      qw::Value& element = level.elements[level.next++];
-      qw::Value children;
+      Value& element = level.elements[level.next++];
+      Value children;
       const bool isGroup = readGroup(element, children);
       if (!enter(std::move(element), isGroup) || !isGroup) continue;
       if (children.array()) {
@@ -52,19 +54,21 @@ class TreeWalker {
   }
 
  private:
-  bool readGroup(const qw::Value& element, qw::Value& children) const {
+  bool readGroup(const Value& element, Value& children) const {
     if (leafKeyPath_ && isLeaf(element)) return false;
     if (childrenKeyPath_) children = childrenKeyPath_->value(element);
     return leafKeyPath_ || !children.isNull();
   }
 
-  bool isLeaf(const qw::Value& element) const {
+  bool isLeaf(const Value& element) const {
     if (!element.object()) return leafKeyPath_->value(element).boolValue();
-    qw::Value scratch;
-    const qw::ValueView leaf = leafKeyPath_->view(*element.object(), scratch);
-    return leaf.kind() == qw::ValueView::Kind::kBool ? leaf.boolean() : leaf.toValue().boolValue();
+    Value scratch;
+    const ValueView leaf = leafKeyPath_->view(*element.object(), scratch);
+    return leaf.kind() == ValueView::Kind::kBool ? leaf.boolean() : leaf.toValue().boolValue();
   }
 
-  std::optional<qw::KeyPath> childrenKeyPath_;
-  std::optional<qw::KeyPath> leafKeyPath_;
+  std::optional<KeyPath> childrenKeyPath_;
+  std::optional<KeyPath> leafKeyPath_;
 };
+
+}  // namespace qw

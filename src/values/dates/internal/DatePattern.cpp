@@ -6,9 +6,9 @@
 #include "platform/system/Clock.h"
 #include "platform/system/TimeZone.h"
 
-namespace {
+namespace qw {
 
-using qw::CivilDate;
+namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 constexpr std::string_view kTwoDigitFields = "dMLHhKkms";
@@ -174,7 +174,7 @@ std::optional<PlainDateLayout> PlainDateLayout::ofPattern(const DatePattern& pat
   return layout;
 }
 
-std::optional<qw::Date> PlainDateLayout::read(std::string_view text) const {
+std::optional<Date> PlainDateLayout::read(std::string_view text) const {
   std::int64_t year = 0;
   int month = 0, day = 0, hour = 0, minute = 0, second = 0;
   for (const Field& field : fields_) {
@@ -222,12 +222,12 @@ std::optional<qw::Date> PlainDateLayout::read(std::string_view text) const {
   }
   const std::int64_t local =
       CivilDate::days(year, month, day) * CivilDate::kSecondsPerDay + hour * 3600 + minute * 60 + second;
-  return qw::Date::fromSeconds(qw::TimeZone::current().utcFromLocal(local));
+  return Date::fromSeconds(TimeZone::current().utcFromLocal(local));
 }
 
-std::string PlainDateLayout::write(qw::Date date) const {
-  const std::int64_t local = qw::TimeZone::current().localFromUTC(date.seconds());
-  const std::int64_t days = qw::floorDivide(local, CivilDate::kSecondsPerDay);
+std::string PlainDateLayout::write(Date date) const {
+  const std::int64_t local = TimeZone::current().localFromUTC(date.seconds());
+  const std::int64_t days = floorDivide(local, CivilDate::kSecondsPerDay);
   const std::int64_t second = local - days * CivilDate::kSecondsPerDay;
   const CivilDate civil = CivilDate::fromDays(days);
   std::string text;
@@ -261,6 +261,8 @@ std::string PlainDateLayout::write(qw::Date date) const {
 
 std::int64_t PlainDateLayout::firstTwoDigitYear() {
   constexpr std::int64_t kYearsBack = 80;
-  const std::int64_t local = qw::TimeZone::current().localFromUTC(qw::Clock::now().seconds());
-  return CivilDate::fromDays(qw::floorDivide(local, CivilDate::kSecondsPerDay)).year - kYearsBack;
+  const std::int64_t local = TimeZone::current().localFromUTC(Clock::now().seconds());
+  return CivilDate::fromDays(floorDivide(local, CivilDate::kSecondsPerDay)).year - kYearsBack;
 }
+
+}  // namespace qw

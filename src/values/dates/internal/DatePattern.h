@@ -8,6 +8,8 @@
 
 #include "platform/base/Date.h"
 
+namespace qw {
+
 /// A date pattern (Unicode TR 35, part 4), taken apart into its fields and the literal text between them. A
 /// value type; any thread.
 class DatePattern {
@@ -54,8 +56,8 @@ class PlainDateLayout {
   /// None unless the text has the very separators and every field is in its range with at most two digits, a
   /// year with at most four. A year of two digits under "y" or "yy" is the one from 80 years ago on; any
   /// other year below 100 counts from 2000.
-  std::optional<qw::Date> read(std::string_view text) const;
-  std::string write(qw::Date date) const;
+  std::optional<Date> read(std::string_view text) const;
+  std::string write(Date date) const;
 
   /// The first year that two digits may mean.
   static std::int64_t firstTwoDigitYear();
@@ -69,3 +71,5 @@ class PlainDateLayout {
   std::vector<Field> fields_;
   std::string end_;
 };
+
+}  // namespace qw

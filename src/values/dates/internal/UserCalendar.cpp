@@ -12,11 +12,9 @@
 #include "platform/base/internal/CivilDate.h"
 #include "platform/system/ApplicationContext.h"
 
-namespace {
+namespace qw {
 
-using qw::CivilDate;
-using qw::floorDivide;
-using qw::floorRemainder;
+namespace {
 
 // Dates reach about 292,000 years to either side of 1970; what is far beyond is cut here, so that nothing
 // overflows.
@@ -36,7 +34,7 @@ std::int64_t addMonths(std::int64_t day, std::int64_t months) {
   return std::min(first + date.day, next) - 1;
 }
 
-std::unique_ptr<icu::Calendar> makeCalendar(const std::string& locale, const qw::TimeZone& zone) {
+std::unique_ptr<icu::Calendar> makeCalendar(const std::string& locale, const TimeZone& zone) {
   UErrorCode status = U_ZERO_ERROR;
   const icu::Locale name(locale.c_str());
   std::unique_ptr<icu::Calendar> calendar(
@@ -55,36 +53,34 @@ std::unique_ptr<icu::Calendar> makeCalendar(const std::string& locale, const qw:
 
 UserCalendar& UserCalendar::current() {
   thread_local std::optional<UserCalendar> calendar;
-  const qw::TimeZone& zone = qw::TimeZone::current();
-  const std::string& locale = qw::ApplicationContext::current().locale;
+  const TimeZone& zone = TimeZone::current();
+  const std::string& locale = ApplicationContext::current().locale;
   if (!calendar || calendar->zone_ != &zone || calendar->locale_ != locale) calendar.emplace(locale, zone);
   return *calendar;
 }
 
-qw::Date UserCalendar::bounded(std::int64_t seconds) {
-  return qw::Date::fromSeconds(cut(seconds, kMaxSeconds));
-}
+Date UserCalendar::bounded(std::int64_t seconds) { return Date::fromSeconds(cut(seconds, kMaxSeconds)); }
 
 std::int64_t UserCalendar::seconds(std::int64_t hours, std::int64_t minutes, std::int64_t seconds) {
   // Each alone already reaches past every date before it is cut.
   return cut(hours, kMaxSeconds) * 3600 + cut(minutes, kMaxSeconds) * 60 + cut(seconds, kMaxSeconds);
 }
 
-UserCalendar::UserCalendar(std::string locale, const qw::TimeZone& zone)
+UserCalendar::UserCalendar(std::string locale, const TimeZone& zone)
     : locale_(std::move(locale)), zone_(&zone), calendar_(makeCalendar(locale_, zone)) {
   gregorian_ = std::strcmp(calendar_->getType(), "gregorian") == 0;
-  if (!gregorian_) days_ = makeCalendar(locale_, qw::TimeZone::utc());
+  if (!gregorian_) days_ = makeCalendar(locale_, TimeZone::utc());
 }
 
 bool UserCalendar::isJapanese() const { return std::strcmp(calendar_->getType(), "japanese") == 0; }
 
-UserCalendar::LocalTime UserCalendar::localTime(qw::Date date) const {
+UserCalendar::LocalTime UserCalendar::localTime(Date date) const {
   const std::int64_t local = zone_->localFromUTC(date.seconds());
   const std::int64_t day = floorDivide(local, kSecondsPerDay);
   return {day, local - day * kSecondsPerDay};
 }
 
-qw::Date UserCalendar::date(std::int64_t day, std::int64_t secondOfDay) const {
+Date UserCalendar::date(std::int64_t day, std::int64_t secondOfDay) const {
   const std::int64_t local = cut(day, kMaxDay) * kSecondsPerDay + cut(secondOfDay, kMaxSeconds);
   return bounded(zone_->utcFromLocal(local));
 }
@@ -179,3 +175,5 @@ std::int64_t UserCalendar::firstOfWeek(std::int64_t day) const {
   // 1970-01-01 was a Thursday, which ICU numbers 5.
   return day - floorRemainder(day + 5 - first, 7);
 }
+
+}  // namespace qw

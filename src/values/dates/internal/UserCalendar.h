@@ -9,6 +9,8 @@
 #include "platform/base/Date.h"
 #include "platform/system/TimeZone.h"
 
+namespace qw {
+
 /// The user's calendar, as one thread sees it: arithmetic on whole days, numbered from 1970-01-01, apart from
 /// clocks and time zones, which `localTime` and `date` bring in. The Gregorian calendar is computed here,
 /// proleptic; every other one by ICU. Follows the locale and the current time zone. Owned by the thread,
@@ -33,17 +35,17 @@ class UserCalendar {
   static UserCalendar& current();
 
   /// The date at a number of seconds since 1970 UTC, or the end of the range of dates.
-  static qw::Date bounded(std::int64_t seconds);
+  static Date bounded(std::int64_t seconds);
   /// The sum in seconds. Numbers beyond the range of dates are cut, so that it never overflows.
   static std::int64_t seconds(std::int64_t hours, std::int64_t minutes, std::int64_t seconds);
 
-  UserCalendar(std::string locale, const qw::TimeZone& zone);
+  UserCalendar(std::string locale, const TimeZone& zone);
 
-  LocalTime localTime(qw::Date date) const;
+  LocalTime localTime(Date date) const;
   /// A day and a time of that day, which may lie outside of it. A time that a clock change skips moves
   /// forward by the gap; of one that occurs twice, the first is meant. Beyond the range of dates, its nearest
   /// end.
-  qw::Date date(std::int64_t day, std::int64_t secondOfDay) const;
+  Date date(std::int64_t day, std::int64_t secondOfDay) const;
 
   Fields fields(std::int64_t day);
   /// Years, then months, then days; after the first two, a day that the month does not have becomes its last.
@@ -66,8 +68,10 @@ class UserCalendar {
   std::int64_t dayOf(icu::Calendar& calendar) const;
 
   std::string locale_;
-  const qw::TimeZone* zone_;
+  const TimeZone* zone_;
   bool gregorian_ = true;
   std::unique_ptr<icu::Calendar> calendar_;
   std::unique_ptr<icu::Calendar> days_;  // the same in GMT, which counts whole days; none for the Gregorian
 };
+
+}  // namespace qw

@@ -4,6 +4,8 @@
 #include <array>
 #include <string_view>
 
+namespace qw {
+
 /// The 252 named character references of HTML 4.01 (section 24) with their code points, sorted by name.
 namespace HTMLEntities {
 
@@ -78,3 +80,5 @@ constexpr char16_t codePoint(std::string_view name) {
 }
 
 }  // namespace HTMLEntities
+
+}  // namespace qw

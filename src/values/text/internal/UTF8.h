@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace qw {
+
 /// Single characters of UTF-8 texts (RFC 3629).
 namespace UTF8 {
 
@@ -29,3 +31,5 @@ inline void append(std::string& text, char32_t codePoint) {
 }
 
 }  // namespace UTF8
+
+}  // namespace qw

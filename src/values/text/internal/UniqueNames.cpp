@@ -6,6 +6,8 @@
 
 #include "values/text/QWStringAdditions.h"
 
+namespace qw {
+
 NumberedName::NumberedName(std::string_view name, std::string_view pattern) : base(name) {
   const auto match = QWStringAdditions::patternMatch(name, pattern);
   if (!match) return;
@@ -67,3 +69,5 @@ void UniqueNames::moveToFreeNumber(NumberedName& name) {
   // Each number on the way now leads straight to the free one.
   for (std::int64_t step = start; step != name.number;) step = std::exchange(taken[step], name.number);
 }
+
+}  // namespace qw

@@ -6,6 +6,8 @@
 #include <unordered_map>
 #include <unordered_set>
 
+namespace qw {
+
 /// A name with a number, as in "Client 2".
 struct NumberedName {
   std::string base;
@@ -42,3 +44,5 @@ class UniqueNames {
   /// For each base, numbers known as taken, each with a higher number from which to look on.
   std::unordered_map<std::string, std::unordered_map<std::int64_t, std::int64_t>> taken_;
 };
+
+}  // namespace qw
