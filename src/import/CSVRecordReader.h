@@ -14,7 +14,8 @@
 #include "values/QWNumberFormatter.h"
 
 /// Reads the rows of an import one after the other, field by field through the mapping and the parsers, and
-/// keeps an account of what was refused. Uses what it is given, all of which has to outlive it; one thread.
+/// keeps an account of what was refused. Uses the rows and the formatters that it is given, which have to
+/// outlive it; one thread.
 ///
 ///     CSVRecordReader reader(*rows, *mapping, *dates, *numbers, importer.options().firstLine());
 ///     const auto date = reader.column("date"), amount = reader.column("amount");
@@ -26,6 +27,8 @@
 ///     }
 class CSVRecordReader {
  public:
+  /// Column names by key path.
+  using Mapping = std::map<std::string, std::string, std::less<>>;
   /// Why a field was refused.
   struct Rejection {
     /// The line of the file that the row begins in, counted from 1.
@@ -51,9 +54,10 @@ class CSVRecordReader {
   };
 
   /// `firstLine` is the number of the file's line that the rows begin with.
-  CSVRecordReader(const QWCSVRows& rows, const std::map<std::string, std::string, std::less<>>& mapping,
-                  QWDateFormatter& dateFormatter, QWNumberFormatter& numberFormatter,
-                  std::size_t firstLine = 1);
+  CSVRecordReader(const QWCSVRows& rows, Mapping mapping, QWDateFormatter& dateFormatter,
+                  QWNumberFormatter& numberFormatter, std::size_t firstLine = 1);
+  CSVRecordReader(QWCSVRows&& rows, Mapping mapping, QWDateFormatter& dateFormatter,
+                  QWNumberFormatter& numberFormatter, std::size_t firstLine = 1) = delete;
 
   Column column(std::string_view keyPath) const;
 
@@ -82,7 +86,7 @@ class CSVRecordReader {
   std::optional<T> parsed(const Column& column, Formatter& formatter, std::string_view reason);
 
   const QWCSVRows& rows_;
-  const std::map<std::string, std::string, std::less<>>& mapping_;
+  Mapping mapping_;
   QWDateFormatter& dateFormatter_;
   QWNumberFormatter& numberFormatter_;
   std::size_t position_ = 0;
