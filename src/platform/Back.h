@@ -65,4 +65,13 @@ class Back {
   detail::Anchor* anchor_ = nullptr;
 };
 
+namespace detail {
+
+template <class T>
+inline constexpr bool kIsBack = false;
+template <class T>
+inline constexpr bool kIsBack<Back<T>> = true;
+
+}  // namespace detail
+
 }  // namespace qw

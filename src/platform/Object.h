@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <typeinfo>
 
 #include "platform/Class.h"
 #include "platform/IndexSet.h"
@@ -79,11 +80,11 @@ class Object : public std::enable_shared_from_this<Object> {
   /// `valueForUndefinedKey`.
   Value valueForKey(std::string_view key) const;
   /// Sets through the property's public setter. False when there is no such property, it is read-only, or the
-  /// value has the wrong type; nothing is changed then.
-  bool setValueForKey(const Value& value, std::string_view key);
+  /// value has the wrong type; nothing is changed then. A key that the class does not know is logged.
+  [[nodiscard]] bool setValueForKey(const Value& value, std::string_view key);
   /// Keys joined by "."; after a to-many hop the result is an array with one value for each element.
   Value valueForKeyPath(std::string_view keyPath) const;
-  bool setValueForKeyPath(const Value& value, std::string_view keyPath);
+  [[nodiscard]] bool setValueForKeyPath(const Value& value, std::string_view keyPath);
 
   /// Observes a key or key path. Links along the path are followed: when one changes, the rest is observed on
   /// its new target and the observer hears a plain set of the whole path. Observers may remove themselves or
@@ -112,7 +113,8 @@ class Object : public std::enable_shared_from_this<Object> {
   bool assign(V&& value);
 
   virtual Value valueForUndefinedKey(std::string_view) const { return {}; }
-  virtual bool setValueForUndefinedKey(const Value&, std::string_view) { return false; }
+  /// False, and a message in the log, where a subclass does not know the key either.
+  virtual bool setValueForUndefinedKey(const Value& value, std::string_view key);
 
  public:
   /// True when some key of this object is observed, so that others need not prepare a notice.
@@ -144,6 +146,13 @@ std::shared_ptr<T> make() {
   auto object = std::make_shared<T>();
   static_cast<Object&>(*object).class_ = &T::kClass;
   return object;
+}
+
+/// Whether `T::kClass` makes objects of class `T`; if not, `T` lacks a `kClass` of its own, which is logged.
+template <class T>
+bool checkClass() {
+  static const bool isRight = T::kClass.makes(typeid(T));
+  return isRight;
 }
 
 namespace detail {
@@ -179,7 +188,7 @@ class ChangeScope {
 
 template <auto Member, class V>
 bool Object::assign(V&& value) {
-  auto& member = static_cast<detail::OwnerOf<Member>&>(*this).*Member;
+  auto& member = detail::Members::of(static_cast<detail::OwnerOf<Member>&>(*this).*Member);
   if (member == value) return false;
   if (!isObserved()) {
     member = std::forward<V>(value);

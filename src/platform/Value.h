@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -27,6 +28,16 @@ class ValueSet;
 
 using Array = std::vector<Value>;
 using Dictionary = std::map<std::string, Value, std::less<>>;
+
+namespace detail {
+
+/// A pointer that no value is made of: neither a text, a class nor an object whose class is known here.
+template <class T>
+concept IsForeignPointer =
+    !std::is_convertible_v<T*, const char*> && !std::is_convertible_v<T*, const Class*> &&
+    !std::is_convertible_v<T*, const Object*>;
+
+}  // namespace detail
 
 /// A small immutable value that the ground floor does not know (a duration, a constant): it travels inside a
 /// `Value` and answers for its own equality, order and text.
@@ -72,11 +83,14 @@ class Value {
 
   Value() = default;
   Value(std::nullptr_t) {}
-  Value(bool value) : store_(value) {}
+  /// Nothing but a `bool`: a pointer that was meant otherwise would be "true".
+  template <std::same_as<bool> B>
+  Value(B value) : store_(value) {}
   template <class I>
   requires(std::is_integral_v<I> && !std::is_same_v<I, bool> && !std::is_same_v<I, char>) Value(I value)
       : store_(static_cast<std::int64_t>(value)) {}
-  Value(double value) : store_(value) {}
+  template <std::floating_point F>
+  Value(F value) : store_(static_cast<double>(value)) {}
   Value(Decimal value) : store_(value) {}
   Value(std::string value) : store_(std::move(value)) {}
   Value(std::string_view value) : store_(std::string(value)) {}
@@ -91,6 +105,12 @@ class Value {
   requires std::is_base_of_v<Object, T> Value(std::shared_ptr<T> object)
       : Value(std::shared_ptr<Object>(std::move(object)), 0) {}
   Value(std::shared_ptr<Object> object) : Value(std::move(object), 0) {}
+  /// The object that somebody owns; null for one that nobody does.
+  template <class T>
+  requires std::is_convertible_v<T*, const Object*> Value(T* object) : Value(owned(object), 0) {}
+  template <class T>
+  requires detail::IsForeignPointer<T> Value(T*)
+  = delete;
   Value(std::shared_ptr<const ExtensionValue> value) : store_(std::move(value)) {
     nullIfEmpty(*std::get_if<std::shared_ptr<const ExtensionValue>>(&store_));
   }
@@ -156,6 +176,7 @@ class Value {
   static int compare(const Value& a, const Value& b);
 
  private:
+  static std::shared_ptr<Object> owned(const Object* object);
   Value(std::shared_ptr<Object> object, int) {
     if (object) store_ = std::move(object);
   }
@@ -218,7 +239,10 @@ class ValueView {
   enum class Kind : std::uint8_t { kNull, kBool, kInt, kDouble, kDecimal, kText, kDate, kObject, kValue };
 
   ValueView() = default;
-  ValueView(bool value) : kind_(Kind::kBool) { content_.integer = value; }
+  template <std::same_as<bool> B>
+  ValueView(B value) : kind_(Kind::kBool) {
+    content_.integer = value;
+  }
   ValueView(std::int64_t value) : kind_(Kind::kInt) { content_.integer = value; }
   ValueView(double value) : kind_(Kind::kDouble) { content_.real = value; }
   ValueView(const Decimal& value) : kind_(Kind::kDecimal) { content_.pointer = &value; }
@@ -229,6 +253,9 @@ class ValueView {
     content_.pointer = text.data();
   }
   ValueView(Date date) : kind_(Kind::kDate) { content_.integer = date.microseconds(); }
+  template <class T>
+  requires(detail::IsForeignPointer<T> || std::is_convertible_v<T*, const Class*>) ValueView(T*)
+  = delete;
   ValueView(Object* object) : kind_(object ? Kind::kObject : Kind::kNull) { content_.pointer = object; }
   /// For kinds without a form of their own.
   ValueView(const Value& value);
@@ -262,8 +289,8 @@ static_assert(sizeof(ValueView) == 16);
 
 /// How a member type becomes a `Value` and back. Specialise it for a type of your own:
 ///   static Value toValue(const T&);
-///   static std::optional<T> fromValue(const Value&);  // no value when it cannot be one; null gives T's own
-///   null if any static ValueView view(const T&);                  // optional
+///   static std::optional<T> fromValue(const Value&);  // no value when it cannot be one; null: T's own null
+///   static ValueView view(const T&);                  // optional
 template <class T>
 struct ValueTraits;
 

@@ -116,6 +116,10 @@ class Children : public ChildList {
   T& operator[](std::size_t index) const { return static_cast<T&>(*objects()[index]); }
   std::shared_ptr<T> at(std::size_t index) const { return std::static_pointer_cast<T>(objects()[index]); }
 
+  /// A new child at the end, of a class below `T` if asked for. Null where the parent is in no store. Needs
+  /// store/QWDatabaseManager.h.
+  template <class Child = T>
+  std::shared_ptr<Child> create();
   void add(std::shared_ptr<T> child) { addObject(std::move(child)); }
   void insert(std::shared_ptr<T> child, std::size_t index) { insertObject(std::move(child), index); }
   void set(const std::vector<std::shared_ptr<T>>& children) {

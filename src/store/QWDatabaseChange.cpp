@@ -29,6 +29,7 @@ void QWDatabaseChange::keepValues(QWDatabaseObject& copy, const QWDatabaseObject
   copy.id_ = source.id_;
   copy.lastModificationDate_ = source.lastModificationDate_;
   copy.index_ = source.index_;
+  copy.copyUnread(source);
   for (const auto& entry : qw::ClassSchema::of(source.objectClass()).stored()) {
     if (entry.storage->copy)
       entry.storage->copy(copy, source);

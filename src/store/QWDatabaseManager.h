@@ -68,19 +68,21 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   /// Opens the file, or makes a new store where there is none. Null with the error set when that fails; a
   /// file that was there is then as before, one that was not is not left behind.
   template <class Manager>
-  static std::shared_ptr<Manager> open(const std::filesystem::path& URL, const OpenOptions& options,
-                                       qw::Error* error = nullptr) {
+  [[nodiscard]] static std::shared_ptr<Manager> open(const std::filesystem::path& URL,
+                                                     const OpenOptions& options, qw::Error* error = nullptr) {
     auto manager = qw::make<Manager>();
     manager->makeAnother_ = [] { return std::shared_ptr<QWDatabaseManager>(qw::make<Manager>()); };
     return manager->initWithURL(URL, options, error) ? manager : nullptr;
   }
   template <class Manager>
-  static std::shared_ptr<Manager> open(const std::filesystem::path& URL, qw::Error* error = nullptr) {
+  [[nodiscard]] static std::shared_ptr<Manager> open(const std::filesystem::path& URL,
+                                                     qw::Error* error = nullptr) {
     return open<Manager>(URL, OpenOptions(), error);
   }
   /// A manager of the same class as this one.
-  std::shared_ptr<QWDatabaseManager> openAnother(const std::filesystem::path& URL, const OpenOptions& options,
-                                                 qw::Error* error = nullptr) const;
+  [[nodiscard]] std::shared_ptr<QWDatabaseManager> openAnother(const std::filesystem::path& URL,
+                                                               const OpenOptions& options,
+                                                               qw::Error* error = nullptr) const;
   /// A detached copy: own objects with the same IDs, no connection; knows this manager as its original.
   std::shared_ptr<QWDatabaseManager> copy() const;
 
@@ -106,16 +108,19 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   qw::OperationQueue& queue();
 
   // Statements.
-  std::shared_ptr<QWDatabaseQuery> prepareQuery(const std::string& sql, qw::Error* error = nullptr);
+  [[nodiscard]] std::shared_ptr<QWDatabaseQuery> prepareQuery(const std::string& sql,
+                                                              qw::Error* error = nullptr);
   void addQueryToCache(const std::shared_ptr<QWDatabaseQuery>& query);
-  std::shared_ptr<QWDatabaseResultSet> executeQuery(const std::shared_ptr<QWDatabaseQuery>& query,
-                                                    qw::Error* error = nullptr);
-  bool executeUpdate(const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error = nullptr);
+  [[nodiscard]] std::shared_ptr<QWDatabaseResultSet> executeQuery(
+      const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error = nullptr);
+  [[nodiscard]] bool executeUpdate(const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error = nullptr);
 
   // Objects.
-  /// A new object of class `T` in this store.
+  /// A new object of class `T` in this store. A class without a `kClass` of its own, whose objects would be
+  /// saved as its superclass's, is logged.
   template <class T>
   std::shared_ptr<T> create() {
+    qw::checkClass<T>();
     auto object = qw::make<T>();
     object->initWithDatabaseManager(*this);
     return object;
@@ -158,7 +163,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   QWCountedSet* completionsSet(const std::string& name);
 
   /// True without a password, else when the text is the password.
-  bool checkPassword(std::string_view password) const;
+  [[nodiscard]] bool checkPassword(std::string_view password) const;
   /// An empty text removes the protection. Only the SHA-1 is kept.
   void protectWithPassword(std::string_view password);
   const std::optional<std::string>& password() const { return password_; }
@@ -174,9 +179,10 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   /// `didLoad`: also calls `dataDidLoad`, on the main thread.
   void finishImportingOldData(bool didLoad);
 
-  std::optional<qw::Data> archivedDataWithRootObject(const std::shared_ptr<qw::Object>& object,
-                                                     qw::Error* error = nullptr);
-  std::shared_ptr<qw::Object> unarchiveObjectWithData(const qw::Data& data, qw::Error* error = nullptr);
+  [[nodiscard]] std::optional<qw::Data> archivedDataWithRootObject(const std::shared_ptr<qw::Object>& object,
+                                                                   qw::Error* error = nullptr);
+  [[nodiscard]] std::shared_ptr<qw::Object> unarchiveObjectWithData(const qw::Data& data,
+                                                                    qw::Error* error = nullptr);
 
   // Saving.
   using Changes = std::vector<std::shared_ptr<QWDatabaseChange>>;
@@ -186,15 +192,17 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   /// Runs the changes in one transaction. Changes that fail do not keep the others from being written; their
   /// objects stay unsaved. When the transaction itself cannot be committed nothing is written and every
   /// object stays unsaved.
-  bool saveChanges(const Changes& changes, qw::Error* error = nullptr);
+  [[nodiscard]] bool saveChanges(const Changes& changes, qw::Error* error = nullptr);
   /// `computeChanges` and `saveChanges`.
-  bool save(qw::Error* error = nullptr) { return saveChanges(computeChanges(), error); }
+  [[nodiscard]] bool save(qw::Error* error = nullptr) { return saveChanges(computeChanges(), error); }
   /// Also answers the bytes of the saved file, and, if asked to, hands a zipped copy to the active
   /// synchronization handlers.
-  std::optional<qw::Data> saveChanges(const Changes& changes, bool processSynchronizationHandlers,
-                                      const std::string& displayName, qw::Error* error = nullptr);
-  bool saveChangesAndCopyToURL(const Changes& changes, const std::filesystem::path& URL,
-                               bool processSynchronizationHandlers, qw::Error* error = nullptr);
+  [[nodiscard]] std::optional<qw::Data> saveChanges(const Changes& changes,
+                                                    bool processSynchronizationHandlers,
+                                                    const std::string& displayName,
+                                                    qw::Error* error = nullptr);
+  [[nodiscard]] bool saveChangesAndCopyToURL(const Changes& changes, const std::filesystem::path& URL,
+                                             bool processSynchronizationHandlers, qw::Error* error = nullptr);
   /// Merges a copy's objects into the manager that it was copied from.
   void commitChangesToOriginalDatabaseManager();
 
@@ -341,3 +349,14 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> staleLists_;
   std::vector<std::shared_ptr<QWDatabaseObject>> renamed_;  // since the last save
 };
+
+template <class T>
+template <class Child>
+std::shared_ptr<Child> qw::Children<T>::create() {
+  const auto parent = owner();
+  QWDatabaseManager* manager = parent ? parent->databaseManager() : nullptr;
+  if (!manager) return nullptr;
+  auto child = manager->create<Child>();
+  add(child);
+  return child;
+}

@@ -13,8 +13,8 @@
 class QWDatabaseManager;
 
 /// One prepared statement with typed parameters by name. Made by `QWDatabaseManager::prepareQuery`, used on
-/// the manager's thread; owns the compiled statement and must not outlive the manager's connection. Binding
-/// to a name that the statement lacks is logged and skipped.
+/// the manager's thread; owns the compiled statement and must not outlive the manager's connection. A value
+/// for a name that the statement lacks is logged, and running the statement fails.
 class QWDatabaseQuery {
  public:
   QWDatabaseQuery(QWDatabaseManager& manager, std::string sql, sqlite3_stmt* statement);
@@ -30,11 +30,14 @@ class QWDatabaseQuery {
   /// Makes the statement ready to run again; bindings stay.
   void reset();
   /// SQLITE_OK, or what the first value since the last `reset` that could not be bound failed with:
-  /// SQLITE_MISMATCH for one without a JSON form, which the log tells, too.
+  /// SQLITE_MISMATCH for one without a JSON form, which the log tells, too; SQLITE_RANGE for one whose
+  /// parameter the statement lacks.
   int bindResult() const { return bindResult_; }
   void noteBindResult(int result) {
     if (bindResult_ == SQLITE_OK) bindResult_ = result;
   }
+  /// What was wrong with the parameters since the last `reset`; empty when nothing was.
+  const std::string& bindFault() const { return bindFault_; }
   /// The 1-based index of ":" + name, 0 when there is none.
   int indexForParameter(std::string_view name) const;
 
@@ -61,12 +64,14 @@ class QWDatabaseQuery {
  private:
   friend class QWDatabaseManager;
 
-  int index(std::string_view parameter) const;
-  void setText(std::optional<std::string_view> text, std::string_view parameter);
+  /// Binds to the parameters of a column format.
+  template <class Codec, class T>
+  void bind(const T& value, std::string_view parameter);
 
   qw::Back<qw::Object> manager_;
   std::string sql_;
   sqlite3_stmt* statement_;
   int bindResult_ = SQLITE_OK;
+  std::string bindFault_;
   bool cached_ = false;  // waits in the manager's cache
 };
