@@ -287,7 +287,7 @@ const qw::bench::Benchmark kImport("csv_import_100mb", [](qw::bench::Run& run) {
   const auto fresh = [&](const char* name) {
     std::filesystem::remove(directory.path() / name);
     auto store = QWDatabaseManager::open<LedgerStore>(directory.path() / name);
-    store->save();
+    if (!store->save()) std::abort();
     return store;
   };
   const auto require = [](bool holds) {

@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -196,7 +197,7 @@ class Files {
   std::shared_ptr<BenchStore> fresh(const std::string& name) const {
     std::filesystem::remove(path(name));
     auto store = QWDatabaseManager::open<BenchStore>(path(name));
-    store->save();
+    if (!store->save()) std::abort();
     return store;
   }
   sqlite3* open(const std::string& name) const {
@@ -208,7 +209,7 @@ class Files {
   void make(const std::string& name, std::size_t count, std::size_t parents) const {
     auto store = fresh(name);
     fill(*store, count, parents);
-    store->save();
+    if (!store->save()) std::abort();
   }
 
  private:
@@ -266,7 +267,7 @@ const qw::bench::Benchmark kSaveUpdate("save_update_10pct_of_100k", [](qw::bench
   Files files;
   auto store = files.fresh("ours");
   const auto entries = fill(*store, 100'000, 10);
-  store->save();
+  if (!store->save()) std::abort();
   files.make("limit", 100'000, 10);
   sqlite3* database = files.open("limit");
   std::vector<Row> rows = rowsOf(database, true);
@@ -428,7 +429,7 @@ const qw::bench::Benchmark kUndo("undo_redo_100k", [](qw::bench::Run& run) {
   Files files;
   auto store = files.fresh("store");
   const auto entries = fill(*store, 100'000, 1);
-  store->save();
+  if (!store->save()) std::abort();
   store->undoManager()->setGroupsByEvent(false);
   struct Plain {
     std::string payee;

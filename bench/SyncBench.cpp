@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -103,7 +104,7 @@ class Books {
         entry->setOther(&account);
         account.entries().add(entry);
       }
-      store->save();
+      if (!store->save()) std::abort();
     }
     std::filesystem::copy_file(mine(), theirs());
     auto store = QWDatabaseManager::open<SyncStore>(theirs());
@@ -120,7 +121,7 @@ class Books {
       }
     }
     for (std::size_t d = deleted.size(); d-- > 0;) deleted[d]->deleteObject();
-    store->save();
+    if (!store->save()) std::abort();
   }
   std::filesystem::path mine() const { return context_.directory() / "mine"; }
   std::filesystem::path theirs() const { return context_.directory() / "theirs"; }

@@ -7,12 +7,10 @@
 
 namespace qw {
 
-CSVRecordReader::CSVRecordReader(const QWCSVRows& rows,
-                                 const std::map<std::string, std::string, std::less<>>& mapping,
-                                 QWDateFormatter& dateFormatter, QWNumberFormatter& numberFormatter,
-                                 std::size_t firstLine)
+CSVRecordReader::CSVRecordReader(const QWCSVRows& rows, Mapping mapping, QWDateFormatter& dateFormatter,
+                                 QWNumberFormatter& numberFormatter, std::size_t firstLine)
     : rows_(rows),
-      mapping_(mapping),
+      mapping_(std::move(mapping)),
       dateFormatter_(dateFormatter),
       numberFormatter_(numberFormatter),
       line_(firstLine) {}

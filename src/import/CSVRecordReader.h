@@ -17,7 +17,8 @@
 namespace qw {
 
 /// Reads the rows of an import one after the other, field by field through the mapping and the parsers, and
-/// keeps an account of what was refused. Uses what it is given, all of which has to outlive it; one thread.
+/// keeps an account of what was refused. Uses the rows and the formatters that it is given, which have to
+/// outlive it; one thread.
 ///
 ///     CSVRecordReader reader(*rows, *mapping, *dates, *numbers, importer.options().firstLine());
 ///     const auto date = reader.column("date"), payee = reader.column("payee"), amount = reader.column("amount");
@@ -31,6 +32,8 @@ namespace qw {
 ///     report(reader.rejections());  // line, column, text and reason of each field that was refused
 class QW_EXPORT CSVRecordReader {
  public:
+  /// Column names by key path.
+  using Mapping = std::map<std::string, std::string, std::less<>>;
   /// Why a field was refused.
   struct Rejection {
     /// The line of the file that the row begins in, counted from 1.
@@ -58,9 +61,10 @@ class QW_EXPORT CSVRecordReader {
   };
 
   /// `firstLine` is the number of the file's line that the rows begin with.
-  CSVRecordReader(const QWCSVRows& rows, const std::map<std::string, std::string, std::less<>>& mapping,
-                  QWDateFormatter& dateFormatter, QWNumberFormatter& numberFormatter,
-                  std::size_t firstLine = 1);
+  CSVRecordReader(const QWCSVRows& rows, Mapping mapping, QWDateFormatter& dateFormatter,
+                  QWNumberFormatter& numberFormatter, std::size_t firstLine = 1);
+  CSVRecordReader(QWCSVRows&& rows, Mapping mapping, QWDateFormatter& dateFormatter,
+                  QWNumberFormatter& numberFormatter, std::size_t firstLine = 1) = delete;
 
   /// The column that the mapping gives for a key path; to be looked up once, before the rows.
   Column column(std::string_view keyPath) const;
@@ -94,7 +98,7 @@ class QW_EXPORT CSVRecordReader {
   std::optional<T> parsed(const Column& column, Formatter& formatter, std::string_view reason);
 
   const QWCSVRows& rows_;
-  const std::map<std::string, std::string, std::less<>>& mapping_;
+  Mapping mapping_;
   QWDateFormatter& dateFormatter_;
   QWNumberFormatter& numberFormatter_;
   std::size_t position_ = 0;

@@ -296,9 +296,10 @@ void QWDatabaseSynchronizationSession::computeChanges() { changes_ = Comparer(*t
 void QWDatabaseSynchronizationSession::takeDeletion(const QWDatabaseObject& local) {
   const auto object = local.originalObject();
   if (!object || object->isDeleted()) return;
-  object->setBeingImported(true);
-  object->deleteObject();
-  object->setBeingImported(false);
+  {
+    const QWDatabaseObject::ImportScope scope(*object);
+    object->deleteObject();
+  }
   deletions_.push_back(object);
 }
 

@@ -35,10 +35,6 @@ TEST(TextsTest, OtherFormsAreReadBackAsWritten) {
   for (const char* text :
        {"", "years", "0 years", "-1 day", "10001 days", "2 moons", "99999999999999999999 days"})
     EXPECT_FALSE(Texts::readDuration(text)) << text;
-  for (const char* text : {"#000000", "#1e90ff", "#ffffff"})
-    EXPECT_EQ(Texts::color(*Texts::readColor(text)), text);
-  for (const char* text : {"", "red", "#12345", "#1234567", "#12345g", "#-12345"})
-    EXPECT_FALSE(Texts::readColor(text)) << text;
   EXPECT_EQ(Texts::percentage(*Texts::readPercentage("12.5 %")), "12.5 %");
   EXPECT_FALSE(Texts::readPercentage("%"));
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "platform/base/Log.h"
 #include "platform/object/KeyPath.h"
 #include "platform/object/Object.h"
 #include "platform/object/Property.h"
@@ -79,7 +80,26 @@ TEST(KeyValueCoding, ReadsAndWritesByKeyAndByPath) {
   EXPECT_FALSE(ann->setValueForKey(ann, "city")) << "an object of another class is refused";
   EXPECT_EQ(ann->valueForKey("city"), qw::Value(rome));
   EXPECT_FALSE(ann->setValueForKey("x", "title")) << "read-only";
-  EXPECT_FALSE(ann->setValueForKey("x", "nothing"));
+  qw::Log::Capture log;
+  EXPECT_FALSE(ann->setValueForKey("name", "Bob")) << "the arguments swapped";
+  EXPECT_EQ(log.take(),
+            (std::vector<qw::Log::Message>{{qw::Log::Level::kError, "Person has no property \"Bob\""}}));
+}
+
+TEST(KeyValueCoding, PointersAreObjectsOrDoNotCompile) {
+  auto ann = person("Ann", 31);
+  const qw::Value byPointer = ann.get();
+  EXPECT_EQ(byPointer.object(), ann);
+  EXPECT_TRUE(qw::Value(static_cast<Person*>(nullptr)).isNull());
+  Person unowned;
+  EXPECT_TRUE(qw::Value(&unowned).isNull()) << "nobody keeps it";
+  EXPECT_EQ(qw::ValueView("text").kind(), qw::ValueView::Kind::kText);
+  static_assert(!std::is_constructible_v<qw::Value, const char16_t*>);
+  static_assert(!std::is_constructible_v<qw::Value, int*>);
+  static_assert(!std::is_constructible_v<qw::Value, void (*)()>);
+  static_assert(!std::is_constructible_v<qw::ValueView, const char16_t*>);
+  static_assert(!std::is_constructible_v<qw::ValueView, const Person*>);
+  EXPECT_EQ(Person::kClass.property("age")->valueKind, qw::Value::Kind::kInt);
 }
 
 TEST(KeyValueCoding, FollowsToManyHops) {

@@ -212,7 +212,7 @@ TEST_F(Copies, ObjectsWhoseParentStaysAwayAreDeleted) {
   auto other = addAccount(*store, "B");
   store->requestParentPresenceForObject(orphan, "account");
   store->requestParentPresenceForObject(moved, "account");
-  moved.setValueForKey(other, "account");
+  ASSERT_TRUE(moved.setValueForKey(other, "account"));
   store->removeAllObjectRequests();
   EXPECT_TRUE(orphan.isDeleted());
   EXPECT_FALSE(moved.isDeleted());

@@ -10,11 +10,10 @@
 
 constinit const qw::Class Ledger::kClass =
     qw::define<Ledger, QWDatabaseObject>("Ledger", {.table = "Ledger", .synchronizationPriority = 1}, [] {
-      return qw::properties(
-          qw::attribute<&Ledger::title_, &Ledger::setTitle>("title", {.localizationKey = "Ledger.title"}),
-          qw::property<&Ledger::currency_>("currency"),
-          qw::children<&Ledger::accounts_>("accounts", "ledger"),
-          qw::children<&Ledger::tags_>("tags", "ledger"));
+      return qw::properties(qw::attribute<&Ledger::title_, &Ledger::setTitle>("title"),
+                            qw::property<&Ledger::currency_>("currency"),
+                            qw::children<&Ledger::accounts_>("accounts", "ledger"),
+                            qw::children<&Ledger::tags_>("tags", "ledger"));
     });
 
 constinit const qw::Class Account::kClass =
@@ -42,7 +41,7 @@ constinit const qw::Class Entry::kClass =
     qw::define<Entry, QWDatabaseObject>("Entry", {.table = "Entry", .synchronizationPriority = 4}, [] {
       return qw::properties(
           qw::parent<&Entry::account_>("account", "entries"), qw::dateAttribute<&Entry::date_>("date"),
-          qw::attribute<&Entry::payee_>("payee", {.localizationKey = "Entry.payee"}),
+          qw::attribute<&Entry::payee_>("payee"),
           qw::attribute<&Entry::amount_>("amount", {.currencyKeyPath = "account.ledger.currency"}),
           qw::attribute<&Entry::warranty_>("warranty"),
           qw::attribute<&Entry::details_>("details", {.column = "detailsJSON"}),

@@ -91,7 +91,7 @@ class Entry : public QWDatabaseObject {
   Tag* tag() const { return tag_.get(); }
   void setTag(Tag* tag) { assign<&Entry::tag_>(tag); }
   std::shared_ptr<Receipt> receipt() const { return receipt_; }
-  void setReceipt(std::shared_ptr<Receipt> receipt) { assignOwned<&Entry::receipt_>(std::move(receipt)); }
+  void setReceipt(std::shared_ptr<Receipt> receipt) { assign<&Entry::receipt_>(std::move(receipt)); }
   Account* account() const { return account_.get(); }
   std::string title() const { return payee_ + " " + amount_.text(); }
 

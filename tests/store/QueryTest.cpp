@@ -128,15 +128,17 @@ TEST_F(Query, YearsOfAJapaneseEraAreRepaired) {
             qw::DateText::readDateTime("2019-04-30 12:34:56"));
 }
 
-TEST_F(Query, UnknownNamesAreLoggedAndSkipped) {
+TEST_F(Query, UnknownNamesAreTold) {
   qw::Log::Capture log;
   auto query = store->prepareQuery("SELECT :a AS a");
-  query->setInt(5, "a");
-  query->setInt(6, "b");
-  query->setInt(7, "b");
+  query->setString("a", "5");  // the arguments swapped
   using Message = qw::Log::Message;
-  const Message parameter{qw::Log::Level::kWarning, "Parameter b not found in query : SELECT :a AS a"};
-  EXPECT_EQ(log.take(), (std::vector<Message>{parameter, parameter}));
+  const std::string fault = "Parameter 5 not found in query : SELECT :a AS a";
+  EXPECT_EQ(log.take(), (std::vector<Message>{{qw::Log::Level::kError, fault}}));
+  EXPECT_FALSE(store->executeQuery(query, &error));
+  EXPECT_EQ(error, (qw::Error{std::string(QWDatabaseErrorDomain), 3,
+                              "Error while executing query : SELECT :a AS a\n" + fault}));
+  query->setInt(5, "a");
   auto rows = store->executeQuery(query);
   ASSERT_TRUE(rows->next());
   EXPECT_EQ(rows->intForColumn("a"), 5);
@@ -170,7 +172,7 @@ TEST_F(Query, ErrorsSayWhatWasRun) {
 }
 
 TEST_F(Query, AStatementServesOneUserAtATime) {
-  store->executeUpdate(store->prepareQuery("CREATE TABLE T (x INTEGER)"));
+  ASSERT_TRUE(store->executeUpdate(store->prepareQuery("CREATE TABLE T (x INTEGER)")));
   auto insert = store->prepareQuery("INSERT INTO T VALUES (:x)");
   for (int i = 1; i <= 3; ++i) {
     insert->setInt(i, "x");

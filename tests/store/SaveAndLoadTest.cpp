@@ -132,10 +132,10 @@ TEST_F(SaveAndLoad, StampsSavedObjectsOnceTheyAreEdited) {
   auto store = open();
   auto account = addAccount(*store, "A");
   EXPECT_FALSE(account->lastModificationDate());
-  store->save();
+  ASSERT_TRUE(store->save());
   account->setName("B");
   EXPECT_EQ(account->lastModificationDate(), qw::Date::fromSeconds(1'700'000'000));
-  store->save();
+  ASSERT_TRUE(store->save());
   EXPECT_EQ(ask("SELECT lastModificationDate FROM Account"), "2023-11-14 22:13:20");
   clock.advanceSeconds(60);
   store->performBlockWithoutModifyingLastModificationDates([&] { account->setName("C"); });
@@ -149,7 +149,7 @@ TEST_F(SaveAndLoad, DropsWhatNoParentLeadsTo) {
   auto tag = store->create<Tag>(), under = store->create<Tag>();
   store->ledger().tags().add(tag);
   tag->tags().add(under);
-  store->save();
+  ASSERT_TRUE(store->save());
   store.reset();
   const std::string tagID = ask("SELECT ID FROM Tag WHERE parent IS NULL"),
                     underID = ask("SELECT ID FROM Tag WHERE parent IS NOT NULL");
@@ -181,7 +181,7 @@ TEST_F(SaveAndLoad, RowsReadAloneBringTheirRelations) {
   auto entry = addEntry(*a, "x");
   auto receipt = store->create<Receipt>();
   entry->setReceipt(receipt);
-  store->save();
+  ASSERT_TRUE(store->save());
   auto other =
       QWDatabaseManager::open<QWDatabaseManager>(path(), {.access = QWDatabaseManager::Access::kReadOnly});
   ASSERT_TRUE(other);
@@ -235,7 +235,7 @@ TEST_F(SaveAndLoad, AValueThatHasNoColumnFormIsAnErrorAndStays) {
 
 TEST_F(SaveAndLoad, AFailingRowKeepsTheOthersFromNothing) {
   auto store = open();
-  store->executeUpdate(store->prepareQuery("CREATE UNIQUE INDEX once ON Account (name)"));
+  ASSERT_TRUE(store->executeUpdate(store->prepareQuery("CREATE UNIQUE INDEX once ON Account (name)")));
   auto a = addAccount(*store, "A"), b = addAccount(*store, "B");
   ASSERT_TRUE(store->save());
   auto twin = addAccount(*store, "A"), other = addAccount(*store, "C");
@@ -306,7 +306,7 @@ TEST_F(SaveAndLoad, SavingFromAnObserverOfTheIDLosesNothing) {
   auto store = open();
   auto a = addAccount(*store, "A");
   ASSERT_TRUE(store->save());
-  auto token = a->observe("ID", [&](const qw::Change&) { store->save(); });
+  auto token = a->observe("ID", [&](const qw::Change&) { EXPECT_TRUE(store->save()); });
   a->setID("other");
   ASSERT_TRUE(store->save());
   EXPECT_EQ(ask("SELECT ID FROM Account"), "other");

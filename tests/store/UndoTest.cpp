@@ -173,7 +173,7 @@ TEST_F(StoreUndo, MovesBetweenParentsAreObservedAndUndone) {
   });
   auto title = entries[1]->observe("account.name",
                                    [&](const qw::Change& change) { seen += change.newValue.description(); });
-  step(*store, [&] { entries[1]->setValueForKey(other, "account"); });
+  step(*store, [&] { ASSERT_TRUE(entries[1]->setValueForKey(other, "account")); });
   EXPECT_EQ(payees(), "a0c1");
   EXPECT_EQ(entries[1]->account(), other.get());
   EXPECT_EQ(seen, "B+0");

@@ -96,7 +96,7 @@ TEST_F(Controllers, WithNothingToReviewOrNobodyWhoLooksTheProposalsAreTaken) {
   controller->start();
   ASSERT_TRUE(reach(*controller, State::kFinished));
   EXPECT_EQ(payees(*store), "A:xbcy ");
-  store->save();
+  ASSERT_TRUE(store->save());
   std::string states;
   controller = presented();
   const auto states_ = controller->observe(

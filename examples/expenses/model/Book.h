@@ -19,7 +19,7 @@ class Book : public QWDatabaseObject {
   /// What sums are counted in: one of the currencies.
   Currency* homeCurrency() const { return homeCurrency_.get(); }
   void setHomeCurrency(Currency* currency) {
-    assign<&Book::homeCurrency_>(qw::Reference<Currency>(currency));
+    assign<&Book::homeCurrency_>(currency);
   }
 
   std::string synchronizationDescription() const override { return "Book"; }

@@ -4,18 +4,16 @@
 
 constinit const qw::Class Category::kClass = qw::define<Category, QWDatabaseObject>(
     "Category", {.table = "Category", .synchronizationPriority = 10}, [] {
-      return qw::properties(
-          qw::parent<&Category::parent_>("parent", "categories"),
-          qw::children<&Category::categories_>("categories", "parent"),
-          qw::attribute<&Category::name_>("name", {.localizationKey = "Category.name"}),
-          qw::attribute<&Category::color_>("color", {.localizationKey = "Category.color"}),
-          qw::attribute<&Category::budget_>("budget", {.localizationKey = "Category.budget"}),
-          qw::attribute<&Category::share_>("share",
-                                           {.localizationKey = "Category.share", .isPercentage = true}),
-          qw::derived<&Category::path>("path", {"name", "parent.path"}));
+      return qw::properties(qw::parent<&Category::parent_>("parent", "categories"),
+                            qw::children<&Category::categories_>("categories", "parent"),
+                            qw::attribute<&Category::name_>("name"),
+                            qw::attribute<&Category::color_>("color"),
+                            qw::attribute<&Category::budget_>("budget"),
+                            qw::attribute<&Category::share_>("share", {.isPercentage = true}),
+                            qw::derived<&Category::path>("path", {"name", "parent.path"}));
     });
 
-void Category::setParent(Category* parent) { moveToParent(qw::propertyOf<&Category::parent_>(), parent); }
+void Category::setParent(Category* parent) { assign<&Category::parent_>(parent); }
 
 std::string Category::path() const {
   std::vector<std::string_view> names;

@@ -6,17 +6,12 @@
 constinit const qw::Class Expense::kClass =
     qw::define<Expense, QWDatabaseObject>("Expense", {.table = "Expense", .synchronizationPriority = 30}, [] {
       return qw::properties(
-          qw::parent<&Expense::wallet_>("wallet", "expenses"),
-          qw::dateAttribute<&Expense::date_>("date", {.localizationKey = "Expense.date"}),
-          qw::attribute<&Expense::payee_>("payee", {.localizationKey = "Expense.payee"}),
-          qw::attribute<&Expense::amount_>(
-              "amount", {.localizationKey = "Expense.amount", .currencyKeyPath = "currency.money"}),
-          qw::reference<&Expense::currency_>("currency", {.localizationKey = "Expense.currency"}),
-          qw::attribute<&Expense::memo_>("memo", {.localizationKey = "Expense.memo"}),
-          qw::reference<&Expense::category_>("category", {.localizationKey = "Expense.category"}),
-          qw::attribute<&Expense::cleared_>("cleared", {.localizationKey = "Expense.cleared"}),
-          qw::attribute<&Expense::warranty_>("warranty", {.localizationKey = "Expense.warranty"}),
-          qw::attribute<&Expense::receipt_>("receipt", {.localizationKey = "Expense.receipt"}),
+          qw::parent<&Expense::wallet_>("wallet", "expenses"), qw::dateAttribute<&Expense::date_>("date"),
+          qw::attribute<&Expense::payee_>("payee"),
+          qw::attribute<&Expense::amount_>("amount", {.currencyKeyPath = "currency.money"}),
+          qw::reference<&Expense::currency_>("currency"), qw::attribute<&Expense::memo_>("memo"),
+          qw::reference<&Expense::category_>("category"), qw::attribute<&Expense::cleared_>("cleared"),
+          qw::attribute<&Expense::warranty_>("warranty"), qw::attribute<&Expense::receipt_>("receipt"),
           qw::derived<&Expense::homeAmount>("homeAmount",
                                             {"amount", "currency.rate", "wallet.book.homeCurrency.rate"}),
           qw::derived<&Expense::month>("month", {"date"}), qw::derived<&Expense::year>("year", {"date"}),
@@ -24,17 +19,13 @@ constinit const qw::Class Expense::kClass =
     });
 
 Wallet* Expense::wallet() const { return wallet_.get(); }
-void Expense::setWallet(Wallet* wallet) { moveToParent(qw::propertyOf<&Expense::wallet_>(), wallet); }
+void Expense::setWallet(Wallet* wallet) { assign<&Expense::wallet_>(wallet); }
 
 Currency* Expense::currency() const { return currency_.get(); }
-void Expense::setCurrency(Currency* currency) {
-  assign<&Expense::currency_>(qw::Reference<Currency>(currency));
-}
+void Expense::setCurrency(Currency* currency) { assign<&Expense::currency_>(currency); }
 
 Category* Expense::category() const { return category_.get(); }
-void Expense::setCategory(Category* category) {
-  assign<&Expense::category_>(qw::Reference<Category>(category));
-}
+void Expense::setCategory(Category* category) { assign<&Expense::category_>(category); }
 
 qw::Decimal Expense::homeAmount() const {
   const Book* book = wallet() ? wallet()->book() : nullptr;

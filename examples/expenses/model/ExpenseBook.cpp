@@ -11,4 +11,4 @@ std::int64_t ExpenseBook::maximumSynchronizationPriorityForStep(int step) const 
   return step == 1 ? Expense::kClass.synchronizationPriority() : -1;
 }
 
-void ExpenseBook::addInitialData() { book().assignOwned<&Book::rootCategory_>(create<Category>()); }
+void ExpenseBook::addInitialData() { book().assign<&Book::rootCategory_>(create<Category>()); }

@@ -13,31 +13,59 @@ namespace {
 constexpr std::size_t kMaximumReceipt = std::size_t{16} << 20;
 
 using enum FieldType;
-constexpr Field kExpenseFields[] = {{"date", kDate, true},
-                                    {"payee", kText},
-                                    {"amount", kAmount, true},
-                                    {"currency", kCurrency, true},
-                                    {"category", kCategory},
-                                    {"wallet", kWallet, true},
-                                    {"cleared", kFlag},
-                                    {"memo", kText},
-                                    {"warranty", kDuration},
-                                    {"receipt", kImage},
-                                    {"month", kText, false, true},
-                                    {"year", kText, false, true}};
-constexpr Field kWalletFields[] = {{"name", kText, true}, {"currency", kCurrency, true}, {"color", kColor}};
-constexpr Field kCategoryFields[] = {
-    {"name", kText, true}, {"parent", kCategory},        {"color", kColor},
-    {"budget", kAmount},   {"share", kPercentage, true}, {"path", kText, false, true}};
-constexpr Field kCurrencyFields[] = {
-    {"code", kText, true}, {"symbol", kText}, {"fractionDigits", kCount, true}, {"rate", kAmount, true}};
-constexpr Field kBookFields[] = {{"homeCurrency", kCurrency, true}};
 
-const RecordKind kKinds[] = {{"expense", "expenses", &Expense::kClass, kExpenseFields},
-                             {"wallet", "wallets", &Wallet::kClass, kWalletFields},
-                             {"category", "categories", &Category::kClass, kCategoryFields},
-                             {"currency", "currencies", &Currency::kClass, kCurrencyFields},
-                             {"book", "books", &Book::kClass, kBookFields}};
+FieldType typeOf(const qw::Property& property) {
+  using Kind = qw::Value::Kind;
+  const qw::Relation* relation = property.storage ? property.storage->relation : nullptr;
+  const qw::Class* target = relation ? &relation->targetClass() : nullptr;
+  switch (property.valueKind) {
+    case Kind::kDate:
+      return kDate;
+    case Kind::kDecimal:
+      return property.isPercentage ? kPercentage : kAmount;
+    case Kind::kInt:
+      return kCount;
+    case Kind::kBool:
+      return kFlag;
+    case Kind::kColor:
+      return kColor;
+    case Kind::kExtension:
+      return kDuration;
+    case Kind::kImage:
+      return kImage;
+    case Kind::kObject:
+      return target == &Currency::kClass ? kCurrency : target == &Wallet::kClass ? kWallet : kCategory;
+    default:
+      return kText;
+  }
+}
+
+/// The fields with these keys; "!" behind a key: required.
+std::vector<Field> fieldsOf(const qw::Class& c, std::initializer_list<std::string_view> keys) {
+  std::vector<Field> fields;
+  for (std::string_view key : keys) {
+    const bool isRequired = key.ends_with('!');
+    if (isRequired) key.remove_suffix(1);
+    const qw::Property& property = *c.property(key);
+    fields.push_back({key, typeOf(property), isRequired, property.kind == qw::PropertyKind::kDerived});
+  }
+  return fields;
+}
+
+std::vector<RecordKind> makeKinds() {
+  const auto kind = [](std::string_view name, std::string_view plural, const qw::Class& c,
+                       std::initializer_list<std::string_view> keys) {
+    return RecordKind{name, plural, &c, fieldsOf(c, keys)};
+  };
+  return {kind("expense", "expenses", Expense::kClass,
+               {"date!", "payee", "amount!", "currency!", "category", "wallet!", "cleared", "memo",
+                "warranty", "receipt", "month", "year"}),
+          kind("wallet", "wallets", Wallet::kClass, {"name!", "currency!", "color"}),
+          kind("category", "categories", Category::kClass,
+               {"name!", "parent", "color", "budget", "share!", "path"}),
+          kind("currency", "currencies", Currency::kClass, {"code!", "symbol", "fractionDigits!", "rate!"}),
+          kind("book", "books", Book::kClass, {"homeCurrency!"})};
+}
 
 bool fail(qw::Error* error, std::string message) {
   return qw::Error::set(error, Records::kErrorDomain, 1, std::move(message));
@@ -48,9 +76,7 @@ qw::Value valueOf(const std::optional<T>& value) {
   return value ? qw::ValueTraits<T>::toValue(*value) : qw::Value();
 }
 
-qw::Value valueOf(QWDatabaseObject* record) {
-  return record ? qw::Value(record->sharedAs<QWDatabaseObject>()) : qw::Value();
-}
+qw::Value valueOf(QWDatabaseObject* record) { return record; }
 
 std::optional<std::int64_t> readCount(std::string_view text) {
   const auto number = Texts::readNumber(text);
@@ -126,17 +152,20 @@ const Field* RecordKind::field(std::string_view key) const {
 
 namespace Records {
 
-std::span<const RecordKind> kinds() { return kKinds; }
-const RecordKind& expenses() { return kKinds[0]; }
+std::span<const RecordKind> kinds() {
+  static const std::vector<RecordKind> kinds = makeKinds();
+  return kinds;
+}
+const RecordKind& expenses() { return kinds()[0]; }
 
 const RecordKind* kindNamed(std::string_view name) {
-  for (const RecordKind& kind : kKinds)
+  for (const RecordKind& kind : kinds())
     if (kind.name == name) return &kind;
   return nullptr;
 }
 
 const RecordKind* kindOf(const QWDatabaseObject& record) {
-  for (const RecordKind& kind : kKinds)
+  for (const RecordKind& kind : kinds())
     if (record.isKindOf(*kind.recordClass)) return &kind;
   return nullptr;
 }
@@ -192,7 +221,7 @@ std::optional<qw::Value> read(const Field& field, std::string_view text, const B
       value = valueOf(Texts::readFlag(text));
       break;
     case kColor:
-      value = valueOf(Texts::readColor(text));
+      value = valueOf(qw::Color::fromWebColor(text));
       break;
     case kDuration:
       value = valueOf(Texts::readDuration(text));
@@ -234,7 +263,7 @@ std::string text(const Field& field, const QWDatabaseObject& record) {
     case kFlag:
       return value.boolValue() ? "yes" : "no";
     case kColor:
-      return Texts::color(*value.color());
+      return value.color()->webColor();
     case kDuration:
       return Texts::duration(*qw::ValueTraits<QWDuration>::fromValue(value));
     case kImage:
@@ -262,7 +291,8 @@ bool set(QWDatabaseObject& record, const std::vector<FieldValue>& values, qw::Er
         return fail(error, "a category cannot lie below itself");
       QWDatabaseManager* store = record.databaseManager();
       auto& root = static_cast<Book&>(*store->rootObject()).rootCategory();
-      record.setValueForKey(parent ? value : valueOf(&root), field->key);
+      if (!record.setValueForKey(parent ? value : valueOf(&root), field->key))
+        return fail(error, fmt::format("{} cannot be set", field->key));
     } else if (!record.setValueForKey(value, field->key)) {
       return fail(error, fmt::format("{} cannot be set", field->key));
     }
@@ -280,7 +310,6 @@ std::shared_ptr<QWDatabaseObject> make(const RecordKind& kind, const std::vector
         std::find_if(values.begin(), values.end(), [&](const auto& v) { return v.field->key == key; });
     return found == values.end() ? qw::Value() : found->value;
   };
-  ExpenseBook& store = index.store();
   Book& book = index.book();
   std::shared_ptr<QWDatabaseObject> record;
   if (kind.recordClass == &Expense::kClass) {
@@ -288,24 +317,18 @@ std::shared_ptr<QWDatabaseObject> make(const RecordKind& kind, const std::vector
     if (!wallet && book.wallets().size() == 1) wallet = book.wallets().at(0);
     if (!wallet) return fail(error, "say which wallet with wallet=NAME"), nullptr;
     if (given("amount").isNull()) return fail(error, "say the amount with amount=NUMBER"), nullptr;
-    const auto expense = store.create<Expense>();
-    wallet->expenses().add(expense);
+    const auto expense = wallet->expenses().create();
     expense->setDate(*qw::DateText::readDate(qw::DateText::dateText(qw::Clock::now())));
     expense->setCurrency(wallet->currency());
     record = expense;
   } else if (kind.recordClass == &Wallet::kClass) {
-    const auto wallet = store.create<Wallet>();
-    book.wallets().add(wallet);
+    const auto wallet = book.wallets().create();
     wallet->setCurrency(book.homeCurrency());
     record = wallet;
   } else if (kind.recordClass == &Category::kClass) {
-    const auto category = store.create<Category>();
-    book.rootCategory().categories().add(category);
-    record = category;
+    record = book.rootCategory().categories().create();
   } else if (kind.recordClass == &Currency::kClass) {
-    const auto currency = store.create<Currency>();
-    book.currencies().add(currency);
-    record = currency;
+    record = book.currencies().create();
   } else {
     return fail(error, "a file holds one book"), nullptr;
   }

@@ -40,7 +40,7 @@ struct RecordKind {
   std::string_view name;
   std::string_view plural;
   const qw::Class* recordClass;
-  std::span<const Field> fields;
+  std::vector<Field> fields;
 
   /// Null when no field has the key.
   const Field* field(std::string_view key) const;

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <charconv>
-#include <cmath>
 
 #include "platform/system/DateText.h"
 #include "values/numbers/QWNumberFormatter.h"
@@ -48,20 +47,6 @@ std::optional<bool> readFlag(std::string_view text) {
   if (text == "yes" || text == "true" || text == "1") return true;
   if (text == "no" || text == "false" || text == "0") return false;
   return std::nullopt;
-}
-
-std::optional<qw::Color> readColor(std::string_view text) {
-  text = trimmed(text);
-  std::uint32_t bits = 0;
-  if (text.size() != 7 || text.front() != '#') return std::nullopt;
-  const auto [end, failure] = std::from_chars(text.data() + 1, text.data() + text.size(), bits, 16);
-  if (failure != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return qw::Color{(bits >> 16) / 255.0, (bits >> 8 & 255) / 255.0, (bits & 255) / 255.0};
-}
-
-std::string color(const qw::Color& color) {
-  const auto byte = [](double part) { return std::lround(std::clamp(part, 0.0, 1.0) * 255); };
-  return fmt::format("#{:02x}{:02x}{:02x}", byte(color.red), byte(color.green), byte(color.blue));
 }
 
 namespace {

@@ -4,7 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "platform/base/Color.h"
 #include "platform/base/Date.h"
 #include "platform/base/Decimal.h"
 #include "values/dates/QWDuration.h"
@@ -23,9 +22,6 @@ std::optional<qw::Decimal> readPercentage(std::string_view text);
 std::string percentage(const qw::Decimal& fraction);
 /// "yes", "no", "true", "false", "1", "0".
 std::optional<bool> readFlag(std::string_view text);
-/// "#1e90ff".
-std::optional<qw::Color> readColor(std::string_view text);
-std::string color(const qw::Color& color);
 /// "2 years", "1 month"; between 1 and 10,000 units.
 std::optional<QWDuration> readDuration(std::string_view text);
 std::string duration(const QWDuration& duration);

@@ -23,7 +23,7 @@ class Wallet : public QWDatabaseObject {
   void setColor(std::optional<qw::Color> color) { assign<&Wallet::color_>(color); }
   /// What its expenses are in unless they say otherwise.
   Currency* currency() const { return currency_.get(); }
-  void setCurrency(Currency* currency) { assign<&Wallet::currency_>(qw::Reference<Currency>(currency)); }
+  void setCurrency(Currency* currency) { assign<&Wallet::currency_>(currency); }
 
   std::string synchronizationDescription() const override { return name_; }
 

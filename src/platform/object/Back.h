@@ -75,4 +75,13 @@ class QW_EXPORT Back {
   detail::Anchor* anchor_ = nullptr;
 };
 
+namespace detail {
+
+template <class T>
+inline constexpr bool kIsBack = false;
+template <class T>
+inline constexpr bool kIsBack<Back<T>> = true;
+
+}  // namespace detail
+
 }  // namespace qw

@@ -1,10 +1,12 @@
 #include "platform/object/Class.h"
 
 #include <algorithm>
-#include <cassert>
 #include <map>
 #include <mutex>
 #include <shared_mutex>
+
+#include "platform/base/Log.h"
+#include "platform/object/Property.h"
 
 // The list of the upper library's classes, where the program is linked with it. Its build has every program
 // ask for this symbol, so that it is there although nothing below may name it.
@@ -52,6 +54,21 @@ const Property* Class::property(std::string_view key) const {
   return nullptr;
 }
 
+bool Class::makes(const std::type_info& type) const {
+  const auto instance = create();
+  const Object* object = instance.get();
+  if (object && typeid(*object) == type) return true;
+  Log::error("A subclass of {} lacks a kClass of its own: its objects would be saved as {}", name_, name_);
+  return false;
+}
+
+const Class* Class::ownerOf(const Property& property) const {
+  for (const Class* c = this; c; c = c->superclass_)
+    if (std::any_of(c->own_.begin(), c->own_.end(), [&](const Property& own) { return &own == &property; }))
+      return c;
+  return nullptr;
+}
+
 const Property* Class::propertyOfMember(const void* member) const {
   for (const Property* property : properties())
     if (property->member == member) return property;
@@ -84,6 +101,13 @@ const Class::Layout& Class::makeLayout() const {
   return *expected;
 }
 
+const Property& detail::rowOfMember(const Class& c, const void* member, std::string_view name) {
+  static constexpr Property kUnlisted;
+  if (const Property* row = c.propertyOfMember(member)) return *row;
+  Log::error("The table of {} does not list {}", c.name(), name);
+  return kUnlisted;
+}
+
 void ClassRegistry::add(std::initializer_list<const Class*> classes) {
   add(std::span<const Class* const>(classes.begin(), classes.size()));
 }
@@ -91,8 +115,8 @@ void ClassRegistry::add(std::initializer_list<const Class*> classes) {
 void ClassRegistry::add(std::span<const Class* const> classes) {
   std::unique_lock lock(registered().mutex);
   for (const Class* c : classes) {
-    [[maybe_unused]] const auto entry = registered().classes.emplace(c->name(), c).first;
-    assert(entry->second == c && "two classes of one name");
+    const auto entry = registered().classes.emplace(c->name(), c).first;
+    if (entry->second != c) Log::error("There are two classes called {}; the first one stays", c->name());
   }
 }
 

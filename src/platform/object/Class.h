@@ -7,6 +7,7 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <typeinfo>
 #include <vector>
 
 #include "platform/base/Export.h"
@@ -40,6 +41,10 @@ struct QW_EXPORT Property {
   std::string_view key;
   /// What the property is to the rest of the system.
   PropertyKind kind = PropertyKind::kPlain;
+  /// What values of the property are beside null; null when they may be of any kind.
+  Value::Kind valueKind = Value::Kind::kNull;
+  /// Takes the place of the superclass's row with this key.
+  bool overrides = false;
   /// Identity of the member behind the property; null when there is none.
   const void* member = nullptr;
   /// Reads the property; every row has it.
@@ -56,7 +61,8 @@ struct QW_EXPORT Property {
   /// Keys or key paths of the same object whose changes change this property; the first empty one ends the
   /// list.
   Keys dependsOn{};
-  /// Key of the property's title in the table "Synchronization"; empty when it has none.
+  /// Key of the property's title in the table "Synchronization"; empty for "Class.key", the class being the
+  /// one that lists the row.
   std::string_view localizationKey{};
   /// For an amount of money: where its object's currency is found; for a share: that it reads as a
   /// percentage.
@@ -108,9 +114,15 @@ class QW_EXPORT Class {
   constexpr std::int32_t synchronizationPriority() const { return options_.synchronizationPriority; }
   /// True for the class itself and everything below `other`.
   bool isSubclassOf(const Class& other) const;
+  /// Whether there are no objects of this class itself.
+  constexpr bool isAbstract() const { return !factory_; }
 
   /// Every property, the superclass's first. A subclass's row with a superclass's key stands in its place.
   std::span<const Property* const> properties() const { return layout().properties; }
+  /// Those of the class's own table.
+  constexpr std::span<const Property> ownProperties() const { return own_; }
+  /// The class, this one or one above it, whose table has the row; null when none has.
+  const Class* ownerOf(const Property& property) const;
   /// Null when no property has that key.
   const Property* property(std::string_view key) const;
   /// The property behind a member (`memberTag<&T::member_>()`); null when the table does not list it.
@@ -118,6 +130,9 @@ class QW_EXPORT Class {
 
   /// A new instance, not yet initialised; null for an abstract class.
   std::shared_ptr<Object> create() const { return factory_ ? factory_() : nullptr; }
+
+  /// Whether `create` makes objects of exactly this C++ class. Logged when it does not.
+  bool makes(const std::type_info& type) const;
 
   /// A place for what an upper floor works out about the class once and keeps for the process.
   std::atomic<const void*>& annotation() const { return annotation_; }
@@ -146,7 +161,7 @@ class QW_EXPORT Class {
 /// by being listed (a store lists its model classes), never by a static initialiser that a linker may drop.
 class QW_EXPORT ClassRegistry {
  public:
-  /// Adding a class again does nothing; adding another class under a taken name is a programming error.
+  /// Adding a class again does nothing; another class under a taken name is refused, and logged.
   static void add(std::initializer_list<const Class*> classes);
   /// The same for a list that is put together at run time.
   static void add(std::span<const Class* const> classes);
@@ -155,6 +170,38 @@ class QW_EXPORT ClassRegistry {
   /// Has the libraries above this one add their classes, once; whatever looks a class up by name calls it
   /// first.
   static void addFrameworkClasses();
+};
+
+namespace detail {
+struct Members;
+}
+
+/// A public member that everybody reads and only `set` of its object writes, so that no change escapes undo,
+/// saving and observers: for a property that needs no accessors of its own.
+template <class T>
+class Stored {
+ public:
+  Stored() = default;
+  /// The value of a new object.
+  Stored(T initial) : value_(std::move(initial)) {}
+  Stored(const Stored&) = delete;
+  Stored& operator=(const Stored&) = delete;
+
+  operator const T&() const { return value_; }
+  const T& operator*() const { return value_; }
+  /// Of a link: the target's.
+  decltype(auto) operator->() const {
+    if constexpr (requires { value_.operator->(); })
+      return (value_);
+    else
+      return &value_;
+  }
+  explicit operator bool() const requires std::is_class_v<T> { return static_cast<bool>(value_); }
+  friend bool operator==(const Stored& a, const T& b) { return a.value_ == b; }
+
+ private:
+  friend struct detail::Members;
+  T value_{};
 };
 
 namespace detail {
@@ -172,11 +219,34 @@ struct MemberOf<T C::*> {
   using Owner = C;
   using Type = T;
 };
+template <class C, class T>
+struct MemberOf<Stored<T> C::*> {
+  using Owner = C;
+  using Type = T;
+};
+
+/// A value as its property sees it, whether the class holds it as a `T` or as a `Stored<T>`.
+struct Members {
+  template <class T>
+  static T& of(T& member) {
+    return member;
+  }
+  template <class T>
+  static T& of(Stored<T>& member) {
+    return member.value_;
+  }
+  template <class T>
+  static const T& of(const Stored<T>& member) {
+    return member.value_;
+  }
+};
 
 template <auto Member>
 using OwnerOf = typename MemberOf<decltype(Member)>::Owner;
 template <auto Member>
 using TypeOf = typename MemberOf<decltype(Member)>::Type;
+template <auto Member>
+inline constexpr bool kIsStored = !std::is_same_v<decltype(Member), TypeOf<Member> OwnerOf<Member>::*>;
 
 template <class T>
 std::shared_ptr<Object> createInstance();
@@ -205,6 +275,12 @@ constexpr std::array<Property, sizeof...(Rows)> properties(Rows... rows) {
     for (std::size_t k = 0; k < i; ++k)
       if (table[i].key == table[k].key) throw "two properties with the same key";
   return table;
+}
+
+/// A row that deliberately takes the place of a superclass's row with the same key.
+constexpr Property overriding(Property row) {
+  row.overrides = true;
+  return row;
 }
 
 /// A class description. `table` is a capture-less lambda written in the initialiser of the static member

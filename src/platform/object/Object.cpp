@@ -3,6 +3,7 @@
 #include <cassert>
 #include <list>
 
+#include "platform/base/Log.h"
 #include "platform/object/Back.h"
 #include "platform/object/KeyPath.h"
 
@@ -146,6 +147,11 @@ Value Object::valueForKey(std::string_view key) const {
 bool Object::setValueForKey(const Value& value, std::string_view key) {
   if (const Property* property = class_->property(key)) return property->set && property->set(*this, value);
   return setValueForUndefinedKey(value, key);
+}
+
+bool Object::setValueForUndefinedKey(const Value&, std::string_view key) {
+  Log::error("{} has no property \"{}\"", class_->name(), key);
+  return false;
 }
 
 Value Object::valueForKeyPath(std::string_view keyPath) const { return KeyPath(keyPath).value(*this); }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <typeinfo>
 
 #include "platform/base/Export.h"
 #include "platform/base/IndexSet.h"
@@ -92,12 +93,12 @@ class QW_EXPORT Object : public std::enable_shared_from_this<Object> {
   /// `valueForUndefinedKey`.
   Value valueForKey(std::string_view key) const;
   /// Sets through the property's public setter. False when there is no such property, it is read-only, or the
-  /// value has the wrong type; nothing is changed then.
-  bool setValueForKey(const Value& value, std::string_view key);
+  /// value has the wrong type; nothing is changed then. A key that the class does not know is logged.
+  [[nodiscard]] bool setValueForKey(const Value& value, std::string_view key);
   /// Keys joined by "."; after a to-many hop the result is an array with one value for each element.
   Value valueForKeyPath(std::string_view keyPath) const;
   /// Sets the last key on the object that the others lead to; false when they lead to none.
-  bool setValueForKeyPath(const Value& value, std::string_view keyPath);
+  [[nodiscard]] bool setValueForKeyPath(const Value& value, std::string_view keyPath);
 
   /// Observes a key or key path. Links along the path are followed: when one changes, the rest is observed on
   /// its new target and the observer hears a plain set of the whole path. Observers may remove themselves or
@@ -130,8 +131,8 @@ class QW_EXPORT Object : public std::enable_shared_from_this<Object> {
 
   /// The value of a key that is no property; null unless a class answers some.
   virtual Value valueForUndefinedKey(std::string_view) const { return {}; }
-  /// Sets a key that is no property; false unless a class takes some.
-  virtual bool setValueForUndefinedKey(const Value&, std::string_view) { return false; }
+  /// False, and a message in the log, where a subclass does not know the key either.
+  virtual bool setValueForUndefinedKey(const Value& value, std::string_view key);
 
  public:
   /// Whether some key of this object is observed; nothing has to be prepared for observers otherwise.
@@ -164,6 +165,13 @@ std::shared_ptr<T> make() {
   auto object = std::make_shared<T>();
   static_cast<Object&>(*object).class_ = &T::kClass;
   return object;
+}
+
+/// Whether `T::kClass` makes objects of class `T`; if not, `T` lacks a `kClass` of its own, which is logged.
+template <class T>
+bool checkClass() {
+  static const bool isRight = T::kClass.makes(typeid(T));
+  return isRight;
 }
 
 namespace detail {
@@ -200,7 +208,7 @@ class QW_EXPORT ChangeScope {
 
 template <auto Member, class V>
 bool Object::assign(V&& value) {
-  auto& member = static_cast<detail::OwnerOf<Member>&>(*this).*Member;
+  auto& member = detail::Members::of(static_cast<detail::OwnerOf<Member>&>(*this).*Member);
   if (member == value) return false;
   if (!isObserved()) {
     member = std::forward<V>(value);

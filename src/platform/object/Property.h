@@ -77,8 +77,9 @@ struct ValueTraits<std::string> {
 namespace detail {
 
 /// The kinds that a `Value` holds as they are and that have no empty state of their own: null is refused.
-template <class T, const T* (Value::*Content)() const>
+template <class T, const T* (Value::*Content)() const, Value::Kind Kind>
 struct QW_EXPORT ContentTraits {
+  static constexpr Value::Kind kKind = Kind;
   static Value toValue(const T& value) { return value; }
   static std::optional<T> fromValue(const Value& value) {
     const T* content = (value.*Content)();
@@ -89,29 +90,30 @@ struct QW_EXPORT ContentTraits {
 }  // namespace detail
 
 template <>
-struct ValueTraits<Date> : detail::ContentTraits<Date, &Value::date> {
+struct ValueTraits<Date> : detail::ContentTraits<Date, &Value::date, Value::Kind::kDate> {
   static ValueView view(Date value) { return value; }
 };
 template <>
-struct ValueTraits<Color> : detail::ContentTraits<Color, &Value::color> {};
+struct ValueTraits<Color> : detail::ContentTraits<Color, &Value::color, Value::Kind::kColor> {};
 
 /// Kinds whose empty value is "none".
 template <>
-struct ValueTraits<Data> : detail::ContentTraits<Data, &Value::data> {
+struct ValueTraits<Data> : detail::ContentTraits<Data, &Value::data, Value::Kind::kData> {
   static std::optional<Data> fromValue(const Value& value) {
     return value.isNull() ? std::optional(Data()) : ContentTraits::fromValue(value);
   }
 };
 template <>
-struct ValueTraits<Array> : detail::ContentTraits<Array, &Value::array> {};
+struct ValueTraits<Array> : detail::ContentTraits<Array, &Value::array, Value::Kind::kArray> {};
 template <>
-struct ValueTraits<Dictionary> : detail::ContentTraits<Dictionary, &Value::dictionary> {
+struct ValueTraits<Dictionary>
+    : detail::ContentTraits<Dictionary, &Value::dictionary, Value::Kind::kDictionary> {
   static std::optional<Dictionary> fromValue(const Value& value) {
     return value.isNull() ? std::optional(Dictionary()) : ContentTraits::fromValue(value);
   }
 };
 template <>
-struct ValueTraits<Image> : detail::ContentTraits<Image, &Value::image> {};
+struct ValueTraits<Image> : detail::ContentTraits<Image, &Value::image, Value::Kind::kImage> {};
 
 template <class T>
 struct ValueTraits<std::optional<T>> {
@@ -133,6 +135,7 @@ struct ValueTraits<std::optional<T>> {
 template <class T>
 requires std::is_base_of_v<Object, T>
 struct ValueTraits<std::shared_ptr<T>> {
+  static constexpr Value::Kind kKind = Value::Kind::kObject;
   static Value toValue(const std::shared_ptr<T>& value) { return std::static_pointer_cast<Object>(value); }
   static std::optional<std::shared_ptr<T>> fromValue(const Value& value) {
     if (value.isNull()) return std::shared_ptr<T>();
@@ -144,6 +147,7 @@ struct ValueTraits<std::shared_ptr<T>> {
 
 template <class T>
 struct ValueTraits<Back<T>> {
+  static constexpr Value::Kind kKind = Value::Kind::kObject;
   static Value toValue(const Back<T>& value) { return Value(std::shared_ptr<Object>(value.lock())); }
   static std::optional<Back<T>> fromValue(const Value& value) {
     if (value.isNull()) return Back<T>();
@@ -154,16 +158,15 @@ struct ValueTraits<Back<T>> {
 };
 
 template <class T>
+requires std::is_base_of_v<Object, T>
 struct ValueTraits<T*> {
-  static Value toValue(T* value) {
-    return value
-               ? Value(std::const_pointer_cast<Object>(static_cast<const Object*>(value)->shared_from_this()))
-               : Value();
-  }
+  static constexpr Value::Kind kKind = Value::Kind::kObject;
+  static Value toValue(T* value) { return value; }
 };
 
 template <class T>
 struct ValueTraits<std::vector<T>> {
+  static constexpr Value::Kind kKind = Value::Kind::kArray;
   static Value toValue(const std::vector<T>& values) {
     Array array;
     array.reserve(values.size());
@@ -219,6 +222,7 @@ class QW_EXPORT Extension final : public ExtensionValue {
 /// member type.
 template <class T>
 struct QW_EXPORT ExtensionTraits {
+  static constexpr Value::Kind kKind = Value::Kind::kExtension;
   /// The value inside a `Value`.
   static Value toValue(const T& value) {
     return Value(std::shared_ptr<const ExtensionValue>(std::make_shared<Extension<T>>(value)));
@@ -236,17 +240,20 @@ namespace detail {
 template <auto Member>
 struct QW_EXPORT Access {
   using Owner = OwnerOf<Member>;
-  using Result = std::remove_cvref_t<decltype(std::invoke(Member, std::declval<const Owner&>()))>;
+  /// What a member function answers, or the member.
+  static decltype(auto) read(const Object& object) {
+    if constexpr (std::is_member_object_pointer_v<decltype(Member)>)
+      return Members::of(static_cast<const Owner&>(object).*Member);
+    else
+      return std::invoke(Member, static_cast<const Owner&>(object));
+  }
+  using Result = std::remove_cvref_t<decltype(read(std::declval<const Object&>()))>;
   static constexpr bool kReference =
       std::is_member_object_pointer_v<decltype(Member)> ||
       std::is_reference_v<decltype(std::invoke(Member, std::declval<const Owner&>()))>;
 
-  static Value get(const Object& object) {
-    return ValueTraits<Result>::toValue(std::invoke(Member, static_cast<const Owner&>(object)));
-  }
-  static ValueView view(const Object& object) {
-    return ValueTraits<Result>::view(std::invoke(Member, static_cast<const Owner&>(object)));
-  }
+  static Value get(const Object& object) { return ValueTraits<Result>::toValue(read(object)); }
+  static ValueView view(const Object& object) { return ValueTraits<Result>::view(read(object)); }
   static constexpr auto viewFunction() -> ValueView (*)(const Object&) {
     constexpr bool borrowed =
         std::is_arithmetic_v<Result> || std::is_enum_v<Result> || std::is_same_v<Result, Date> || kReference;
@@ -284,10 +291,56 @@ bool callSetter(Object& object, const Value& value) {
 
 }  // namespace detail
 
+namespace detail {
+
+template <auto Member>
+constexpr std::string_view memberName() {
+  constexpr std::string_view signature = __PRETTY_FUNCTION__;
+  constexpr std::size_t begin = signature.find('&') + 1;
+  return signature.substr(begin, signature.find_first_of("];", begin) - begin);
+}
+
+/// The row behind a member. One that its class does not list is logged by name and has a row without a key,
+/// as nothing can be found out about it: the table is not visible where members are used.
+const Property& rowOfMember(const Class& c, const void* member, std::string_view name);
+
+template <class T>
+struct Content {
+  using Type = T;
+};
+template <class T>
+struct Content<std::optional<T>> {
+  using Type = T;
+};
+
+/// The kind of `Value` that a type becomes; null when that differs from value to value.
+template <class Member>
+constexpr Value::Kind kindOf() {
+  using T = typename Content<Member>::Type;
+  using enum Value::Kind;
+  if constexpr (requires { ValueTraits<T>::kKind; })
+    return ValueTraits<T>::kKind;
+  else if constexpr (std::is_same_v<T, bool>)
+    return kBool;
+  else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>)
+    return kInt;
+  else if constexpr (std::is_same_v<T, double>)
+    return kDouble;
+  else if constexpr (std::is_same_v<T, Decimal>)
+    return kDecimal;
+  else if constexpr (std::is_same_v<T, std::string>)
+    return kText;
+  else
+    return kNull;
+}
+
+}  // namespace detail
+
 /// The row of a member in its class's table, looked up once.
 template <auto Member>
 const Property& propertyOf() {
-  static const Property& row = *detail::OwnerOf<Member>::kClass.propertyOfMember(memberTag<Member>());
+  static const Property& row =
+      detail::rowOfMember(detail::OwnerOf<Member>::kClass, memberTag<Member>(), detail::memberName<Member>());
   return row;
 }
 
@@ -298,6 +351,7 @@ constexpr Property property(std::string_view key, PropertyOptions options = {}) 
   Property row;
   row.key = key;
   row.member = memberTag<Member>();
+  row.valueKind = detail::kindOf<typename detail::Access<Member>::Result>();
   row.get = &detail::Access<Member>::get;
   row.view = detail::Access<Member>::viewFunction();
   if constexpr (!std::is_same_v<decltype(Setter), std::nullptr_t>) {

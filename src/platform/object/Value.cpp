@@ -59,6 +59,10 @@ const std::shared_ptr<const ExtensionValue>& Value::extension() const {
   return value ? *value : kNone;
 }
 
+std::shared_ptr<Object> Value::owned(const Object* object) {
+  return object ? std::const_pointer_cast<Object>(object->weak_from_this().lock()) : nullptr;
+}
+
 template <class T>
 T& Value::detach() {
   auto value = std::get_if<std::shared_ptr<T>>(&store_);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -30,6 +31,16 @@ class ValueSet;
 using Array = std::vector<Value>;
 /// Values by key, in the order of the bytes of the keys.
 using Dictionary = std::map<std::string, Value, std::less<>>;
+
+namespace detail {
+
+/// A pointer that no value is made of: neither a text, a class nor an object whose class is known here.
+template <class T>
+concept IsForeignPointer =
+    !std::is_convertible_v<T*, const char*> && !std::is_convertible_v<T*, const Class*> &&
+    !std::is_convertible_v<T*, const Object*>;
+
+}  // namespace detail
 
 /// A small immutable value that the ground floor does not know (a duration, a constant): it travels inside a
 /// `Value` and answers for its own equality, order and text.
@@ -80,14 +91,16 @@ class QW_EXPORT Value {
   Value() = default;
   /// Null.
   Value(std::nullptr_t) {}
-  /// A bool, which is a number, too: 0 or 1.
-  Value(bool value) : store_(value) {}
+  /// Nothing but a `bool`: a pointer that was meant otherwise would be "true".
+  template <std::same_as<bool> B>
+  Value(B value) : store_(value) {}
   /// An integer; of an unsigned one beyond 63 bits the same bits.
   template <class I>
   requires(std::is_integral_v<I> && !std::is_same_v<I, bool> && !std::is_same_v<I, char>) Value(I value)
       : store_(static_cast<std::int64_t>(value)) {}
   /// A binary floating-point number.
-  Value(double value) : store_(value) {}
+  template <std::floating_point F>
+  Value(F value) : store_(static_cast<double>(value)) {}
   /// An exact decimal number.
   Value(Decimal value) : store_(value) {}
   /// A text, normally UTF-8.
@@ -112,6 +125,12 @@ class QW_EXPORT Value {
       : Value(std::shared_ptr<Object>(std::move(object)), 0) {}
   /// The same for the base of all objects.
   Value(std::shared_ptr<Object> object) : Value(std::move(object), 0) {}
+  /// The object that somebody owns; null for one that nobody does.
+  template <class T>
+  requires std::is_convertible_v<T*, const Object*> Value(T* object) : Value(owned(object), 0) {}
+  template <class T>
+  requires detail::IsForeignPointer<T> Value(T*)
+  = delete;
   /// A value of an upper floor; a null pointer makes the null value.
   Value(std::shared_ptr<const ExtensionValue> value) : store_(std::move(value)) {
     nullIfEmpty(*std::get_if<std::shared_ptr<const ExtensionValue>>(&store_));
@@ -196,6 +215,7 @@ class QW_EXPORT Value {
   static int compare(const Value& a, const Value& b);
 
  private:
+  static std::shared_ptr<Object> owned(const Object* object);
   Value(std::shared_ptr<Object> object, int) {
     if (object) store_ = std::move(object);
   }
@@ -268,7 +288,10 @@ class QW_EXPORT ValueView {
 
   ValueView() = default;
   /// A bool.
-  ValueView(bool value) : kind_(Kind::kBool) { content_.integer = value; }
+  template <std::same_as<bool> B>
+  ValueView(B value) : kind_(Kind::kBool) {
+    content_.integer = value;
+  }
   /// An integer.
   ValueView(std::int64_t value) : kind_(Kind::kInt) { content_.integer = value; }
   /// A double.
@@ -283,6 +306,9 @@ class QW_EXPORT ValueView {
   }
   /// A moment.
   ValueView(Date date) : kind_(Kind::kDate) { content_.integer = date.microseconds(); }
+  template <class T>
+  requires(detail::IsForeignPointer<T> || std::is_convertible_v<T*, const Class*>) ValueView(T*)
+  = delete;
   /// An object, which must outlive the view; null for a null pointer.
   ValueView(Object* object) : kind_(object ? Kind::kObject : Kind::kNull) { content_.pointer = object; }
   /// For kinds without a form of their own.

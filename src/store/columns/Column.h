@@ -6,7 +6,9 @@
 #include <string_view>
 #include <type_traits>
 
+#include "platform/base/Error.h"
 #include "platform/base/Export.h"
+#include "platform/base/Log.h"
 #include "platform/object/Class.h"
 #include "platform/system/DateText.h"
 #include "store/columns/Row.h"
@@ -22,6 +24,15 @@ namespace qw {
 /// same four members.
 template <class T>
 struct Column;
+
+/// Whether NULL in the column is a value of the type, as a member that was set to none is saved. Where it is
+/// not, a row with NULL leaves the member as a new object has it.
+template <class T>
+inline constexpr bool kIsNullable = std::is_same_v<T, Value> || std::is_same_v<T, Data>;
+template <class T>
+inline constexpr bool kIsNullable<std::optional<T>> = true;
+template <class T>
+inline constexpr bool kIsNullable<std::shared_ptr<T>> = true;
 
 /// One text column.
 struct QW_EXPORT TextColumn {
@@ -169,8 +180,12 @@ template <>
 struct Column<Value> : TextColumn {
   static void bind(RowBinder& row, const Value& value) {
     if (value.isNull()) return row.bindNull();
-    const auto text = QWJSONSerializationAdditions::JSONRepresentationFromObject(value);
-    text ? row.bindCopiedText(*text) : row.fail();
+    Error error;
+    const auto text = QWJSONSerializationAdditions::JSONRepresentationFromObject(value, {}, &error);
+    if (text) return row.bindCopiedText(*text);
+    row.fail();
+    Log::error("Exception while getting JSON representation from object : {}\n{}", value.description(),
+               error.localizedDescription);
   }
   static Value read(const RowReader& row, const int* columns) {
     if (row.isNull(columns[0])) return {};
@@ -182,8 +197,9 @@ template <class Container>
 requires(std::is_same_v<Container, Dictionary> || std::is_same_v<Container, Array>) struct Column<Container>
     : TextColumn {
   static void bind(RowBinder& row, const Container& value) { Column<Value>::bind(row, Value(value)); }
-  static Container read(const RowReader& row, const int* columns) {
-    return ValueTraits<Container>::fromValue(Column<Value>::read(row, columns)).value_or(Container());
+  static std::optional<Container> read(const RowReader& row, const int* columns) {
+    const Value value = Column<Value>::read(row, columns);
+    return value.isNull() ? std::nullopt : ValueTraits<Container>::fromValue(value);
   }
 };
 
@@ -200,16 +216,10 @@ struct Column<std::shared_ptr<T>> : TextColumn {
   }
 };
 
-/// A plain member of a type whose column may be NULL: NULL reads as the type's default.
+/// A plain member of a type whose column may be NULL.
 template <class T>
 requires(std::is_same_v<T, Decimal> || std::is_same_v<T, Date> || std::is_same_v<T, Color> ||
-         std::is_same_v<T, QWDuration>) struct Column<T> {
-  static constexpr auto suffixes = Column<std::optional<T>>::suffixes;
-  static constexpr auto types = Column<std::optional<T>>::types;
-  static void bind(RowBinder& row, const T& value) { Column<std::optional<T>>::bind(row, value); }
-  static T read(const RowReader& row, const int* columns) {
-    return Column<std::optional<T>>::read(row, columns).value_or(T());
-  }
+         std::is_same_v<T, QWDuration>) struct Column<T> : Column<std::optional<T>> {
 };
 
 /// An optional of a type whose own column has no NULL.

@@ -174,7 +174,7 @@ template <auto Member>
 struct QW_EXPORT MemberComparison {
   using Kind = Comparison<TypeOf<Member>>;
   static const auto& of(const QWDatabaseObject& object) {
-    return static_cast<const OwnerOf<Member>&>(object).*Member;
+    return Members::of(static_cast<const OwnerOf<Member>&>(object).*Member);
   }
   static bool differ(const QWDatabaseObject& a, const QWDatabaseObject& b) {
     return Kind().differ(of(a), of(b));

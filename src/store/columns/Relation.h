@@ -78,6 +78,7 @@ class QW_EXPORT Reference {
   const Back<T>& link() const { return target_; }
   friend bool operator==(const Reference& a, const Reference& b) { return a.target_ == b.target_; }
   friend bool operator==(const Reference& a, const T* b) { return a.target_ == b; }
+  friend bool operator==(const Reference& a, std::nullptr_t) { return !a.target_; }
 
  private:
   Back<T> target_;
@@ -85,6 +86,7 @@ class QW_EXPORT Reference {
 
 template <class T>
 struct ValueTraits<Reference<T>> {
+  static constexpr Value::Kind kKind = Value::Kind::kObject;
   static Value toValue(const Reference<T>& value) {
     return value.get() ? Value(std::shared_ptr<Object>(value.link().lock())) : Value();
   }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -49,6 +50,7 @@ class QW_EXPORT RowBinder {
     else
       note(sqlite3_bind_blob64(statement_, parameter(), data.data(), data.size(), lifetime()));
   }
+  void bindValue(const sqlite3_value* value) { note(sqlite3_bind_value(statement_, parameter(), value)); }
   /// The empty identity binds NULL.
   void bindID(const ObjectID& id) {
     if (id.empty()) return bindNull();
@@ -119,6 +121,11 @@ class QW_EXPORT RowReader {
     const auto* characters = reinterpret_cast<const char*>(sqlite3_value_text(value));
     return characters ? std::string_view(characters, static_cast<std::size_t>(sqlite3_value_bytes(value)))
                       : std::string_view();
+  }
+  /// A copy that lives on; NULL for a column that the result lacks.
+  std::shared_ptr<sqlite3_value> value(int column) const {
+    return {column < 0 ? nullptr : sqlite3_value_dup(sqlite3_column_value(statement_, column)),
+            &sqlite3_value_free};
   }
   Data blob(int column) const {
     if (column < 0) return {};

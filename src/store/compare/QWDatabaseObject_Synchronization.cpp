@@ -8,10 +8,6 @@ namespace {
 
 using namespace QWSynchronizationComparison;
 
-std::string_view titleKey(const qw::Property& property) {
-  return property.localizationKey.empty() ? property.key : property.localizationKey;
-}
-
 ObjectPointer targetOf(const qw::Relation& relation, const QWDatabaseObject& object) {
   auto target = relation.target(object);
   return target && !target->isDeleted() ? target : nullptr;
@@ -41,7 +37,7 @@ std::vector<std::shared_ptr<QWSynchronizationChange>> QWDatabaseObject::compareW
     if (isCommit ? comparison.equal(*this, other) : !comparison.differ(*this, other)) continue;
     const qw::Property& property = *entry.property;
     auto change = std::make_shared<QWSynchronizationChange>(
-        qw::Localization::synchronizationString(titleKey(property)));
+        qw::Localization::synchronizationString(qw::ClassSchema::titleKey(objectClass(), property)));
     change->show(comparison.side(*this, property), comparison.side(other, property));
     const auto valueOf = [&](const QWDatabaseObject& object) {
       return isCommit ? property.storedValue(object) : comparison.value(object);
@@ -62,7 +58,7 @@ std::vector<std::shared_ptr<QWSynchronizationChange>> QWDatabaseObject::compareW
     const qw::Property& property = *entry.property;
     const qw::Relation& relation = *entry.storage->relation;
     add(changes, compareReference(targetOf(relation, *this).get(), *this, targetOf(relation, other).get(),
-                                  other, titleKey(property),
+                                  other, qw::ClassSchema::titleKey(objectClass(), property),
                                   [&property](QWDatabaseObject& target, const ObjectPointer& reference) {
                                     setLink(target, property, reference);
                                   }));
@@ -72,7 +68,7 @@ std::vector<std::shared_ptr<QWSynchronizationChange>> QWDatabaseObject::compareW
     const qw::Property& property = *entry.property;
     const qw::Relation& relation = *entry.storage->relation;
     auto found = compareOwnedReference(targetOf(relation, *this), *this, targetOf(relation, other), other,
-                                       titleKey(property),
+                                       qw::ClassSchema::titleKey(objectClass(), property),
                                        [&property](QWDatabaseObject& target, const ObjectPointer& owned) {
                                          setLink(target, property, owned);
                                        });
@@ -83,12 +79,13 @@ std::vector<std::shared_ptr<QWSynchronizationChange>> QWDatabaseObject::compareW
     const qw::Property& property = *entry.property;
     const auto parent = targetOf(*entry.storage->relation, *this),
                otherParent = targetOf(*entry.storage->relation, other);
-    add(changes, compareParent(parent.get(), *this, childrenOf(parent, property), otherParent.get(), other,
-                               childrenOf(otherParent, property), titleKey(property),
-                               [&property](QWDatabaseObject& target, const ObjectPointer& parent,
-                                           const qw::ChildList* siblings) {
-                                 target.databaseManager()->placeObject(target, property, parent, siblings);
-                               }));
+    add(changes,
+        compareParent(parent.get(), *this, childrenOf(parent, property), otherParent.get(), other,
+                      childrenOf(otherParent, property), qw::ClassSchema::titleKey(objectClass(), property),
+                      [&property](QWDatabaseObject& target, const ObjectPointer& parent,
+                                  const qw::ChildList* siblings) {
+                        target.databaseManager()->placeObject(target, property, parent, siblings);
+                      }));
   }
 
   for (const auto& entry : schema.children()) {
@@ -101,7 +98,7 @@ std::vector<std::shared_ptr<QWSynchronizationChange>> QWDatabaseObject::compareW
       list.setObjects(reorderedArrayWithIDs(list.objects(), order));
     };
     auto change = compareOrder(listOf(*this).objects(), *this, listOf(other).objects(), other,
-                               titleKey(property), reorder);
+                               qw::ClassSchema::titleKey(objectClass(), property), reorder);
     if (change && isCommit)
       change->block = [target = other.sharedAs<QWDatabaseObject>(), reorder, listOf,
                        self = sharedAs<QWDatabaseObject>()] {

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -27,11 +26,7 @@ Side sideOfDate(Date value) {
   return {QWDateFormatter::formatDate(value, QWDateFormatter::Style::kShort), {}, {}};
 }
 
-Side sideOfColor(const Color& value) {
-  const auto byte = [](double part) { return std::lround(std::clamp(part, 0.0, 1.0) * 255); };
-  return {"", Image::colorIcon(value, {16, 16}),
-          fmt::format("#{:02x}{:02x}{:02x}", byte(value.red), byte(value.green), byte(value.blue))};
-}
+Side sideOfColor(const Color& value) { return {"", Image::colorIcon(value, {16, 16}), value.webColor()}; }
 
 Side sideOfImage(const Image& value, Size maximum) {
   return {"", value.resizedToFit(maximum), fmt::format("{} × {}", value.pixelWidth(), value.pixelHeight())};

@@ -14,7 +14,7 @@ namespace qw {
 
 /// Beside the key: what a row of a persisted property may say.
 struct QW_EXPORT AttributeOptions {
-  /// Of the property's title where copies are compared; empty for none.
+  /// Of the property's title where copies are compared, where it differs from "Class.key".
   std::string_view localizationKey{};
   /// Keys or key paths whose changes change this property.
   Property::Keys dependsOn{};
@@ -32,17 +32,39 @@ template <auto Member, class Codec>
 struct QW_EXPORT AttributeStorage {
   using Owner = OwnerOf<Member>;
   static void bind(RowBinder& row, const QWDatabaseObject& object) {
-    Codec::bind(row, static_cast<const Owner&>(object).*Member);
+    Codec::bind(row, Members::of(static_cast<const Owner&>(object).*Member));
   }
+  /// A column that the row lacks, and NULL where there is no null value, leave the member's own initial
+  /// value. What cannot be read does so, too, or is none, and stays in the file until the property is set.
   static void read(const RowReader& row, const int* columns, QWDatabaseObject& object) {
-    auto& member = static_cast<Owner&>(object).*Member;
-    if constexpr (requires { member = Codec::read(row, columns); })
-      member = Codec::read(row, columns);
+    auto& member = Members::of(static_cast<Owner&>(object).*Member);
+    if (columns[0] < 0) return;
+    auto value = Codec::read(row, columns);
+    const bool isNone = isNothing(value, row, columns[0]);
+    if (!isNone || kIsNullable<TypeOf<Member>>) assign(member, std::move(value));
+    if (isNone && !row.isNull(columns[0]))
+      object.keepUnread(memberTag<Member>(), row, {columns, Codec::suffixes.size()});
+  }
+  template <class V>
+  static bool isNothing(const V& value, const RowReader& row, int column) {
+    if constexpr (requires { value.has_value(); })
+      return !value.has_value();
+    else if constexpr (requires { value.isNull(); })
+      return value.isNull();
+    else if constexpr (requires { value == nullptr; })
+      return value == nullptr;
     else
-      member = Codec::read(row, columns).value_or(TypeOf<Member>());
+      return value == V() && row.isNull(column);
+  }
+  template <class T, class V>
+  static void assign(T& member, V&& value) {
+    if constexpr (requires { member = std::forward<V>(value); })
+      member = std::forward<V>(value);
+    else
+      member = *std::forward<V>(value);
   }
   static void copy(QWDatabaseObject& to, const QWDatabaseObject& from) {
-    static_cast<Owner&>(to).*Member = static_cast<const Owner&>(from).*Member;
+    Members::of(static_cast<Owner&>(to).*Member) = Members::of(static_cast<const Owner&>(from).*Member);
   }
   static constexpr PropertyStorage kStorage{
       Codec::suffixes, Codec::types, &bind, &read, &copy, nullptr, &MemberComparison<Member>::kComparison};
@@ -89,17 +111,18 @@ struct QW_EXPORT LinkStorage {
 
   static const Class& targetClass() { return Target::kClass; }
   static std::shared_ptr<QWDatabaseObject> target(const QWDatabaseObject& object) {
-    return lockLink(static_cast<const Owner&>(object).*Member);
+    return lockLink(Members::of(static_cast<const Owner&>(object).*Member));
   }
   static void store(QWDatabaseObject& object, QWDatabaseObject* target) {
     auto* typed = static_cast<Target*>(target);
+    auto& member = Members::of(static_cast<Owner&>(object).*Member);
     if constexpr (std::is_same_v<Link, std::shared_ptr<Target>>)
-      static_cast<Owner&>(object).*Member = typed ? typed->template sharedAs<Target>() : nullptr;
+      member = typed ? typed->template sharedAs<Target>() : nullptr;
     else
-      static_cast<Owner&>(object).*Member = Link(typed);
+      member = Link(typed);
   }
   static void bind(RowBinder& row, const QWDatabaseObject& object) {
-    const auto* target = (static_cast<const Owner&>(object).*Member).get();
+    const auto* target = Members::of(static_cast<const Owner&>(object).*Member).get();
     row.bindID(target && !target->isDeleted() ? target->ID() : ObjectID());
   }
   static constexpr Relation kRelation{&targetClass, &target, &store, nullptr};
@@ -143,24 +166,6 @@ QW_EXPORT void bindClass(RowBinder& row, const QWDatabaseObject& object);
 inline constexpr PropertyStorage kClassStorage{
     TextColumn::suffixes, TextColumn::types, &bindClass, nullptr, nullptr, nullptr};
 
-template <auto Member>
-bool replaceOwned(Object& object, const Value& value) {
-  auto content = ValueTraits<TypeOf<Member>>::fromValue(value);
-  if (!content) return false;
-  static_cast<OwnerOf<Member>&>(object).template assignOwned<Member>(*std::move(content));
-  return true;
-}
-
-/// Among the children of another parent, behind the last; with null out of the present parent's.
-template <auto Member>
-bool moveToParent(Object& object, const Value& value) {
-  using Target = typename TargetOf<TypeOf<Member>>::Type;
-  auto parent = value.objectAs<Target>();
-  if (!parent && !value.isNull()) return false;
-  static_cast<OwnerOf<Member>&>(object).moveToParent(propertyOf<Member>(), parent.get());
-  return true;
-}
-
 template <auto Member, auto Setter>
 constexpr Property persisted(std::string_view key, PropertyKind kind, const PropertyStorage& storage,
                              const AttributeOptions& options) {
@@ -203,19 +208,15 @@ constexpr Property reference(std::string_view key, AttributeOptions options = {}
 template <auto Member, auto Setter = nullptr>
 constexpr Property owned(std::string_view key, AttributeOptions options = {}) {
   using Storage = detail::LinkStorage<Member>;
-  Property row = detail::persisted<Member, Setter>(key, PropertyKind::kOwned, Storage::kStorage, options);
-  row.restore = &detail::replaceOwned<Member>;
-  if constexpr (std::is_same_v<decltype(Setter), std::nullptr_t>) row.set = row.restore;
-  return row;
+  return detail::persisted<Member, Setter>(key, PropertyKind::kOwned, Storage::kStorage, options);
 }
 
 /// A `Back<T>` to the object among whose children this one is; the first parent of a class brings the column
 /// "index". `inverse` is the key of those children there.
 template <auto Member>
 constexpr Property parent(std::string_view key, std::string_view inverse, AttributeOptions options = {}) {
-  Property row = detail::persisted<Member, nullptr>(key, PropertyKind::kParent,
-                                                    detail::LinkStorage<Member>::kStorage, options);
-  row.set = row.restore = &detail::moveToParent<Member>;
+  using Storage = detail::LinkStorage<Member>;
+  Property row = detail::persisted<Member, nullptr>(key, PropertyKind::kParent, Storage::kStorage, options);
   row.inverse = inverse;
   return row;
 }
@@ -227,6 +228,7 @@ constexpr Property children(std::string_view key, std::string_view inverse, Attr
   Property row;
   row.key = key;
   row.kind = PropertyKind::kChildren;
+  row.valueKind = Value::Kind::kArray;
   row.member = memberTag<Member>();
   row.get = &Storage::get;
   row.set = row.restore = &Storage::set;
@@ -242,6 +244,7 @@ constexpr Property classColumn() {
   Property row;
   row.key = "class";
   row.kind = PropertyKind::kAttribute;
+  row.valueKind = Value::Kind::kClass;
   row.get = [](const Object& object) { return Value(&object.objectClass()); };
   row.storage = &detail::kClassStorage;
   return row;

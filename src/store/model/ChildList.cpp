@@ -1,10 +1,11 @@
 #include "store/model/ChildList.h"
 
 #include <algorithm>
-#include <cassert>
 #include <unordered_map>
 #include <unordered_set>
 
+#include "platform/base/Log.h"
+#include "store/model/ClassSchema.h"
 #include "store/model/QWDatabaseManager.h"
 #include "store/model/QWDatabaseObject.h"
 
@@ -12,11 +13,10 @@ namespace qw {
 
 namespace {
 
-const Property& parentProperty(const Property& children, const QWDatabaseObject& child) {
-  const Property* property = child.objectClass().property(children.inverse);
-  assert(property && property->kind == PropertyKind::kParent && property->inverse == children.key &&
-         "the child's class has no such parent");
-  return *property;
+/// The child's property for its parent; null where the classes cannot be related.
+const Property* parentProperty(const QWDatabaseObject& owner, const Property& children,
+                               const QWDatabaseObject& child) {
+  return ClassSchema::otherEnd(owner.objectClass(), children, child.objectClass());
 }
 
 }  // namespace
@@ -41,8 +41,14 @@ void ChildList::append(std::shared_ptr<QWDatabaseObject> child) {
 }
 
 void ChildList::insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_t index) {
-  assert(owner_ && child->databaseManager() == owner_->databaseManager());
-  const Property& parent = parentProperty(*property_, *child);
+  const Property* end = owner_ ? parentProperty(*owner_, *property_, *child) : nullptr;
+  if (!end || !child->databaseManager() || child->databaseManager() != owner_->databaseManager()) {
+    Log::error(
+        "{} cannot be a child here: the parent is in no store, in another one, or has no such children",
+        child->description());
+    return;
+  }
+  const Property& parent = *end;
   child->detachFromParent(QWDatabaseObject::Leaving::kForGood);
   index = std::min(index, items_.size());
   if (UndoManager* undo = owner_->recordingUndoManager())
@@ -75,7 +81,7 @@ void ChildList::detach(QWDatabaseObject& child) {
 
 void ChildList::detachAt(std::size_t index) {
   const std::shared_ptr<QWDatabaseObject> child = items_[index];
-  const Property& parent = parentProperty(*property_, *child);
+  const Property& parent = *child->objectClass().property(property_->inverse);
   if (UndoManager* undo = owner_->recordingUndoManager())
     undo->registerAction(
         *owner_,
@@ -113,7 +119,7 @@ void ChildList::move(QWDatabaseObject& child, std::size_t to) {
 }
 
 void ChildList::setObjects(const std::vector<std::shared_ptr<QWDatabaseObject>>& children) {
-  if (children == items_) return;
+  if (children == items_ || !owner_) return;
   const std::unordered_set<std::shared_ptr<QWDatabaseObject>> wanted(children.begin(), children.end());
   // From the end, so that nothing behind a removed child moves twice.
   for (std::size_t i = items_.size(); i-- > 0;)
@@ -122,9 +128,11 @@ void ChildList::setObjects(const std::vector<std::shared_ptr<QWDatabaseObject>>&
   for (const auto& child : children)
     if (indexOf(*child) == kNone) addObject(child);
   if (children == items_) return;
+  if (children.size() != items_.size())
+    return Log::error("A child stands twice in the new order of {}.{}", owner_->description(),
+                      property_->key);
 
   // What remains is another order of the same children: one notice, one undo step.
-  assert(children.size() == items_.size() && "a child stands twice in the new order");
   const Value old = toValue();
   if (UndoManager* undo = owner_->recordingUndoManager()) undo->registerRestore(*owner_, *property_, old);
   items_ = children;

@@ -129,6 +129,10 @@ class QW_EXPORT Children : public ChildList {
   /// The child, kept alive. Requires: index < size().
   std::shared_ptr<T> at(std::size_t index) const { return std::static_pointer_cast<T>(objects()[index]); }
 
+  /// A new child at the end, of a class below `T` if asked for. Null where the parent is in no store. Needs
+  /// store/model/QWDatabaseManager.h.
+  template <class Child = T>
+  std::shared_ptr<Child> create();
   /// Appends a child, which leaves its former parent.
   void add(std::shared_ptr<T> child) { addObject(std::move(child)); }
   /// Inserts a child, which leaves its former parent; beyond the end means the end.

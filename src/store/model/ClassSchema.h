@@ -10,7 +10,8 @@
 namespace qw {
 
 /// What the store works out once for each class from its property table: columns, statements, and the
-/// relations by kind. Lives for the process.
+/// relations by kind. Lives for the process. A class with a fault is logged at its first use; a relation of
+/// it that has none, or a wrong, other end is in no list, and does nothing.
 class QW_EXPORT ClassSchema {
  public:
   struct Entry {
@@ -20,6 +21,14 @@ class QW_EXPORT ClassSchema {
   };
 
   static const ClassSchema& of(const Class& c);
+
+  /// The property at the other end of a parent or children relation of `c`, as objects of class `other` have
+  /// it; null, with a message in the log, when they cannot be related by it.
+  static const Property* otherEnd(const Class& c, const Property& relation, const Class& other);
+  /// What is wrong with a class by itself, or with a store's model; empty when nothing is. Names class and
+  /// property.
+  static std::string fault(const Class& c);
+  static std::string fault(const Class& root, std::span<const Class* const> classes);
 
   const Class& objectClass() const { return class_; }
   const std::string& table() const { return table_; }
@@ -48,6 +57,10 @@ class QW_EXPORT ClassSchema {
   static std::string_view storedClassName(std::string_view name);
   /// The class with that stored name among the registered ones; null when there is none.
   static const Class* classWithStoredName(std::string_view stored);
+
+  /// Key of the property's title in the table "Synchronization": its own, or "Class.key", or, where no table
+  /// has that, the property's key.
+  static std::string titleKey(const Class& c, const Property& property);
 
   /// "name" with quotation marks doubled inside.
   static std::string quoted(std::string_view name);

@@ -121,6 +121,10 @@ void QWDatabaseManager::noteReadFailure() {
 
 namespace {
 
+const char* reasonFor(const QWDatabaseQuery& query, sqlite3* database) {
+  return query.bindFault().empty() ? sqlite3_errmsg(database) : query.bindFault().c_str();
+}
+
 /// Steps unless a value is missing because it could not be bound; one that has no column format only leaves
 /// its parameter unbound.
 int stepBound(QWDatabaseQuery& query) {
@@ -140,7 +144,7 @@ std::shared_ptr<QWDatabaseResultSet> QWDatabaseManager::executeQuery(
     noteReadFailure();
     qw::Error::set(
         error, QWDatabaseErrorDomain, 3,
-        fmt::format("Error while executing query : {}\n{}", lastExecutedQuery_, sqlite3_errmsg(database_)));
+        fmt::format("Error while executing query : {}\n{}", query->sql(), reasonFor(*query, database_)));
     query->reset();
     return nullptr;
   }
@@ -155,7 +159,7 @@ bool QWDatabaseManager::executeUpdate(const std::shared_ptr<QWDatabaseQuery>& qu
   if (stepBound(*query) != SQLITE_DONE) {
     qw::Error::set(
         error, QWDatabaseErrorDomain, 3,
-        fmt::format("Error while executing update : {}\n{}", lastExecutedQuery_, sqlite3_errmsg(database_)));
+        fmt::format("Error while executing update : {}\n{}", query->sql(), reasonFor(*query, database_)));
     query->reset();
     return false;
   }
@@ -260,9 +264,12 @@ void QWDatabaseManager::removeDeletedID(const qw::ObjectID& id) {
 
 void QWDatabaseManager::performBlockWithoutModifyingLastModificationDates(
     const std::function<void()>& block) {
-  ++disableModifyLastModificationDatesCount_;
+  struct Scope {
+    explicit Scope(int& count) : count(count) { ++count; }
+    ~Scope() { --count; }
+    int& count;
+  } scope(disableModifyLastModificationDatesCount_);
   block();
-  --disableModifyLastModificationDatesCount_;
 }
 
 std::shared_ptr<QWDatabaseObject> QWDatabaseManager::makeFiltersBarData(QWDatabaseResultSet* row) {
@@ -277,7 +284,7 @@ std::shared_ptr<QWDatabaseObject> QWDatabaseManager::filtersBarData(const std::s
   if (!data) {
     qw::UndoRegistrationDisabled scope(undoManager_.get());  // looking is no edit
     data = makeFiltersBarData(nullptr);
-    data->setValueForKey(name, "name");
+    if (!data->setValueForKey(name, "name")) qw::Log::error("Filters bars cannot be told apart: {}", name);
   }
   return data;
 }

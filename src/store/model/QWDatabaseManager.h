@@ -76,20 +76,22 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   /// Opens the file, or makes a new store where there is none. Null with the error set when that fails; a
   /// file that was there is then as before, one that was not is not left behind.
   template <class Manager>
-  static std::shared_ptr<Manager> open(const std::filesystem::path& URL, const OpenOptions& options,
-                                       qw::Error* error = nullptr) {
+  [[nodiscard]] static std::shared_ptr<Manager> open(const std::filesystem::path& URL,
+                                                     const OpenOptions& options, qw::Error* error = nullptr) {
     auto manager = qw::make<Manager>();
     manager->makeAnother_ = [] { return std::shared_ptr<QWDatabaseManager>(qw::make<Manager>()); };
     return manager->initWithURL(URL, options, error) ? manager : nullptr;
   }
   /// The same with the usual options.
   template <class Manager>
-  static std::shared_ptr<Manager> open(const std::filesystem::path& URL, qw::Error* error = nullptr) {
+  [[nodiscard]] static std::shared_ptr<Manager> open(const std::filesystem::path& URL,
+                                                     qw::Error* error = nullptr) {
     return open<Manager>(URL, OpenOptions(), error);
   }
   /// A manager of the same class as this one.
-  std::shared_ptr<QWDatabaseManager> openAnother(const std::filesystem::path& URL, const OpenOptions& options,
-                                                 qw::Error* error = nullptr) const;
+  [[nodiscard]] std::shared_ptr<QWDatabaseManager> openAnother(const std::filesystem::path& URL,
+                                                               const OpenOptions& options,
+                                                               qw::Error* error = nullptr) const;
   /// A detached copy: own objects with the same IDs, no connection; knows this manager as its original.
   std::shared_ptr<QWDatabaseManager> copy() const;
 
@@ -131,20 +133,22 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   // Statements.
   /// A compiled statement, from the cache where one of this SQL is free. Null with code 2 when it cannot be
   /// compiled.
-  std::shared_ptr<QWDatabaseQuery> prepareQuery(const std::string& sql, qw::Error* error = nullptr);
+  [[nodiscard]] std::shared_ptr<QWDatabaseQuery> prepareQuery(const std::string& sql, qw::Error* error = nullptr);
   /// Resets a statement that is done with and keeps it for the next `prepareQuery` of its SQL.
   void addQueryToCache(const std::shared_ptr<QWDatabaseQuery>& query);
   /// The rows, the first of them not yet read. Null with code 3 when the statement cannot run, or no
   /// statement is given.
-  std::shared_ptr<QWDatabaseResultSet> executeQuery(const std::shared_ptr<QWDatabaseQuery>& query,
+  [[nodiscard]] std::shared_ptr<QWDatabaseResultSet> executeQuery(const std::shared_ptr<QWDatabaseQuery>& query,
                                                     qw::Error* error = nullptr);
   /// Runs a statement without rows and puts it into the cache. False with code 3 when it fails.
-  bool executeUpdate(const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error = nullptr);
+  [[nodiscard]] bool executeUpdate(const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error = nullptr);
 
   // Objects.
-  /// A new object of class `T` in this store.
+  /// A new object of class `T` in this store. A class without a `kClass` of its own, whose objects would be
+  /// saved as its superclass's, is logged.
   template <class T>
   std::shared_ptr<T> create() {
+    qw::checkClass<T>();
     auto object = qw::make<T>();
     object->initWithDatabaseManager(*this);
     return object;
@@ -199,7 +203,7 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   QWCountedSet* completionsSet(const std::string& name);
 
   /// True without a password, else when the text is the password.
-  bool checkPassword(std::string_view password) const;
+  [[nodiscard]] bool checkPassword(std::string_view password) const;
   /// An empty text removes the protection. Only the SHA-1 is kept.
   void protectWithPassword(std::string_view password);
   /// The SHA-1 of the password; none without one. No protection of the file: it is not encrypted.
@@ -220,11 +224,11 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
 
   /// An archive of an object with its children and owned objects; others are written as IDs. None with the
   /// error set when something in it cannot be archived.
-  std::optional<qw::Data> archivedDataWithRootObject(const std::shared_ptr<qw::Object>& object,
+  [[nodiscard]] std::optional<qw::Data> archivedDataWithRootObject(const std::shared_ptr<qw::Object>& object,
                                                      qw::Error* error = nullptr);
   /// Makes the archived objects anew in this store, with new IDs, undoably. Null with the error set when the
   /// archive cannot be read.
-  std::shared_ptr<qw::Object> unarchiveObjectWithData(const qw::Data& data, qw::Error* error = nullptr);
+  [[nodiscard]] std::shared_ptr<qw::Object> unarchiveObjectWithData(const qw::Data& data, qw::Error* error = nullptr);
 
   // Saving.
   /// In the order in which they are written.
@@ -234,15 +238,15 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   /// Runs the changes in one transaction. Changes that fail do not keep the others from being written; their
   /// objects stay unsaved. When the transaction itself cannot be committed nothing is written and every
   /// object stays unsaved.
-  bool saveChanges(const Changes& changes, qw::Error* error = nullptr);
+  [[nodiscard]] bool saveChanges(const Changes& changes, qw::Error* error = nullptr);
   /// `computeChanges` and `saveChanges`.
-  bool save(qw::Error* error = nullptr);
+  [[nodiscard]] bool save(qw::Error* error = nullptr);
   /// Also answers the bytes of the saved file, and, if asked to, hands a zipped copy to the active
   /// synchronization handlers.
-  std::optional<qw::Data> saveChanges(const Changes& changes, bool processSynchronizationHandlers,
+  [[nodiscard]] std::optional<qw::Data> saveChanges(const Changes& changes, bool processSynchronizationHandlers,
                                       const std::string& displayName, qw::Error* error = nullptr);
   /// Saves, then writes the saved file's bytes to another place, whole or not at all.
-  bool saveChangesAndCopyToURL(const Changes& changes, const std::filesystem::path& URL,
+  [[nodiscard]] bool saveChangesAndCopyToURL(const Changes& changes, const std::filesystem::path& URL,
                                bool processSynchronizationHandlers, qw::Error* error = nullptr);
   /// Merges a copy's objects into the manager that it was copied from.
   void commitChangesToOriginalDatabaseManager();
@@ -395,3 +399,14 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> staleLists_;
   std::vector<std::shared_ptr<QWDatabaseObject>> renamed_;  // since the last save
 };
+
+template <class T>
+template <class Child>
+std::shared_ptr<Child> qw::Children<T>::create() {
+  const auto parent = owner();
+  QWDatabaseManager* manager = parent ? parent->databaseManager() : nullptr;
+  if (!manager) return nullptr;
+  auto child = manager->create<Child>();
+  add(child);
+  return child;
+}

@@ -65,6 +65,9 @@ void rollBackKilledSave(sqlite3* reader, const std::filesystem::path& path, int 
 
 bool QWDatabaseManager::initWithURL(const std::filesystem::path& URL, const OpenOptions& options,
                                     qw::Error* error) {
+  const std::vector<const qw::Class*> classes = modelClasses();
+  if (const std::string fault = qw::ClassSchema::fault(rootObjectClass(), classes); !fault.empty())
+    return fail(error, fmt::format("The model is wrong: {}", fault));
   url_ = URL;
   document_ = options.document;
   readOnly_ = options.access == Access::kReadOnly || options.access == Access::kForeignReadOnly;
@@ -72,7 +75,7 @@ bool QWDatabaseManager::initWithURL(const std::filesystem::path& URL, const Open
     undoManager_ = std::make_unique<qw::UndoManager>();
     undoManager_->setListener(this);
   }
-  qw::ClassRegistry::add(modelClasses());
+  qw::ClassRegistry::add(classes);
   makeSynchronizationHandlers();
 
   std::error_code ignored;

@@ -4,6 +4,7 @@
 #include <cassert>
 #include <limits>
 
+#include "platform/base/Log.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/Clock.h"
 #include "store/model/ClassSchema.h"
@@ -112,6 +113,7 @@ void QWDatabaseObject::initWithRow(QWDatabaseManager& manager, QWDatabaseResultS
 void QWDatabaseObject::copyAttributes(const QWDatabaseObject& source) {
   for (const auto& entry : qw::ClassSchema::of(objectClass()).attributes())
     entry.storage->copy(*this, source);
+  copyUnread(source);
 }
 
 void QWDatabaseObject::initByCopyingObject(QWDatabaseManager& manager, const QWDatabaseObject& source) {
@@ -324,7 +326,8 @@ void QWDatabaseObject::deleteObject(bool record) {
   if (rare_) {
     const auto parameters = rare_->referringParameters;
     for (const auto& parameter : parameters)
-      if (parameter) parameter->setValueForKey({}, "object");
+      if (parameter && !parameter->setValueForKey({}, "object"))
+        qw::Log::error("{} refers to a deleted object still", parameter->description());
   }
 }
 
@@ -336,15 +339,16 @@ void QWDatabaseObject::detachFromParent(Leaving leaving) {
   }
 }
 
-void QWDatabaseObject::moveToParent(const qw::Property& relation, QWDatabaseObject* parent) {
-  if (relation.storage->relation->target(*this).get() == parent) return;
-  if (parent)
-    parent->objectClass()
-        .property(relation.inverse)
-        ->storage->relation->list(*parent)
-        .addObject(sharedAs<QWDatabaseObject>());
-  else
+bool QWDatabaseObject::moveToParent(const qw::Property& relation, QWDatabaseObject* parent) {
+  if (relation.storage->relation->target(*this).get() == parent) return false;
+  if (!parent) {
     detachFromParent(Leaving::kForGood);
+    return true;
+  }
+  const qw::Property* children = qw::ClassSchema::otherEnd(objectClass(), relation, parent->objectClass());
+  if (!children) return false;
+  children->storage->relation->list(*parent).addObject(sharedAs<QWDatabaseObject>());
+  return true;
 }
 
 void QWDatabaseObject::deleteChild(QWDatabaseObject& child, std::string_view parentKeyPath) {
@@ -371,8 +375,12 @@ void QWDatabaseObject::bindColumns(qw::RowBinder& row) const {
   row.bindID(id_);
   qw::Column<std::optional<qw::Date>>::bind(row, lastModificationDate());
   const qw::ClassSchema::Entry* indexed = schema.parents().empty() ? nullptr : &schema.parents().front();
+  const bool hasUnread = rare_ && !rare_->unread.empty();
   for (const auto& entry : schema.stored()) {
-    entry.storage->bind(row, *this);
+    if (const Columns* columns = hasUnread ? unread(*entry.property) : nullptr)
+      for (const auto& value : *columns) row.bindValue(value.get());
+    else
+      entry.storage->bind(row, *this);
     if (indexed && entry.property == indexed->property) row.bindInt64(index_);
   }
 }
@@ -397,6 +405,7 @@ std::shared_ptr<QWDatabaseObject> QWDatabaseObject::copyOfColumns() const {
   copy->id_ = id_;
   copy->lastModificationDate_ = lastModificationDate_;
   copy->index_ = index_;
+  copy->copyUnread(*this);
   for (const auto& entry : qw::ClassSchema::of(objectClass()).stored()) {
     if (entry.storage->copy)
       entry.storage->copy(*copy, *this);

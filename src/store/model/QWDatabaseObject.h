@@ -4,6 +4,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@ class QWDatabaseChange;
 class QWDatabaseManager;
 class QWDatabaseQuery;
 class QWDatabaseResultSet;
+struct sqlite3_value;
 
 namespace qw {
 class ChildList;
@@ -26,6 +28,7 @@ class Loader;
 class RowBinder;
 class SaveRun;
 struct RowWrite;
+class RowReader;
 }  // namespace qw
 
 /// Base of every persisted object: identity, row, modification date and deletion, and all that follows from
@@ -71,6 +74,17 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   /// While set, deleting this object leaves its children where they are until the requests of its store end;
   /// those that have another parent by then stay.
   void setBeingImported(bool beingImported) { beingImported_ = beingImported; }
+  /// Has the object being imported for as long as it lives.
+  class ImportScope {
+   public:
+    explicit ImportScope(QWDatabaseObject& object) : object_(object) { object_.setBeingImported(true); }
+    ~ImportScope() { object_.setBeingImported(false); }
+    ImportScope(const ImportScope&) = delete;
+    ImportScope& operator=(const ImportScope&) = delete;
+
+   private:
+    QWDatabaseObject& object_;
+  };
   /// Deletes the object with its children and owned objects: out of its parent's children, marked, and (if
   /// `record`) its ID remembered as deleted. Undoable.
   virtual void deleteObject(bool record = true);
@@ -102,9 +116,6 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   /// Ends what `addReferringParameter` began.
   void removeReferringParameter(qw::Object& parameter);
 
-  /// Moves to the end of another parent's children; null takes it out of the present one's.
-  void moveToParent(const qw::Property& relation, QWDatabaseObject* parent);
-
   // Hooks for subclasses, which call their base first.
   /// A new object: a fresh ID, registered, an undoable creation.
   virtual void initWithDatabaseManager(QWDatabaseManager& manager);
@@ -130,26 +141,44 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   virtual std::string synchronizationDescription() const { return description(); }
   std::string description() const override;
 
+  /// Writes a `Stored` member, as its setter would.
+  template <auto Member, class V>
+  bool set(V&& value) {
+    static_assert(qw::detail::kIsStored<Member>, "a member of another kind is set by its class");
+    return assign<Member>(std::forward<V>(value));
+  }
+
   /// The persisted setter: ignores an equal value, registers the old one for undo, stores, counts the
-  /// modification and notifies the observers. False when the value was equal.
+  /// modification and notifies the observers. A former owned object is deleted; another parent is one among
+  /// whose children the object then stands, behind the last. False when nothing changed.
   template <auto Member, class V>
   bool assign(V&& value) {
-    auto& member = static_cast<qw::detail::OwnerOf<Member>&>(*this).*Member;
-    if (member == value) return false;
+    using T = qw::detail::TypeOf<Member>;
+    static_assert(!std::is_base_of_v<qw::ChildList, T>, "children are edited through their list");
     const qw::Property& property = qw::propertyOf<Member>();
+    if constexpr (qw::detail::kIsBack<T>) {
+      if (property.kind == qw::PropertyKind::kParent)
+        return moveToParent(property, T(std::forward<V>(value)).get());
+    }
+    auto& member = qw::detail::Members::of(static_cast<qw::detail::OwnerOf<Member>&>(*this).*Member);
+    const bool wasUnread = rare_ && dropUnread(property);
+    if (member == value || property.key.empty()) return wasUnread;
     if (qw::UndoManager* undo = recordingUndoManager(); undo && !isNewIn(*undo, property))
       undo->registerRestore(*this, property, property.storedValue(*this));
-    edit(property.key, [&] { member = std::forward<V>(value); });
+    if constexpr (std::is_convertible_v<T, std::shared_ptr<QWDatabaseObject>>) {
+      const std::shared_ptr<QWDatabaseObject> former = member;
+      edit(property.key, [&] { member = std::forward<V>(value); });
+      if (former && property.kind == qw::PropertyKind::kOwned) former->deleteObject();
+    } else {
+      edit(property.key, [&] { member = std::forward<V>(value); });
+    }
     return true;
   }
-  /// The same for an owned object: the former one is deleted.
-  template <auto Member, class V>
-  bool assignOwned(V&& value) {
-    const std::shared_ptr<QWDatabaseObject> former = static_cast<qw::detail::OwnerOf<Member>&>(*this).*Member;
-    if (!assign<Member>(std::forward<V>(value))) return false;
-    if (former) former->deleteObject();
-    return true;
-  }
+
+  /// For the store: keeps the columns of a value that could not be read, to be written as they are until the
+  /// property is set.
+  void keepUnread(const void* member, const qw::RowReader& row, std::span<const int> columns);
+  void copyUnread(const QWDatabaseObject& source);
 
  private:
   friend class QWDatabaseChange;
@@ -160,12 +189,26 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
 
   static constexpr std::int64_t kNoDate = std::numeric_limits<std::int64_t>::min();
 
+  /// The columns of a property as they stand in the file.
+  using Columns = std::vector<std::shared_ptr<sqlite3_value>>;
+  struct Unread {
+    const qw::Property* property;
+    Columns columns;
+  };
   struct Rare {
+    std::vector<Unread> unread;
     qw::Back<QWDatabaseObject> originalObject;
     std::vector<qw::Back<qw::Object>> referringParameters;
     QWDatabaseChange* pendingChange = nullptr;
   };
 
+  /// Moves to the end of another parent's children; null takes it out of the present one's.
+  bool moveToParent(const qw::Property& relation, QWDatabaseObject* parent);
+  /// The property is set: what stood in its columns goes, undoably.
+  bool dropUnread(const qw::Property& property);
+  void setUnread(const qw::Property& property, Columns columns);
+  /// The columns to write in the place of the property's value; null as a rule.
+  const Columns* unread(const qw::Property& property) const;
   /// The manager's undo manager when it is recording.
   qw::UndoManager* recordingUndoManager() const;
   /// Whether undo removes the property with its object: an attribute of one that was created in the group

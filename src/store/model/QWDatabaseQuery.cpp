@@ -16,120 +16,86 @@ QWDatabaseManager* QWDatabaseQuery::databaseManager() const {
 void QWDatabaseQuery::reset() {
   sqlite3_reset(statement_);
   bindResult_ = SQLITE_OK;
+  bindFault_.clear();
 }
 
 int QWDatabaseQuery::indexForParameter(std::string_view name) const {
   return sqlite3_bind_parameter_index(statement_, (":" + std::string(name)).c_str());
 }
 
-int QWDatabaseQuery::index(std::string_view parameter) const {
-  const int index = indexForParameter(parameter);
-  if (index < 1) qw::Log::warning("Parameter {} not found in query : {}", parameter, sql_);
-  return index;
-}
-
-void QWDatabaseQuery::setText(std::optional<std::string_view> text, std::string_view parameter) {
-  const int i = index(parameter);
-  if (i < 1) return;
-  if (text)
-    noteBindResult(sqlite3_bind_text64(statement_, i, text->empty() ? "" : text->data(), text->size(),
-                                       SQLITE_TRANSIENT, SQLITE_UTF8));
-  else
-    noteBindResult(sqlite3_bind_null(statement_, i));
+template <class Codec, class T>
+void QWDatabaseQuery::bind(const T& value, std::string_view parameter) {
+  std::vector<int> parameters;
+  for (const std::string_view suffix : Codec::suffixes) {
+    const std::string name = std::string(parameter) + std::string(suffix);
+    parameters.push_back(indexForParameter(name));
+    if (parameters.back() > 0) continue;
+    noteBindResult(SQLITE_RANGE);
+    bindFault_ = "Parameter " + name + " not found in query : " + sql_;
+    qw::Log::error("{}", bindFault_);
+  }
+  qw::RowBinder binder;
+  binder.beginMapped(statement_, std::move(parameters));
+  Codec::bind(binder, value);
+  noteBindResult(binder.result());
 }
 
 void QWDatabaseQuery::setNull(std::string_view parameter) {
-  if (const int i = index(parameter); i > 0) noteBindResult(sqlite3_bind_null(statement_, i));
+  bind<qw::Column<std::optional<std::string>>>(std::nullopt, parameter);
 }
-
-void QWDatabaseQuery::setBool(bool value, std::string_view parameter) { setInt64(value ? 1 : 0, parameter); }
-
-void QWDatabaseQuery::setInt(std::int32_t value, std::string_view parameter) { setInt64(value, parameter); }
-
+void QWDatabaseQuery::setBool(bool value, std::string_view parameter) {
+  bind<qw::Column<bool>>(value, parameter);
+}
+void QWDatabaseQuery::setInt(std::int32_t value, std::string_view parameter) {
+  bind<qw::Column<std::int32_t>>(value, parameter);
+}
 void QWDatabaseQuery::setInt64(std::int64_t value, std::string_view parameter) {
-  if (const int i = index(parameter); i > 0) noteBindResult(sqlite3_bind_int64(statement_, i, value));
+  bind<qw::Column<std::int64_t>>(value, parameter);
 }
-
 void QWDatabaseQuery::setDouble(double value, std::string_view parameter) {
-  if (const int i = index(parameter); i > 0) noteBindResult(sqlite3_bind_double(statement_, i, value));
+  bind<qw::Column<double>>(value, parameter);
 }
-
 void QWDatabaseQuery::setString(std::optional<std::string_view> value, std::string_view parameter) {
-  setText(value, parameter);
+  struct Text : qw::TextColumn {
+    static void bind(qw::RowBinder& row, std::optional<std::string_view> value) {
+      value ? row.bindText(*value) : row.bindNull();
+    }
+  };
+  bind<Text>(value, parameter);
 }
-
 void QWDatabaseQuery::setData(const std::optional<qw::Data>& value, std::string_view parameter) {
-  const int i = index(parameter);
-  if (i < 1) return;
-  if (!value)
-    noteBindResult(sqlite3_bind_null(statement_, i));
-  else if (value->empty())
-    noteBindResult(sqlite3_bind_zeroblob(statement_, i, 0));
-  else
-    noteBindResult(sqlite3_bind_blob64(statement_, i, value->data(), value->size(), SQLITE_TRANSIENT));
+  // Beside NULL there are empty bytes here.
+  struct Bytes : qw::TextColumn {
+    static void bind(qw::RowBinder& row, const std::optional<qw::Data>& value) {
+      value ? row.bindBlob(*value) : row.bindNull();
+    }
+  };
+  bind<Bytes>(value, parameter);
 }
-
 void QWDatabaseQuery::setDate(std::optional<qw::Date> value, std::string_view parameter) {
-  if (!value) return setNull(parameter);
-  setText(qw::DateText::dateText(*value), parameter);
+  bind<qw::PlainDate>(value, parameter);
 }
-
 void QWDatabaseQuery::setDateTime(std::optional<qw::Date> value, std::string_view parameter) {
-  if (!value) return setNull(parameter);
-  setText(qw::DateText::dateTimeText(*value), parameter);
+  bind<qw::Column<std::optional<qw::Date>>>(value, parameter);
 }
-
 void QWDatabaseQuery::setDuration(const std::optional<QWDuration>& value, std::string_view parameter) {
-  const std::string unit = std::string(parameter) + "Unit";
-  if (value) {
-    setInt64(value->numberOfUnits(), parameter);
-    setInt64(static_cast<std::int64_t>(value->unit()), unit);
-  } else {
-    setNull(parameter);
-    setNull(unit);
-  }
+  bind<qw::Column<std::optional<QWDuration>>>(value, parameter);
 }
-
 void QWDatabaseQuery::setDecimalNumber(const std::optional<qw::Decimal>& value, std::string_view parameter) {
-  if (!value) return setNull(parameter);
-  setText(value->text(), parameter);
+  bind<qw::Column<std::optional<qw::Decimal>>>(value, parameter);
 }
-
 void QWDatabaseQuery::setImage(const std::optional<qw::Image>& value, std::string_view parameter) {
-  const std::string scale = std::string(parameter) + "Scale";
-  if (value) {
-    setData(value->png(), parameter);
-    setInt64(static_cast<std::int64_t>(value->scale()), scale);
-  } else {
-    setNull(parameter);
-    setNull(scale);
-  }
+  bind<qw::Column<std::optional<qw::Image>>>(value, parameter);
 }
-
 void QWDatabaseQuery::setColor(const std::optional<qw::Color>& value, std::string_view parameter) {
-  if (!value) return setNull(parameter);
-  setText(value->components(), parameter);
+  bind<qw::Column<std::optional<qw::Color>>>(value, parameter);
 }
-
 void QWDatabaseQuery::setJSONObject(const qw::Value& value, std::string_view parameter) {
-  if (value.isNull()) return setNull(parameter);
-  qw::Error error;
-  const auto text = QWJSONSerializationAdditions::JSONRepresentationFromObject(value, {}, &error);
-  if (text) {
-    setText(*text, parameter);
-  } else {
-    noteBindResult(SQLITE_MISMATCH);
-    qw::Log::error("Exception while getting JSON representation from object : {}\n{}", value.description(),
-                   error.localizedDescription);
-  }
+  bind<qw::Column<qw::Value>>(value, parameter);
 }
-
 void QWDatabaseQuery::setConstant(const std::shared_ptr<QWConstant>& value, std::string_view parameter) {
-  if (!value) return setNull(parameter);
-  setText(value->ID(), parameter);
+  bind<qw::Column<std::shared_ptr<QWConstant>>>(value, parameter);
 }
-
 void QWDatabaseQuery::setClass(const qw::Class* value, std::string_view parameter) {
-  if (!value) return setNull(parameter);
-  setText(qw::ClassSchema::storedClassName(value->name()), parameter);
+  setString(value ? std::optional(qw::ClassSchema::storedClassName(value->name())) : std::nullopt, parameter);
 }

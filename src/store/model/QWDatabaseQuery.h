@@ -14,8 +14,8 @@
 class QWDatabaseManager;
 
 /// One prepared statement with typed parameters by name. Made by `QWDatabaseManager::prepareQuery`, used on
-/// the manager's thread; owns the compiled statement and must not outlive the manager's connection. Binding
-/// to a name that the statement lacks is logged and skipped.
+/// the manager's thread; owns the compiled statement and must not outlive the manager's connection. A value
+/// for a name that the statement lacks is logged, and running the statement fails.
 class QW_EXPORT QWDatabaseQuery {
  public:
   /// For `QWDatabaseManager::prepareQuery`: takes the statement over.
@@ -34,12 +34,15 @@ class QW_EXPORT QWDatabaseQuery {
   /// Makes the statement ready to run again; bindings stay.
   void reset();
   /// SQLITE_OK, or what the first value since the last `reset` that could not be bound failed with:
-  /// SQLITE_MISMATCH for one without a JSON form, which is logged, too.
+  /// SQLITE_MISMATCH for one without a JSON form, which is logged, too; SQLITE_RANGE for one whose
+  /// parameter the statement lacks.
   int bindResult() const { return bindResult_; }
   /// Keeps the first failure.
   void noteBindResult(int result) {
     if (bindResult_ == SQLITE_OK) bindResult_ = result;
   }
+  /// What was wrong with the parameters since the last `reset`; empty when nothing was.
+  const std::string& bindFault() const { return bindFault_; }
   /// The 1-based index of ":" + name, 0 when there is none.
   int indexForParameter(std::string_view name) const;
 
@@ -79,12 +82,14 @@ class QW_EXPORT QWDatabaseQuery {
  private:
   friend class QWDatabaseManager;
 
-  int index(std::string_view parameter) const;
-  void setText(std::optional<std::string_view> text, std::string_view parameter);
+  /// Binds to the parameters of a column format.
+  template <class Codec, class T>
+  void bind(const T& value, std::string_view parameter);
 
   qw::Back<qw::Object> manager_;
   std::string sql_;
   sqlite3_stmt* statement_;
   int bindResult_ = SQLITE_OK;
+  std::string bindFault_;
   bool cached_ = false;  // waits in the manager's cache
 };
