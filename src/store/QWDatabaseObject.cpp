@@ -145,9 +145,10 @@ void QWDatabaseObject::initByImportingObject(QWDatabaseManager& manager, const Q
   beingImported_ = true;
   copyAttributes(source);
   manager.removeDeletedID(id_);
-  manager.registerObject(*this);
-  // An import that is undone was never here: its ID is not one of a deleted object.
+  // An import that is undone was never here: its ID is not one of a deleted object. Recorded before the
+  // requests that wait for this ID run: undo takes back what they moved below this object, then deletes it.
   registerCreation(false);
+  manager.registerObject(*this);
   const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
   const std::weak_ptr<QWDatabaseObject> weak = sharedAs<QWDatabaseObject>();
   for (const auto& entry : schema.references()) {

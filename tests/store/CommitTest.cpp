@@ -1,0 +1,68 @@
+#include <gtest/gtest.h>
+
+#include "store/Ledger.h"
+
+// What comes from another copy of a store, by import or by commit, and how it is undone.
+class Commits : public LedgerTest {
+ protected:
+  void SetUp() override {
+    store = open();
+    store->undoManager()->setGroupsByEvent(false);
+    step(*store, [&] {
+      account = addAccount(*store, "A");
+      for (const char* name : {"a", "b", "c"}) addEntry(*account, name);
+    });
+    ASSERT_TRUE(store->save());
+    undo = store->undoManager();
+  }
+  std::shared_ptr<LedgerManager> copyStore() {
+    return std::static_pointer_cast<LedgerManager>(store->copy());
+  }
+  void commit(QWDatabaseManager& copy) {
+    step(*store, [&] { copy.commitChangesToOriginalDatabaseManager(); });
+  }
+  static std::string payees(Account& account) {
+    std::string text;
+    for (Entry& entry : account.entries()) text += entry.payee();
+    return text;
+  }
+  /// Everything that a user sees, then what the file holds.
+  std::string contents() {
+    std::string text;
+    for (Account& a : store->ledger().accounts()) {
+      text += a.name() + "(";
+      for (Entry& entry : a.entries())
+        text += entry.ID().text() + entry.payee() + (entry.tag() ? entry.tag()->ID().text() : "") + ",";
+      text += ") ";
+    }
+    EXPECT_TRUE(store->save(&error)) << error.localizedDescription;
+    return text + dump(path());
+  }
+
+  std::shared_ptr<LedgerManager> store;
+  std::shared_ptr<Account> account;
+  qw::UndoManager* undo = nullptr;
+};
+
+TEST_F(Commits, UndoingAnImportKeepsWhatMovedBelowIt) {
+  std::shared_ptr<Tag> moved;
+  step(*store, [&] { store->ledger().tags().add(moved = store->create<Tag>()); });
+  const std::string before = contents();
+  // The tag comes before its new parent, so that its move waits for the import.
+  auto other = copyStore();
+  auto parent = other->create<Tag>();
+  other->ledger().tags().insert(parent, 0);
+  parent->tags().add(std::static_pointer_cast<Tag>(other->objectWithID(moved->ID())));
+  commit(*other);
+  const std::string after = contents();
+  ASSERT_TRUE(moved->parent());
+  EXPECT_EQ(moved->parent()->ID(), parent->ID());
+  undo->undo();
+  EXPECT_FALSE(moved->isDeleted());
+  EXPECT_EQ(contents(), before);
+  undo->redo();
+  EXPECT_EQ(moved->parent()->ID(), parent->ID());
+  undo->undo();
+  ASSERT_TRUE(reopen(store));
+  EXPECT_EQ(contents(), before);
+}
