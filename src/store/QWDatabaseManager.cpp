@@ -178,15 +178,15 @@ std::vector<std::shared_ptr<QWDatabaseObject>> QWDatabaseManager::objectsWithIDs
 
 void QWDatabaseManager::registerObject(QWDatabaseObject& object) {
   assertOwningThread();
-  auto shared = object.sharedAs<QWDatabaseObject>();
-  if (QWDatabaseObject* present = objects_.find(object.ID()); present && present != &object) {
-    const auto former = present->sharedAs<QWDatabaseObject>();
-    const bool suspended = undoManager_ && (undoManager_->isUndoing() || undoManager_->isRedoing());
-    qw::UndoRegistrationDisabled scope(suspended ? undoManager_.get() : nullptr);
-    former->setID(QWStringAdditions::uniqueID());
-  }
+  makeRoomFor(object, object.ID());
   object.registered_ = true;
-  objects_.setObjectForKey(std::move(shared), object.ID());
+  objects_.setObjectForKey(object.sharedAs<QWDatabaseObject>(), object.ID());
+}
+
+void QWDatabaseManager::makeRoomFor(const QWDatabaseObject& object, const qw::ObjectID& id) {
+  QWDatabaseObject* present = objects_.find(id);
+  if (present && present != &object)
+    present->sharedAs<QWDatabaseObject>()->setID(QWStringAdditions::uniqueID());
 }
 
 void QWDatabaseManager::unregisterObject(QWDatabaseObject& object) {

@@ -125,6 +125,8 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   std::vector<std::shared_ptr<QWDatabaseObject>> objectsWithIDs(const std::vector<qw::ObjectID>& ids) const;
   void registerObject(QWDatabaseObject& object);
   void unregisterObject(QWDatabaseObject& object);
+  /// Whoever else has the ID gets a new one, undoably.
+  void makeRoomFor(const QWDatabaseObject& object, const qw::ObjectID& id);
   void requestObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block);
   /// The same for an object that is not deleted: where a deleted one has the ID, the answer waits until the
   /// requests end. Null for none.

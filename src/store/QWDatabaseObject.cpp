@@ -6,17 +6,10 @@
 
 #include "platform/ApplicationContext.h"
 #include "platform/Clock.h"
+#include "platform/Log.h"
 #include "store/ClassSchema.h"
 #include "store/Loader.h"
 #include "store/QWDatabaseManager.h"
-
-namespace {
-
-void deleteTarget(qw::Object& target, const qw::Property*, const qw::Value&, std::int64_t recorded) {
-  static_cast<QWDatabaseObject&>(target).deleteObject(recorded != 0);
-}
-
-}  // namespace
 
 constinit const qw::Class QWDatabaseObject::kClass =
     qw::define<QWDatabaseObject, qw::Object>("QWDatabaseObject", {}, [] {
@@ -64,8 +57,17 @@ void QWDatabaseObject::attach(QWDatabaseManager& manager) {
 
 void QWDatabaseObject::registerCreation(bool recorded) {
   if (qw::UndoManager* undo = recordingUndoManager()) {
-    undo->registerAction(*this, &deleteTarget, nullptr, {}, recorded);
-    createdIn_ = undo->scope();
+    // No other copy of the store can have what never was in a file.
+    undo->registerAction(
+        *this,
+        [](qw::Object& target, const qw::Property*, const qw::Value&, std::int64_t recorded) {
+          auto& self = static_cast<QWDatabaseObject&>(target);
+          self.deleteObject(recorded && (self.sqlID_ != 0 || self.pendingChange_));
+        },
+        nullptr, {}, recorded);
+    scope_ = undo->scope();
+    isNew_ = true;
+    isStamped_ = false;
   }
   databaseManager()->queueForSaving(*this);
 }
@@ -213,14 +215,17 @@ std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicate() const {
 
 void QWDatabaseObject::setID(const qw::ObjectID& id) {
   if (id == id_) return;
+  if (!id) return qw::Log::error("{} was to lose its ID and keeps it", description());
   QWDatabaseManager* manager = databaseManager();
+  // Before this change is recorded: undo and redo then find the ID free.
+  if (manager) manager->makeRoomFor(*this, id);
   if (qw::UndoManager* undo = recordingUndoManager())
     undo->registerRestore(*this, *kClass.property("ID"), id_.text());
   const auto keep = shared_from_this();
   if (manager && id_) manager->unregisterObject(*this);
   edit("ID", [&] { id_ = id; });
   if (!manager) return;
-  if (id_) manager->registerObject(*this);
+  manager->registerObject(*this);
   manager->queueForSaving(*this);
   manager->nameChanged(*this);
 }
@@ -251,10 +256,37 @@ void QWDatabaseObject::addModification() {
 
 void QWDatabaseObject::stamp() {
   const QWDatabaseManager* manager = databaseManager();
-  const qw::UndoManager* undo = manager ? manager->undoManager() : nullptr;
+  qw::UndoManager* undo = manager ? manager->undoManager() : nullptr;
   const bool goingBack = undo && (undo->isUndoing() || undo->isRedoing());
-  if (manager && sqlID_ != 0 && !goingBack && manager->shouldModifyLastModificationDates())
-    lastModificationDate_ = qw::Clock::now().microseconds();
+  if (!manager || sqlID_ == 0 || goingBack || !manager->shouldModifyLastModificationDates()) return;
+  const std::int64_t now = qw::Clock::now().microseconds();
+  if (now == lastModificationDate_) return;
+  if (undo && undo->isUndoRegistrationEnabled()) {
+    if (scope_ != undo->scope()) isNew_ = isStamped_ = false;
+    if (!isStamped_) {
+      static const qw::Property& date = *kClass.property("lastModificationDate");
+      undo->registerRestore(*this, date, lastModificationDate());
+      scope_ = undo->scope();  // the record itself may have opened it
+      isStamped_ = true;
+    }
+  }
+  if (!isObserved()) {
+    lastModificationDate_ = now;
+    return;
+  }
+  qw::ChangeScope scope(*this, "lastModificationDate");
+  lastModificationDate_ = now;
+}
+
+void QWDatabaseObject::modified(std::string_view key) {
+  addModification();
+  remember(key);
+}
+
+void QWDatabaseObject::remember(std::string_view key) {
+  if (!rare_ || !rare_->originalObject) return;
+  auto& edited = rare_->edited;
+  if (std::find(edited.begin(), edited.end(), key) == edited.end()) edited.push_back(key);
 }
 
 void QWDatabaseObject::touch() {
@@ -269,6 +301,7 @@ void QWDatabaseObject::noteReorder() {
   mustWrite_ = true;
   stamp();
   touch();
+  remember(kOrderKey);
 }
 
 void QWDatabaseObject::setIndex(std::int64_t index) {

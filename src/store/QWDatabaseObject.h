@@ -137,9 +137,13 @@ class QWDatabaseObject : public qw::Object {
   friend class qw::Loader;
 
   static constexpr std::int64_t kNoDate = std::numeric_limits<std::int64_t>::min();
+  static constexpr std::string_view kOrderKey = "order of children";
 
   struct Rare {
     qw::Back<QWDatabaseObject> originalObject;
+    /// On an object of a copied manager: the keys that were set since it was copied or last committed, and
+    /// `kOrderKey` for another order of its children.
+    std::vector<std::string_view> edited;
     std::vector<qw::Back<qw::Object>> referringParameters;
   };
 
@@ -148,7 +152,7 @@ class QWDatabaseObject : public qw::Object {
   /// Whether the property comes and goes with the object: an attribute of one that was created in the group
   /// that is open. Undo takes the object away whole, and redo brings it back as it was.
   bool isNewIn(const qw::UndoManager& undo, const qw::Property& property) const {
-    return createdIn_ == undo.scope() && property.kind == qw::PropertyKind::kAttribute;
+    return isNew_ && scope_ == undo.scope() && property.kind == qw::PropertyKind::kAttribute;
   }
   /// Around every change of a persisted value: a pending write keeps the old values, observers hear of it.
   template <class Store>
@@ -157,10 +161,10 @@ class QWDatabaseObject : public qw::Object {
     if (isObserved()) {
       qw::ChangeScope scope(*this, key);
       store();
-      addModification();
+      modified(key);
     } else {
       store();
-      addModification();
+      modified(key);
     }
   }
   /// Null when there is nothing to write.
@@ -169,7 +173,10 @@ class QWDatabaseObject : public qw::Object {
     if (pendingChange_) capturePendingChange();
   }
   void capturePendingChange();
-  /// Stamps a saved object as modified now, unless that is an undo.
+  /// Counts the edit; a copy of a store also remembers what it changed.
+  void modified(std::string_view key);
+  void remember(std::string_view key);
+  /// Stamps a saved object as modified now, unless that is an undo, which brings the former date back.
   void stamp();
   /// The row is to be written: queues the object and has it told. No edit by itself: a place that siblings
   /// give way for, or a link whose target was deleted, is not newer than what another copy has.
@@ -196,7 +203,9 @@ class QWDatabaseObject : public qw::Object {
   std::int32_t modificationsCount_ = 0;
   std::int32_t index_ = -1;
   std::int32_t writtenIndex_ = -1;  // in the row of the file
-  std::uint32_t createdIn_ = 0;     // the undo manager's scope
+  std::uint32_t scope_ = 0;  // of the undo manager: what `isNew_` and `isStamped_` hold for
+  bool isNew_ = false;       // created in that scope
+  bool isStamped_ = false;   // undoing that scope brings the modification date back
   bool deleted_ = false;
   bool beingImported_ = false;
   bool registered_ = false;

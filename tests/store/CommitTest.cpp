@@ -66,3 +66,29 @@ TEST_F(Commits, UndoingAnImportKeepsWhatMovedBelowIt) {
   ASSERT_TRUE(reopen(store));
   EXPECT_EQ(contents(), before);
 }
+
+TEST_F(Commits, RedoingAnImportGivesTheSameIdentityAgain) {
+  auto copy = copyStore();
+  const auto former = account->entries().at(1);
+  const qw::ObjectID id = former->ID();
+  step(*store, [&] { former->deleteObject(); });
+  const std::string before = contents();
+  step(*store, [&] { copy->objectWithID(id)->importInDatabaseManager(*store); });
+  const std::string after = contents();
+  for (const bool saves : {true, false}) {
+    undo->undo();
+    EXPECT_TRUE(store->isObjectDeleted(id));
+    if (saves) {
+      EXPECT_EQ(contents(), before);
+    }
+    undo->redo();
+    EXPECT_EQ(payees(*account), "abc");
+    EXPECT_EQ(account->entries()[1].ID(), id);
+    EXPECT_EQ(store->objectWithID(id), account->entries().at(1));
+    EXPECT_FALSE(store->isObjectDeleted(id));
+  }
+  undo->undo();
+  undo->undo();
+  EXPECT_EQ(store->objectWithID(id), former);
+  EXPECT_EQ(payees(*account), "abc");
+}
