@@ -78,7 +78,10 @@ void QWDatabaseManager::initByCopyingDatabaseManager(const QWDatabaseManager& so
   removeAllObjectRequests();
   loaded_ = true;
   // What was copied is what the original has: nothing to commit yet.
-  for (const auto& object : unsaved_) object->queued_ = false;
+  for (const auto& object : unsaved_) {
+    object->queued_ = false;
+    if (object->rare_) object->rare_->edited.clear();
+  }
   unsaved_.clear();
 }
 
@@ -140,7 +143,7 @@ std::shared_ptr<QWDatabaseResultSet> QWDatabaseManager::executeQuery(
     noteReadFailure();
     qw::Error::set(
         error, QWDatabaseErrorDomain, 3,
-        fmt::format("Error while executing query : {}\n{}", lastExecutedQuery_, sqlite3_errmsg(database_)));
+        fmt::format("Error while executing query : {}\n{}", trace_.lastQuery, sqlite3_errmsg(database_)));
     query->reset();
     return nullptr;
   }
@@ -155,7 +158,7 @@ bool QWDatabaseManager::executeUpdate(const std::shared_ptr<QWDatabaseQuery>& qu
   if (stepBound(*query) != SQLITE_DONE) {
     qw::Error::set(
         error, QWDatabaseErrorDomain, 3,
-        fmt::format("Error while executing update : {}\n{}", lastExecutedQuery_, sqlite3_errmsg(database_)));
+        fmt::format("Error while executing update : {}\n{}", trace_.lastQuery, sqlite3_errmsg(database_)));
     query->reset();
     return false;
   }
@@ -192,6 +195,7 @@ void QWDatabaseManager::makeRoomFor(const QWDatabaseObject& object, const qw::Ob
 void QWDatabaseManager::unregisterObject(QWDatabaseObject& object) {
   if (objects_.find(object.ID()) != &object) return;
   object.registered_ = false;
+  referrers_.reset();
   objects_.removeObjectForKey(object.ID());
 }
 
@@ -252,9 +256,12 @@ void QWDatabaseManager::removeDeletedID(const qw::ObjectID& id) {
 
 void QWDatabaseManager::performBlockWithoutModifyingLastModificationDates(
     const std::function<void()>& block) {
-  ++disableModifyLastModificationDatesCount_;
+  struct Scope {
+    int& count;
+    explicit Scope(int& count) : count(count) { ++count; }
+    ~Scope() { --count; }
+  } scope(disableModifyLastModificationDatesCount_);
   block();
-  --disableModifyLastModificationDatesCount_;
 }
 
 std::shared_ptr<QWDatabaseObject> QWDatabaseManager::makeFiltersBarData(QWDatabaseResultSet* row) {
@@ -323,14 +330,29 @@ std::shared_ptr<qw::Object> QWDatabaseManager::unarchiveObjectWithData(const qw:
   const auto coder = qw::KeyedUnarchiver::open(data.bytes(), modelClasses(), error);
   if (!coder) return nullptr;
   coder->setContext<QWDatabaseManager>(this);
-  auto object = coder->decodeObject(qw::KeyedArchiver::kRootKey).object();
-  if (!coder->finish(error)) object = nullptr;
+  // The objects become part of the store when the whole archive is read.
+  std::vector<std::shared_ptr<QWDatabaseObject>> decoded;
+  auto* const outer = std::exchange(decoded_, &decoded);
+  std::shared_ptr<qw::Object> object;
+  {
+    const qw::UndoRegistrationDisabled scope(undoManager_.get());
+    object = coder->decodeObject(qw::KeyedArchiver::kRootKey).object();
+  }
+  decoded_ = outer;
+  if (coder->finish(error)) {
+    for (const auto& made : decoded) made->registerCreation(true);
+  } else {
+    object = nullptr;
+    for (const auto& made : decoded) unregisterObject(*made);
+    std::erase_if(unsaved_, [](const auto& unsaved) { return !unsaved->registered_; });
+    decoded.clear();
+  }
   removeAllObjectRequests();
   return object;
 }
 
 void QWDatabaseManager::objectsChanged() {
-  qw::NotificationQueue::current().enqueue(QWDatabaseManagerObjectsDidChangeNotification, this);
+  qw::NotificationQueue::current().enqueue(QWDatabaseManagerObjectsDidChangeNotification, *this);
 }
 
 void QWDatabaseManager::assertOwningThread() const {

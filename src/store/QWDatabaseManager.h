@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <atomic>
 #include <chrono>
 #include <deque>
 #include <filesystem>
@@ -12,11 +13,13 @@
 #include <string>
 #include <thread>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/Error.h"
 #include "platform/NotificationCenter.h"
 #include "platform/OperationQueue.h"
+#include "platform/Registration.h"
 #include "platform/UndoManager.h"
 #include "store/QWDatabaseChange.h"
 #include "store/QWDatabaseObject.h"
@@ -60,6 +63,9 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
     bool deleteOnDealloc = false;
     /// How long to wait for another connection that has the file locked, when opening and when saving.
     std::chrono::milliseconds busyTimeout{5000};
+    /// Asked now and then while the file is opened and read, on the thread that opens it; true ends that with
+    /// an error. A foreign file also may not take much longer than one of its size has reason to.
+    std::function<bool()> shouldCancel{};
   };
 
   QWDatabaseManager();
@@ -85,6 +91,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   std::shared_ptr<QWDatabaseManager> copy() const;
 
   bool isLoaded() const { return loaded_; }
+  /// Opened so, or the file may only be read.
   bool isReadOnly() const { return readOnly_; }
   const std::filesystem::path& URL() const { return url_; }
   std::shared_ptr<qw::Object> document() const { return document_.lock(); }
@@ -97,9 +104,14 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
     return std::dynamic_pointer_cast<T>(rootObject_);
   }
   const std::unordered_map<qw::ObjectID, qw::Date>& deletedIDs() const { return deletedIDs_; }
+  /// What a connection's statements are told to: the text of the last one, and whether all are logged.
+  struct Trace {
+    std::string lastQuery;
+    std::shared_ptr<std::atomic<bool>> logs = std::make_shared<std::atomic<bool>>(false);
+  };
   const QWRequestsMap& objects() const { return objects_; }
   sqlite3* database() const { return database_; }
-  const std::string& lastExecutedQuery() const { return lastExecutedQuery_; }
+  const std::string& lastExecutedQuery() const { return trace_.lastQuery; }
   const std::vector<std::shared_ptr<QWSynchronizationHandling>>& synchronizationHandlers() const {
     return synchronizationHandlers_;
   }
@@ -140,6 +152,18 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   /// parent. False when the parent cannot have such children.
   bool placeObject(QWDatabaseObject& object, const qw::Property& parentProperty,
                    const std::shared_ptr<QWDatabaseObject>& parent, const qw::ChildList* siblings);
+
+  /// A row of the file that nothing led to when the store was loaded: no parent, and no owner.
+  struct UnreachableRow {
+    const qw::Class* objectClass;
+    qw::ObjectID ID;
+    std::int64_t sqlID;
+  };
+  /// What the load left out. Such rows stay in the file.
+  const std::vector<UnreachableRow>& unreachableRows() const { return unreachableRows_; }
+  /// The object of such a row with all that lies below it. Give it a parent, or delete it. Null when the row
+  /// is not there any more.
+  std::shared_ptr<QWDatabaseObject> rescue(const UnreachableRow& row);
 
   // Deletions.
   bool isObjectDeleted(const qw::ObjectID& id) const { return deletedIDs_.contains(id); }
@@ -192,12 +216,15 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   /// `computeChanges` and `saveChanges`.
   bool save(qw::Error* error = nullptr) { return saveChanges(computeChanges(), error); }
   /// Also answers the bytes of the saved file, and, if asked to, hands a zipped copy to the active
-  /// synchronization handlers.
+  /// synchronization handlers. A store of more than `qw::FileManager::kMaximumContents` bytes is refused
+  /// before anything is saved: `saveChangesAndCopyToURL` has no such limit.
   std::optional<qw::Data> saveChanges(const Changes& changes, bool processSynchronizationHandlers,
                                       const std::string& displayName, qw::Error* error = nullptr);
   bool saveChangesAndCopyToURL(const Changes& changes, const std::filesystem::path& URL,
                                bool processSynchronizationHandlers, qw::Error* error = nullptr);
-  /// Merges a copy's objects into the manager that it was copied from.
+  /// Merges what was done in a copy into the manager that it was copied from: new objects, the properties
+  /// that were set, reordered children, deletions. Everything else stays as it is there now. An object that
+  /// was deleted here stays if something that is not deleted here stands below it there by now.
   void commitChangesToOriginalDatabaseManager();
 
   // Synchronization.
@@ -270,7 +297,9 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   };
 
   bool initWithURL(const std::filesystem::path& URL, const OpenOptions& options, qw::Error* error);
-  bool openConnection(const OpenOptions& options, bool checked, qw::Error* error);
+  bool openConnection(const OpenOptions& options, qw::Error* error);
+  /// Of a foreign file: that it is whole, and that its tables are tables.
+  bool checkFile(qw::Error* error);
   bool loadStore(qw::Error* error);
   bool createStore(qw::Error* error);
   void makeInitialData();
@@ -291,6 +320,10 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   bool isInFile(const QWDatabaseChange& insert);
   void putBack(const std::shared_ptr<QWDatabaseQuery>& query);
   void takeOutOfCache(const std::shared_ptr<QWDatabaseQuery>& query);
+  using Handlers = std::vector<std::shared_ptr<QWSynchronizationHandling>>;
+  /// Saves, then hands over what was saved. False when it was not saved.
+  bool saveAndHandOver(const Changes& changes, bool processSynchronizationHandlers,
+                       const std::string& displayName, qw::Error* error);
   bool handOver(const std::vector<std::shared_ptr<QWSynchronizationHandling>>& handlers,
                 const std::string& displayName, qw::Error* error);
   void close();
@@ -301,6 +334,9 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   /// Rows that name the object by its ID are to be written: it has another one, or none while it is deleted.
   void nameChanged(QWDatabaseObject& object);
   void touchRowsThatName();
+  bool canBeNamed(const qw::Class& c) const;
+  void reportUnreachable(std::unordered_set<const QWDatabaseObject*> alone, const Changes& changes) const;
+  void commitDeletions(const std::vector<std::shared_ptr<QWDatabaseObject>>& deleted);
   void listIsStale(QWDatabaseObject& owner, qw::ChildList& list);
   void settle();
   void performWaitingMoves();
@@ -325,7 +361,8 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   std::optional<std::string> password_;
   std::vector<std::shared_ptr<QWSynchronizationHandling>> synchronizationHandlers_;
   sqlite3* database_ = nullptr;
-  std::string lastExecutedQuery_;
+  Trace trace_;
+  qw::Registration logDefault_;
   std::unordered_map<std::string, std::vector<std::shared_ptr<QWDatabaseQuery>>> cachedQueries_;
   QWRequestsMap objects_;
   std::vector<std::function<void()>> afterRequests_;
@@ -342,4 +379,9 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   std::vector<std::shared_ptr<QWDatabaseObject>> unsaved_;
   std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> staleLists_;
   std::vector<std::shared_ptr<QWDatabaseObject>> renamed_;  // since the last save
+  std::vector<UnreachableRow> unreachableRows_;
+  /// Which objects refer to, or own, another: made at the first save that has to know. It may name more.
+  class Referrers;
+  std::shared_ptr<Referrers> referrers_;
+  std::vector<std::shared_ptr<QWDatabaseObject>>* decoded_ = nullptr;  // while an archive is read
 };

@@ -57,12 +57,11 @@ void QWDatabaseObject::attach(QWDatabaseManager& manager) {
 
 void QWDatabaseObject::registerCreation(bool recorded) {
   if (qw::UndoManager* undo = recordingUndoManager()) {
-    // No other copy of the store can have what never was in a file.
     undo->registerAction(
         *this,
         [](qw::Object& target, const qw::Property*, const qw::Value&, std::int64_t recorded) {
-          auto& self = static_cast<QWDatabaseObject&>(target);
-          self.deleteObject(recorded && (self.sqlID_ != 0 || self.pendingChange_));
+          static_cast<QWDatabaseObject&>(target).deleteObject(false);
+          if (recorded) recordDeletion(target, nullptr, {}, 0);
         },
         nullptr, {}, recorded);
     scope_ = undo->scope();
@@ -70,6 +69,24 @@ void QWDatabaseObject::registerCreation(bool recorded) {
     isStamped_ = false;
   }
   databaseManager()->queueForSaving(*this);
+}
+
+void QWDatabaseObject::recordDeletion(qw::Object& target, const qw::Property*, const qw::Value&,
+                                      std::int64_t) {
+  auto& self = static_cast<QWDatabaseObject&>(target);
+  QWDatabaseManager* manager = self.databaseManager();
+  if (!manager) return;
+  // No other copy of the store can have what never was in a file.
+  if (self.sqlID_ != 0 || self.pendingChange_)
+    manager->addDeletedID(self.id_);
+  else if (qw::UndoManager* undo = self.recordingUndoManager())
+    undo->registerAction(self, &noteRecreation);
+}
+
+void QWDatabaseObject::noteRecreation(qw::Object& target, const qw::Property*, const qw::Value&,
+                                      std::int64_t) {
+  if (qw::UndoManager* undo = static_cast<QWDatabaseObject&>(target).recordingUndoManager())
+    undo->registerAction(target, &recordDeletion);
 }
 
 void QWDatabaseObject::initWithDatabaseManager(QWDatabaseManager& manager) {
@@ -96,10 +113,9 @@ void QWDatabaseObject::initWithRow(QWDatabaseManager& manager, QWDatabaseResultS
                                                                             : -1;
     writtenIndex_ = index_;
   }
-  if (row.loader_)
-    row.loader_->readRelations(*this, schema, reader, columns);
-  else
-    qw::Loader::resolveSingleRow(manager, *this, schema, reader, columns);
+  if (row.loader_) return row.loader_->readRelations(*this, schema, reader, columns);
+  qw::Loader::resolveSingleRow(manager, *this, schema, reader, columns);
+  manager.referrers_.reset();
 }
 
 void QWDatabaseObject::copyAttributes(const QWDatabaseObject& source) {
@@ -201,16 +217,17 @@ std::shared_ptr<QWDatabaseObject> QWDatabaseObject::importInDatabaseManager(
   return imported;
 }
 
-std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicateInDatabaseManager(
-    QWDatabaseManager& manager) const {
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicateInDatabaseManager(QWDatabaseManager& manager,
+                                                                               qw::Error* error) const {
   const auto self = std::const_pointer_cast<qw::Object>(shared_from_this());
-  const auto archive = databaseManager()->archivedDataWithRootObject(self);
-  return archive ? std::dynamic_pointer_cast<QWDatabaseObject>(manager.unarchiveObjectWithData(*archive))
-                 : nullptr;
+  const auto archive = databaseManager()->archivedDataWithRootObject(self, error);
+  return archive
+             ? std::dynamic_pointer_cast<QWDatabaseObject>(manager.unarchiveObjectWithData(*archive, error))
+             : nullptr;
 }
 
-std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicate() const {
-  return duplicateInDatabaseManager(*databaseManager());
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicate(qw::Error* error) const {
+  return duplicateInDatabaseManager(*databaseManager(), error);
 }
 
 void QWDatabaseObject::setID(const qw::ObjectID& id) {
@@ -448,24 +465,6 @@ std::shared_ptr<QWDatabaseChange> QWDatabaseObject::computeChange(std::shared_pt
   self.mustWrite_ = false;
   self.writtenIndex_ = self.index_;
   return change;
-}
-
-void QWDatabaseObject::commitChangesToOriginalDatabaseManager() {
-  QWDatabaseManager* manager = databaseManager();
-  const auto originalManager = manager ? manager->originalDatabaseManager() : nullptr;
-  if (!originalManager) return;
-  auto original = originalObject();
-  if (!original) {
-    if (deleted_ || originalManager->objectWithID(id_)) return;
-    rare().originalObject = qw::Back<QWDatabaseObject>(importInDatabaseManager(*originalManager));
-  } else if (deleted_) {
-    original->deleteObject();
-    rare().originalObject = nullptr;
-  } else if (modificationsCount_ != 0 || mustWrite_) {
-    for (const auto& change : compareWithObject(*original)) change->applyChoice();
-    modificationsCount_ = 0;
-    mustWrite_ = false;
-  }
 }
 
 std::string QWDatabaseObject::description() const {

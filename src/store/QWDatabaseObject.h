@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/Back.h"
+#include "platform/Error.h"
 #include "platform/Object.h"
 #include "platform/Property.h"
 #include "platform/UndoManager.h"
@@ -73,14 +74,18 @@ class QWDatabaseObject : public qw::Object {
 
   std::shared_ptr<QWDatabaseObject> copyInDatabaseManager(QWDatabaseManager& manager) const;
   std::shared_ptr<QWDatabaseObject> importInDatabaseManager(QWDatabaseManager& manager) const;
-  /// A copy with a new ID, through an archive; null when something in it cannot be archived.
-  std::shared_ptr<QWDatabaseObject> duplicateInDatabaseManager(QWDatabaseManager& manager) const;
-  std::shared_ptr<QWDatabaseObject> duplicate() const;
+  /// A copy with a new ID, through an archive; null with the error set when something in it cannot be
+  /// archived.
+  std::shared_ptr<QWDatabaseObject> duplicateInDatabaseManager(QWDatabaseManager& manager,
+                                                               qw::Error* error = nullptr) const;
+  std::shared_ptr<QWDatabaseObject> duplicate(qw::Error* error = nullptr) const;
 
   /// A closure that binds the column values of this moment.
   std::function<void(QWDatabaseQuery&)> prepareBlock() const;
   /// The write that brings the row up to date: none or one. The object counts as clean from then on.
   std::vector<std::shared_ptr<QWDatabaseChange>> computeChanges();
+  /// On an object of a copied manager: makes, deletes or edits the original. Only properties that were set
+  /// here are written there, so that what was edited there meanwhile stays.
   void commitChangesToOriginalDatabaseManager();
 
   /// Parameters that point at this object; their "object" is set to null when it is deleted. Held weakly.
@@ -186,8 +191,15 @@ class QWDatabaseObject : public qw::Object {
   void setIndex(std::int64_t index);
   void attach(QWDatabaseManager& manager);
   void copyAttributes(const QWDatabaseObject& source);
-  /// `recorded`: undoing it remembers the ID as deleted.
+  /// `recorded`: undoing it remembers the ID as deleted, if it was in a file.
   void registerCreation(bool recorded);
+  // Undo actions: after an undone creation, and, when that was redone, before it is undone again.
+  static void recordDeletion(qw::Object& self, const qw::Property*, const qw::Value&, std::int64_t);
+  static void noteRecreation(qw::Object& self, const qw::Property*, const qw::Value&, std::int64_t);
+  /// What a copy's work set here, and nothing else, in the object that this one was copied from.
+  void commitProperties(QWDatabaseObject& original);
+  void commitProperty(const qw::Property& property, QWDatabaseObject& original);
+  void commitOrder(QWDatabaseObject& original);
   void bindColumns(qw::RowBinder& row) const;
   /// A parent that is being deleted keeps its children, unless they leave it for another.
   enum class Leaving : std::uint8_t { kDeleted, kForGood };
@@ -203,9 +215,9 @@ class QWDatabaseObject : public qw::Object {
   std::int32_t modificationsCount_ = 0;
   std::int32_t index_ = -1;
   std::int32_t writtenIndex_ = -1;  // in the row of the file
-  std::uint32_t scope_ = 0;  // of the undo manager: what `isNew_` and `isStamped_` hold for
-  bool isNew_ = false;       // created in that scope
-  bool isStamped_ = false;   // undoing that scope brings the modification date back
+  std::uint32_t scope_ = 0;         // of the undo manager: what `isNew_` and `isStamped_` hold for
+  bool isNew_ = false;              // created in that scope
+  bool isStamped_ = false;          // undoing that scope brings the modification date back
   bool deleted_ = false;
   bool beingImported_ = false;
   bool registered_ = false;

@@ -118,6 +118,7 @@ void QWDatabaseQuery::setJSONObject(const qw::Value& value, std::string_view par
   if (text) {
     setText(*text, parameter);
   } else {
+    setNull(parameter);  // a statement that ran before must not write its former value
     noteBindResult(SQLITE_MISMATCH);
     qw::Log::error("Exception while getting JSON representation from object : {}\n{}", value.description(),
                    error.localizedDescription);

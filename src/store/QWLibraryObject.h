@@ -31,6 +31,9 @@ class QWLibraryObject : public QWDatabaseObject {
   void setIcon(const std::optional<qw::Image>& icon);
   void setHidden(bool hidden) { assign<&QWLibraryObject::hidden_>(hidden); }
 
+  /// Gives it no name through `setName`, where a subclass may choose one.
+  void initWithDatabaseManager(QWDatabaseManager& manager) override;
+
   std::string description() const override { return name_; }
 
  private:

@@ -8,7 +8,7 @@
 
 /// One difference between an object of this store and its counterpart in another: what both sides show, which
 /// side is chosen, and how either choice is carried out. A record; who proposes and reviews it lies further
-/// up. The closures keep the objects that they are about.
+/// up. The closures keep the objects that they are about. One thread at a time.
 class QWSynchronizationChange {
  public:
   /// What a value looks like.
@@ -18,6 +18,7 @@ class QWSynchronizationChange {
     /// What the image says, for who cannot see it.
     std::string imageText;
   };
+  using MakeSide = std::function<Side()>;
 
   explicit QWSynchronizationChange(std::string title);
 
@@ -26,23 +27,40 @@ class QWSynchronizationChange {
 
   /// What changed; empty for the creation or deletion of a whole object.
   std::string title;
-  std::string value;
-  std::optional<qw::Image> image;
-  std::string imageText;
   /// Writes this side's value into the other side's object.
   std::function<void()> block;
-  std::string otherValue;
-  std::optional<qw::Image> otherImage;
-  std::string otherImageText;
   /// Writes the other side's value into this side's original object.
   std::function<void()> otherBlock;
   /// The choice: true takes the other side's value.
   bool keepOther = false;
 
-  void show(Side mine, Side other);
+  /// What the sides show. Made when it is first asked for: ask before any choice is applied.
+  const Side& side() const { return side_.get(); }
+  const Side& otherSide() const { return otherSide_.get(); }
+  const std::string& value() const { return side().text; }
+  const std::optional<qw::Image>& image() const { return side().image; }
+  const std::string& imageText() const { return side().imageText; }
+  const std::string& otherValue() const { return otherSide().text; }
+  const std::optional<qw::Image>& otherImage() const { return otherSide().image; }
+  const std::string& otherImageText() const { return otherSide().imageText; }
+
+  void show(MakeSide mine, MakeSide other);
+  void show(std::string value, std::string otherValue);
   /// Runs the chosen closure once; nothing happens when there is none.
   void applyChoice() const;
 
  private:
+  class LazySide {
+   public:
+    LazySide() = default;
+    explicit LazySide(MakeSide make) : make_(std::move(make)) {}
+    const Side& get() const;
+
+   private:
+    mutable MakeSide make_;
+    mutable Side side_;
+  };
+
   std::string id_;
+  LazySide side_, otherSide_;
 };

@@ -92,3 +92,76 @@ TEST_F(Commits, RedoingAnImportGivesTheSameIdentityAgain) {
   EXPECT_EQ(store->objectWithID(id), former);
   EXPECT_EQ(payees(*account), "abc");
 }
+
+TEST_F(Commits, WhatMovedOutOfADeletedParentStays) {
+  std::shared_ptr<Account> other;
+  step(*store, [&] { other = addAccount(*store, "B"); });
+  ASSERT_TRUE(store->save());
+  const std::string before = contents();
+  auto copy = copyStore();
+  auto& accounts = copy->ledger().accounts();
+  accounts[1].entries().add(accounts[0].entries().at(1));
+  accounts.remove(accounts[0]);
+  commit(*copy);
+  EXPECT_TRUE(account->isDeleted());
+  EXPECT_EQ(payees(*other), "b");
+  EXPECT_FALSE(other->entries()[0].isDeleted());
+  ASSERT_TRUE(store->save());
+  EXPECT_EQ(ask("SELECT payee, \"index\" FROM Entry"), "b|0");
+  undo->undo();
+  EXPECT_EQ(payees(*account), "abc");
+  undo->redo();
+  EXPECT_EQ(payees(*other), "b");
+  undo->undo();
+  for (const char* id : {"A", "B"}) EXPECT_NE(contents().find(id), std::string::npos);
+}
+
+TEST_F(Commits, WriteWhatTheCopyChangedAndNothingElse) {
+  std::shared_ptr<Account> other;
+  step(*store, [&] { other = addAccount(*store, "B"); });
+  auto copy = copyStore();
+  auto entry = account->entries().at(0), last = account->entries().at(2);
+  copy->ledger().accounts()[0].entries()[0].setAmount(7);
+  copy->ledger().accounts()[0].setName("copy");
+  step(*store, [&] {
+    entry->setPayee("edited meanwhile");
+    other->entries().add(entry);
+    last->setPayee("l");
+    account->entries().move(*last, 0);
+  });
+  commit(*copy);
+  EXPECT_EQ(entry->payee(), "edited meanwhile");
+  EXPECT_EQ(entry->account(), other.get());
+  EXPECT_EQ(entry->amount(), qw::Decimal(7));
+  EXPECT_EQ(account->name(), "copy");
+  EXPECT_EQ(payees(*account), "lb");
+  undo->undo();
+  EXPECT_EQ(entry->amount(), qw::Decimal(0));
+  EXPECT_EQ(entry->payee(), "edited meanwhile");
+}
+
+TEST_F(Commits, WhatTheUserPutBelowADeletedParentKeepsIt) {
+  auto copy = copyStore();
+  copy->ledger().accounts()[0].deleteObject();
+  step(*store, [&] { addEntry(*account, "new"); });
+  commit(*copy);
+  EXPECT_FALSE(account->isDeleted());
+  EXPECT_EQ(payees(*account), "new") << "what was deleted below it is";
+  ASSERT_TRUE(reopen(store));
+  EXPECT_EQ(payees(store->ledger().accounts()[0]), "new");
+}
+
+TEST_F(Commits, AChildThatWasTakenOutAndPutBackElsewhereTakesItsNewPlace) {
+  std::shared_ptr<Account> other;
+  step(*store, [&] { other = addAccount(*store, "B"); });
+  auto copy = copyStore();
+  auto& accounts = copy->ledger().accounts();
+  auto first = accounts[0].entries().at(0);
+  accounts[1].entries().add(first);
+  accounts[0].entries().add(first);
+  commit(*copy);
+  EXPECT_EQ(payees(*account), "bca");
+  accounts[0].entries().move(*first, 0);
+  commit(*copy);
+  EXPECT_EQ(payees(*account), "abc");
+}
