@@ -218,8 +218,7 @@ class QWDatabaseSynchronizationSession::Comparer {
 
   static std::shared_ptr<Change> proposal(const char* value, const char* otherValue, bool keepOther) {
     auto change = std::make_shared<Change>("");
-    change->value = qw::Localization::frameworkString(value);
-    change->otherValue = qw::Localization::frameworkString(otherValue);
+    change->show(qw::Localization::frameworkString(value), qw::Localization::frameworkString(otherValue));
     change->keepOther = keepOther;
     return change;
   }
@@ -260,7 +259,7 @@ class QWDatabaseSynchronizationSession::Comparer {
   /// Parents before their children and these in their order: so each finds its place beside the one before.
   void proposeMissing() {
     const auto key = [](const Missing& missing) {
-      return std::tuple(static_cast<std::uint32_t>(missing.priority), missing.parentRank, missing.index);
+      return std::tuple(missing.priority, missing.parentRank, missing.index);
     };
     std::stable_sort(missing_.begin(), missing_.end(),
                      [&](const Missing& a, const Missing& b) { return key(a) < key(b); });
@@ -325,17 +324,11 @@ void QWDatabaseSynchronizationSession::rescueChildrenOf(QWDatabaseObject& delete
 }
 
 void QWDatabaseSynchronizationSession::applyChanges() {
-  static const qw::Property& dateProperty = *QWDatabaseObject::kClass.property("lastModificationDate");
   qw::UndoManager* undo = original_->undoManager();
   const std::uint64_t before = undo ? (undo->endEventGroup(), undo->lastGroup()) : 0;
   if (undo && !undo->reopenGroup(undoGroup_)) undo->beginUndoGrouping();
 
   for (const auto& group : changes_) {
-    // An undo gives the dates back, too, so that the next synchronization proposes the same.
-    const bool isEdited = std::any_of(group->changes.begin(), group->changes.end(),
-                                      [](const auto& change) { return change->keepOther; });
-    if (const auto object = original_->objectWithID(group->objectID); object && undo && isEdited)
-      undo->registerRestore(*object, dateProperty, dateProperty.get(*object));
     for (const auto& change : group->changes) change->applyChoice();
   }
   for (const auto& deleted : std::exchange(deletions_, {})) rescueChildrenOf(*deleted);

@@ -196,7 +196,7 @@ TEST_F(Convergence, RandomlyEditedCopiesAgreeAfterwardsAndNothingChosenIsLost) {
       for (const auto& change : group.changes) {
         change->keepOther = false;
         if (!chosen.contains({group.objectID.text(), change->title})) continue;
-        EXPECT_FALSE(kAttributes.contains(change->title)) << change->value << " " << change->otherValue;
+        EXPECT_FALSE(kAttributes.contains(change->title)) << change->value() << " " << change->otherValue();
         if (!change->title.empty()) continue;
         const auto other = session.otherDatabaseManager()->objectWithID(group.objectID);
         const auto parent = other ? other->synchronizationParentID() : std::nullopt;

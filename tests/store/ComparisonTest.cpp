@@ -47,7 +47,8 @@ class Comparing : public LedgerTest {
   }
   static std::string shown(const Change& change) {
     return !change ? "-"
-                   : change->value + change->imageText + "|" + change->otherValue + change->otherImageText;
+                   : change->value() + change->imageText() + "|" + change->otherValue() +
+                         change->otherImageText();
   }
   /// Takes everything that the other store has else.
   void takeAll() {
@@ -108,8 +109,8 @@ TEST_F(Comparing, EachTypeIsToldApartAndShownInItsWay) {
   const auto change = compareValue(
       icon, a, larger, b, "key", [](Entry&, const auto&) {},
       qw::Comparison<qw::Image>{.maximumSize = {50, 50}});
-  EXPECT_EQ(change->otherImage->size(), (qw::Size{50, 25}));
-  EXPECT_TRUE(change->image->isIdentical(icon));
+  EXPECT_EQ(change->otherImage()->size(), (qw::Size{50, 25}));
+  EXPECT_TRUE(change->image()->isIdentical(icon));
   EXPECT_FALSE(change->keepOther);
 
   using Decimal = std::optional<qw::Decimal>;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "platform/system/Clock.h"
 #include "store/Ledger.h"
 
 class StoreUndo : public LedgerTest {
@@ -310,4 +311,79 @@ TEST_F(StoreUndo, RowsThatNameAnObjectFollowItsNewID) {
   undo->undo();
   ASSERT_TRUE(store->save());
   EXPECT_EQ(ask("SELECT count(*) FROM Entry JOIN Account ON Entry.account = Account.ID"), "3");
+}
+
+TEST_F(StoreUndo, AnUndoneAssignmentGivesBackALinkWhoseTargetWasDeletedMeanwhile) {
+  std::vector<std::shared_ptr<Tag>> tags;
+  step(*store, [&] {
+    for (int i = 0; i < 2; ++i) store->ledger().tags().add(tags.emplace_back(store->create<Tag>()));
+    entries[0]->setTag(tags[0].get());
+  });
+  ASSERT_TRUE(store->save());
+  const auto stored = [&] { return ask("SELECT ifnull(tag, 'none') FROM Entry WHERE payee = 'a'"); };
+  for (const bool inOneStep : {false, true}) {
+    undo->beginUndoGrouping();
+    tags[0]->deleteObject();
+    if (!inOneStep) {
+      undo->endUndoGrouping();
+      undo->beginUndoGrouping();
+    }
+    entries[0]->setTag(inOneStep ? nullptr : tags[1].get());
+    undo->endUndoGrouping();
+    ASSERT_TRUE(store->save());
+    EXPECT_EQ(stored(), inOneStep ? "none" : tags[1]->ID().text());
+    undo->undo();
+    if (!inOneStep) undo->undo();
+    EXPECT_EQ(entries[0]->tag(), tags[0].get());
+    ASSERT_TRUE(store->save());
+    EXPECT_EQ(stored(), tags[0]->ID().text());
+  }
+}
+
+TEST_F(StoreUndo, BringsBackTheModificationDateAndTellsItsObservers) {
+  std::vector<std::optional<qw::Date>> heard;
+  const auto observation = entries[0]->observe("lastModificationDate", [&](const qw::Change&) {
+    heard.push_back(entries[0]->lastModificationDate());
+  });
+  const auto inFile = [&] {
+    EXPECT_TRUE(store->save());
+    return ask("SELECT ifnull(lastModificationDate, 'none') FROM Entry WHERE payee IN ('a', 'x', 'y')");
+  };
+  step(*store, [&] { entries[0]->setPayee("x"); });
+  const auto first = entries[0]->lastModificationDate();
+  const std::string firstInFile = inFile();
+  qw::Clock::Override later(qw::Date::fromMicroseconds(first->microseconds() + 1000000000));
+  step(*store, [&] {
+    entries[0]->setPayee("y");
+    entries[0]->setAmount(7);
+  });
+  const auto second = entries[0]->lastModificationDate();
+  EXPECT_EQ(second->microseconds(), first->microseconds() + 1000000000);
+  undo->undo();
+  EXPECT_EQ(entries[0]->lastModificationDate(), first);
+  EXPECT_EQ(inFile(), firstInFile);
+  undo->undo();
+  EXPECT_FALSE(entries[0]->lastModificationDate());
+  EXPECT_EQ(inFile(), "none");
+  undo->redo();
+  undo->redo();
+  using Dates = std::vector<std::optional<qw::Date>>;
+  EXPECT_EQ(heard, (Dates{first, second, first, std::nullopt, first, second}));
+}
+
+TEST_F(StoreUndo, WhatNeverWasInAFileLeavesNoDeletion) {
+  std::shared_ptr<Entry> added;
+  step(*store, [&] { added = addEntry(*account, "n"); });
+  undo->undo();
+  EXPECT_TRUE(store->deletedIDs().empty());
+  undo->redo();
+  ASSERT_TRUE(store->save());
+  undo->undo();
+  EXPECT_TRUE(store->isObjectDeleted(added->ID())) << "another copy may have it from the file";
+  undo->redo();
+  EXPECT_TRUE(store->deletedIDs().empty());
+  const qw::ObjectID id = added->ID();
+  added->setID("");
+  EXPECT_EQ(added->ID(), id);
+  EXPECT_EQ(store->objectWithID(id), added);
 }

@@ -61,7 +61,7 @@ TEST_F(Sessions, WhatIsOnOneSideOnlyIsCreatedOrDeleted) {
     ASSERT_EQ(group->changes.size(), 1u);
     const QWSynchronizationChange& change = *group->changes[0];
     EXPECT_EQ(change.title, "");
-    ++found[change.value + (change.keepOther ? " <- " : " -> ") + change.otherValue];
+    ++found[change.value() + (change.keepOther ? " <- " : " -> ") + change.otherValue()];
   }
   EXPECT_EQ(found, (std::map<std::string, int>{{"Keep <- Deleted", 1},
                                                {"Created -> Do not create", 1},

@@ -62,8 +62,8 @@ class TwoStores : public LedgerTest {
     for (const auto& group : groups) {
       text += group->title + " {";
       for (const auto& change : group->changes)
-        text += change->title + ": " + change->value + (change->keepOther ? " <- " : " -> ") +
-                change->otherValue + ";";
+        text += change->title + ": " + change->value() + (change->keepOther ? " <- " : " -> ") +
+                change->otherValue() + ";";
       text += "} ";
     }
     return text;

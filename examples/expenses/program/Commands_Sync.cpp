@@ -194,8 +194,8 @@ class Run {
     nlohmann::json changes = nlohmann::json::array();
     for (const auto& change : group.changes)
       changes.push_back({{"title", change->title},
-                         {"value", sideText(change->value, change->imageText)},
-                         {"otherValue", sideText(change->otherValue, change->otherImageText)},
+                         {"value", sideText(change->value(), change->imageText())},
+                         {"otherValue", sideText(change->otherValue(), change->otherImageText())},
                          {"keepOther", change->keepOther}});
     return {{"step", step}, {"id", group.objectID.text()}, {"title", group.title}, {"changes", changes}};
   }
@@ -205,8 +205,8 @@ class Run {
     for (const auto& group : groups) {
       std::string title = group->title;
       for (const auto& change : group->changes)
-        table.addRow({std::exchange(title, ""), change->title, sideText(change->value, change->imageText),
-                      sideText(change->otherValue, change->otherImageText),
+        table.addRow({std::exchange(title, ""), change->title, sideText(change->value(), change->imageText()),
+                      sideText(change->otherValue(), change->otherImageText()),
                       change->keepOther ? "theirs" : "mine"});
     }
     return table.text();

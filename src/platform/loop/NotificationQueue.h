@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 #include <unordered_map>
 
 #include "platform/base/Export.h"
 #include "platform/loop/NotificationCenter.h"
+#include "platform/object/Object.h"
 
 namespace qw {
 
@@ -22,7 +24,9 @@ class QW_EXPORT NotificationQueue {
   NotificationQueue& operator=(const NotificationQueue&) = delete;
 
   /// Posts when idle, unless the same name and sender are already pending.
-  void enqueue(NotificationName name, const void* sender);
+  void enqueue(NotificationName name, const void* sender) { enqueue(name, sender, nullptr); }
+  /// The same for a sender that may die on another thread: its notice dies with it.
+  void enqueue(NotificationName name, const Object& sender) { enqueue(name, &sender, &sender); }
   /// Drops what is pending of a name and sender.
   void dequeue(NotificationName name, const void* sender);
   /// Drops everything that is pending of a sender.
@@ -33,13 +37,18 @@ class QW_EXPORT NotificationQueue {
     std::string name;
     std::uint64_t hash;
     const void* sender;
+    std::weak_ptr<const Object> life{};
+    bool isMortal = false;
     bool dropped = false;
+
+    bool isDead() const { return isMortal && life.expired(); }
   };
   using Index = std::unordered_multimap<const void*, std::uint64_t>;
 
   template <class T>
   friend T& perThread();
   NotificationQueue() = default;
+  void enqueue(NotificationName name, const void* sender, const Object* mortal);
   void schedule();
   void deliver();
   Index::iterator find(NotificationName name, const void* sender);

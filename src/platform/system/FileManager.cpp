@@ -118,6 +118,16 @@ bool writeAtomically(std::string_view bytes, const fs::path& path, Error* error)
   return true;
 }
 
+bool copyItem(const fs::path& from, const fs::path& path, Error* error) {
+  const fs::path target = behindLink(path);
+  Scratch scratch{directoryOf(target) / fmt::format(".{}", UUID::random().text())};
+  std::error_code failure;
+  if (!fs::copy_file(from, scratch.path, failure)) return fail(error, "Error.Write", path, failure.value());
+  if (!replaceItem(target, scratch.path, error)) return false;
+  scratch.path.clear();
+  return true;
+}
+
 bool replaceItem(const fs::path& path, const fs::path& replacement, Error* error) {
   const auto failed = [&] { return fail(error, "Error.Write", path, errno); };
   {

@@ -44,6 +44,9 @@ std::optional<Data> contents(const std::filesystem::path& path, std::size_t maxi
 /// is replaced, not the link. The directory has to exist.
 bool writeAtomically(std::string_view bytes, const std::filesystem::path& path, Error* error = nullptr);
 
+/// Copies a file of any size, as `writeAtomically` writes. Requires: two different files.
+bool copyItem(const std::filesystem::path& from, const std::filesystem::path& path, Error* error = nullptr);
+
 /// Puts a finished file in the place of another in the same directory, as `writeAtomically` does. A failure
 /// leaves both.
 bool replaceItem(const std::filesystem::path& path, const std::filesystem::path& replacement,

@@ -183,6 +183,7 @@ struct Column<Value> : TextColumn {
     Error error;
     const auto text = QWJSONSerializationAdditions::JSONRepresentationFromObject(value, {}, &error);
     if (text) return row.bindCopiedText(*text);
+    row.bindNull();  // a statement that ran before must not write its former value
     row.fail();
     Log::error("Exception while getting JSON representation from object : {}\n{}", value.description(),
                error.localizedDescription);

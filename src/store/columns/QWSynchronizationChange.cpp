@@ -1,17 +1,30 @@
 #include "store/columns/QWSynchronizationChange.h"
 
+#include <utility>
+
 #include "values/text/QWStringAdditions.h"
 
 QWSynchronizationChange::QWSynchronizationChange(std::string title)
     : title(std::move(title)), id_(QWStringAdditions::uniqueID()) {}
 
-void QWSynchronizationChange::show(Side mine, Side other) {
-  value = std::move(mine.text);
-  image = std::move(mine.image);
-  imageText = std::move(mine.imageText);
-  otherValue = std::move(other.text);
-  otherImage = std::move(other.image);
-  otherImageText = std::move(other.imageText);
+const QWSynchronizationChange::Side& QWSynchronizationChange::LazySide::get() const {
+  if (const MakeSide make = std::exchange(make_, nullptr)) side_ = make();
+  return side_;
+}
+
+void QWSynchronizationChange::show(MakeSide mine, MakeSide other) {
+  side_ = LazySide(std::move(mine));
+  otherSide_ = LazySide(std::move(other));
+}
+
+void QWSynchronizationChange::show(std::string value, std::string otherValue) {
+  show(
+      [value = std::move(value)] {
+        return Side{value, {}, {}};
+      },
+      [value = std::move(otherValue)] {
+        return Side{value, {}, {}};
+      });
 }
 
 void QWSynchronizationChange::applyChoice() const {

@@ -9,7 +9,7 @@
 
 /// One difference between an object of this store and its counterpart in another: what both sides show, which
 /// side is chosen, and how either choice is carried out. A record; who proposes and reviews it lies further
-/// up. The closures keep the objects that they are about.
+/// up. The closures keep the objects that they are about. One thread at a time.
 class QW_EXPORT QWSynchronizationChange {
  public:
   /// What a value looks like.
@@ -21,6 +21,7 @@ class QW_EXPORT QWSynchronizationChange {
     /// What the image shows, for accessibility.
     std::string imageText;
   };
+  using MakeSide = std::function<Side()>;
 
   /// Makes the change and its ID.
   explicit QWSynchronizationChange(std::string title);
@@ -30,26 +31,40 @@ class QW_EXPORT QWSynchronizationChange {
 
   /// What changed; empty for the creation or deletion of a whole object.
   std::string title;
-  /// This side's text.
-  std::string value;
-  std::optional<qw::Image> image;  ///< this side's picture
-  std::string imageText;           ///< what it shows
   /// Writes this side's value into the other side's object.
   std::function<void()> block;
-  /// The other side's text.
-  std::string otherValue;
-  std::optional<qw::Image> otherImage;  ///< the other side's picture
-  std::string otherImageText;           ///< what it shows
   /// Writes the other side's value into this side's original object.
   std::function<void()> otherBlock;
   /// The choice: true takes the other side's value.
   bool keepOther = false;
 
-  /// Fills in what both sides show.
-  void show(Side mine, Side other);
+  /// What the sides show. Made when it is first asked for: ask before any choice is applied.
+  const Side& side() const { return side_.get(); }
+  const Side& otherSide() const { return otherSide_.get(); }
+  const std::string& value() const { return side().text; }
+  const std::optional<qw::Image>& image() const { return side().image; }
+  const std::string& imageText() const { return side().imageText; }
+  const std::string& otherValue() const { return otherSide().text; }
+  const std::optional<qw::Image>& otherImage() const { return otherSide().image; }
+  const std::string& otherImageText() const { return otherSide().imageText; }
+
+  void show(MakeSide mine, MakeSide other);
+  void show(std::string value, std::string otherValue);
   /// Runs the chosen closure once; nothing happens when there is none.
   void applyChoice() const;
 
  private:
+  class LazySide {
+   public:
+    LazySide() = default;
+    explicit LazySide(MakeSide make) : make_(std::move(make)) {}
+    const Side& get() const;
+
+   private:
+    mutable MakeSide make_;
+    mutable Side side_;
+  };
+
   std::string id_;
+  LazySide side_, otherSide_;
 };

@@ -63,15 +63,19 @@ namespace QWSynchronizationComparison {
 
 namespace {
 
-std::string described(const QWDatabaseObject* object) {
-  return object ? object->synchronizationDescription() : std::string();
+using MakeSide = QWSynchronizationChange::MakeSide;
+
+MakeSide described(const QWDatabaseObject* object) {
+  if (!object) return nullptr;
+  return [kept = object->shared_from_this(), object] {
+    return qw::Side{object->synchronizationDescription(), {}, {}};
+  };
 }
 
-Change makeChange(std::string_view localizationKey, std::string value, std::string otherValue) {
+Change makeChange(std::string_view localizationKey, MakeSide mine, MakeSide other) {
   auto change =
       std::make_shared<QWSynchronizationChange>(qw::Localization::synchronizationString(localizationKey));
-  change->value = std::move(value);
-  change->otherValue = std::move(otherValue);
+  change->show(std::move(mine), std::move(other));
   return change;
 }
 
@@ -98,15 +102,17 @@ void resolve(QWDatabaseObject& target, const qw::ObjectID& id, const ReferenceBl
       });
 }
 
-std::string joinedDescriptions(std::span<const ObjectPointer> objects, bool sorted) {
-  std::vector<std::string> texts;
-  texts.reserve(objects.size());
-  for (const auto& object : objects) texts.push_back(object->synchronizationDescription());
-  if (sorted)
-    std::sort(texts.begin(), texts.end(), [](const std::string& a, const std::string& b) {
-      return qw::Collation::localizedStandardCompare(a, b) < 0;
-    });
-  return fmt::format("{}", fmt::join(texts, ", "));
+MakeSide joinedDescriptions(std::span<const ObjectPointer> objects, bool sorted) {
+  return [objects = std::vector(objects.begin(), objects.end()), sorted] {
+    std::vector<std::string> texts;
+    texts.reserve(objects.size());
+    for (const auto& object : objects) texts.push_back(object->synchronizationDescription());
+    if (sorted)
+      std::sort(texts.begin(), texts.end(), [](const std::string& a, const std::string& b) {
+        return qw::Collation::localizedStandardCompare(a, b) < 0;
+      });
+    return qw::Side{fmt::format("{}", fmt::join(texts, ", ")), {}, {}};
+  };
 }
 
 std::vector<qw::ObjectID> idsOf(std::span<const ObjectPointer> objects) {

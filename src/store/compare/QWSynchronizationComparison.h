@@ -87,11 +87,11 @@ Change compareValue(const T& value, Object& object, const std::type_identity_t<T
   if (!kind.differ(value, otherValue)) return nullptr;
   auto change =
       std::make_shared<QWSynchronizationChange>(qw::Localization::synchronizationString(localizationKey));
-  change->show(kind.side(object, value), kind.side(otherObject, otherValue));
-  change->block = [target = otherObject.template sharedAs<Object>(), value = T(kind.value(value)), block] {
-    block(*target, value);
-  };
-  change->otherBlock = [self = object.template sharedAs<Object>(), value = T(kind.value(otherValue)), block] {
+  const auto self = object.template sharedAs<Object>(), target = otherObject.template sharedAs<Object>();
+  change->show([self, value = T(value), kind] { return kind.side(*self, value); },
+               [target, value = T(otherValue), kind] { return kind.side(*target, value); });
+  change->block = [target, value = T(kind.value(value)), block] { block(*target, value); };
+  change->otherBlock = [self, value = T(kind.value(otherValue)), block] {
     if (const auto target = self->originalObject()) block(static_cast<Object&>(*target), value);
   };
   return change;

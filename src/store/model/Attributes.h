@@ -200,7 +200,12 @@ constexpr Property dateAttribute(std::string_view key, AttributeOptions options 
 template <auto Member, auto Setter = nullptr>
 constexpr Property reference(std::string_view key, AttributeOptions options = {}) {
   using Storage = detail::LinkStorage<Member>;
-  return detail::persisted<Member, Setter>(key, PropertyKind::kReference, Storage::kStorage, options);
+  Property row = detail::persisted<Member, Setter>(key, PropertyKind::kReference, Storage::kStorage, options);
+  // What undo brings back is the link itself: its target may be deleted now and live again after the next undo.
+  row.stored = [](const Object& object) {
+    return Value(std::shared_ptr<Object>(Storage::target(static_cast<const QWDatabaseObject&>(object))));
+  };
+  return row;
 }
 
 /// A `std::shared_ptr<T>` to an object with a row of its own, which is deleted with, or replaced by, its

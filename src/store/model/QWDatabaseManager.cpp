@@ -78,7 +78,10 @@ void QWDatabaseManager::initByCopyingDatabaseManager(const QWDatabaseManager& so
   removeAllObjectRequests();
   loaded_ = true;
   // What was copied is what the original has: nothing to commit yet.
-  for (const auto& object : unsaved_) object->queued_ = false;
+  for (const auto& object : unsaved_) {
+    object->queued_ = false;
+    if (object->rare_) object->rare_->edited.clear();
+  }
   unsaved_.clear();
 }
 
@@ -182,15 +185,15 @@ std::vector<std::shared_ptr<QWDatabaseObject>> QWDatabaseManager::objectsWithIDs
 
 void QWDatabaseManager::registerObject(QWDatabaseObject& object) {
   assertOwningThread();
-  auto shared = object.sharedAs<QWDatabaseObject>();
-  if (QWDatabaseObject* present = objects_.find(object.ID()); present && present != &object) {
-    const auto former = present->sharedAs<QWDatabaseObject>();
-    const bool suspended = undoManager_ && (undoManager_->isUndoing() || undoManager_->isRedoing());
-    qw::UndoRegistrationDisabled scope(suspended ? undoManager_.get() : nullptr);
-    former->setID(QWStringAdditions::uniqueID());
-  }
+  makeRoomFor(object, object.ID());
   object.registered_ = true;
-  objects_.setObjectForKey(std::move(shared), object.ID());
+  objects_.setObjectForKey(object.sharedAs<QWDatabaseObject>(), object.ID());
+}
+
+void QWDatabaseManager::makeRoomFor(const QWDatabaseObject& object, const qw::ObjectID& id) {
+  QWDatabaseObject* present = objects_.find(id);
+  if (present && present != &object)
+    present->sharedAs<QWDatabaseObject>()->setID(QWStringAdditions::uniqueID());
 }
 
 void QWDatabaseManager::registerObjects(std::span<const std::shared_ptr<QWDatabaseObject>> objects) {
@@ -204,6 +207,7 @@ void QWDatabaseManager::registerObjects(std::span<const std::shared_ptr<QWDataba
 void QWDatabaseManager::unregisterObject(QWDatabaseObject& object) {
   if (objects_.find(object.ID()) != &object) return;
   object.registered_ = false;
+  referrers_.reset();
   objects_.removeObjectForKey(object.ID());
 }
 
@@ -338,14 +342,29 @@ std::shared_ptr<qw::Object> QWDatabaseManager::unarchiveObjectWithData(const qw:
   const auto coder = qw::KeyedUnarchiver::open(data.bytes(), modelClasses(), error);
   if (!coder) return nullptr;
   coder->setContext<QWDatabaseManager>(this);
-  auto object = coder->decodeObject(qw::KeyedArchiver::kRootKey).object();
-  if (!coder->finish(error)) object = nullptr;
+  // The objects become part of the store when the whole archive is read.
+  std::vector<std::shared_ptr<QWDatabaseObject>> decoded;
+  auto* const outer = std::exchange(decoded_, &decoded);
+  std::shared_ptr<qw::Object> object;
+  {
+    const qw::UndoRegistrationDisabled scope(undoManager_.get());
+    object = coder->decodeObject(qw::KeyedArchiver::kRootKey).object();
+  }
+  decoded_ = outer;
+  if (coder->finish(error)) {
+    for (const auto& made : decoded) made->registerCreation(true);
+  } else {
+    object = nullptr;
+    for (const auto& made : decoded) unregisterObject(*made);
+    std::erase_if(unsaved_, [](const auto& unsaved) { return !unsaved->registered_; });
+    decoded.clear();
+  }
   removeAllObjectRequests();
   return object;
 }
 
 void QWDatabaseManager::objectsChanged() {
-  qw::NotificationQueue::current().enqueue(QWDatabaseManagerObjectsDidChangeNotification, this);
+  qw::NotificationQueue::current().enqueue(QWDatabaseManagerObjectsDidChangeNotification, *this);
 }
 
 void QWDatabaseManager::assertOwningThread() const {

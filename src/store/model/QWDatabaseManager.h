@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -12,10 +13,12 @@
 #include <string>
 #include <thread>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/base/Error.h"
 #include "platform/base/Export.h"
+#include "platform/base/Registration.h"
 #include "platform/loop/NotificationCenter.h"
 #include "platform/loop/OperationQueue.h"
 #include "platform/object/UndoManager.h"
@@ -68,6 +71,9 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
     bool deleteOnDealloc = false;
     /// How long to wait for another connection that has the file locked, when opening and when saving.
     std::chrono::milliseconds busyTimeout{5000};
+    /// Asked now and then while the file is opened and read, on the thread that opens it; true ends that with
+    /// an error. A foreign file also may not take much longer than one of its size has reason to.
+    std::function<bool()> shouldCancel{};
   };
 
   QWDatabaseManager();
@@ -97,7 +103,7 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
 
   /// False while the store is being opened or old data is imported.
   bool isLoaded() const { return loaded_; }
-  /// Whether nothing can be saved.
+  /// Whether nothing can be saved: opened so, or the file may only be read.
   bool isReadOnly() const { return readOnly_; }
   /// Where the file is; empty for a copy.
   const std::filesystem::path& URL() const { return url_; }
@@ -116,13 +122,18 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   }
   /// The IDs of deleted objects with the moment of their deletion.
   const std::unordered_map<qw::ObjectID, qw::Date>& deletedIDs() const { return deletedIDs_; }
+  /// What a connection's statements are told to: the text of the last one, and whether all are logged.
+  struct Trace {
+    std::string lastQuery;
+    std::shared_ptr<std::atomic<bool>> logs = std::make_shared<std::atomic<bool>>(false);
+  };
   /// Every object by its ID, deleted ones included as long as undo may need them.
   const QWRequestsMap& objects() const { return objects_; }
   /// The connection, owned by the manager; null for a copy. Statements of one's own leave no transaction
   /// open.
   sqlite3* database() const { return database_; }
   /// The SQL of the statement that ran last, for error messages.
-  const std::string& lastExecutedQuery() const { return lastExecutedQuery_; }
+  const std::string& lastExecutedQuery() const { return trace_.lastQuery; }
   /// The handlers that the application declares as plug-ins, in order.
   const std::vector<std::shared_ptr<QWSynchronizationHandling>>& synchronizationHandlers() const {
     return synchronizationHandlers_;
@@ -161,6 +172,8 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   void registerObject(QWDatabaseObject& object);
   /// Forgets the object, which is destroyed unless it has another owner.
   void unregisterObject(QWDatabaseObject& object);
+  /// Whoever else has the ID gets a new one, undoably.
+  void makeRoomFor(const QWDatabaseObject& object, const qw::ObjectID& id);
   /// Calls the block with the object once it is registered: at once when it is there or the ID is empty.
   void requestObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block);
   /// The same for an object that is not deleted: where a deleted one has the ID, the answer waits until the
@@ -176,6 +189,18 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   /// parent. False when the parent cannot have such children.
   bool placeObject(QWDatabaseObject& object, const qw::Property& parentProperty,
                    const std::shared_ptr<QWDatabaseObject>& parent, const qw::ChildList* siblings);
+
+  /// A row of the file that nothing led to when the store was loaded: no parent, and no owner.
+  struct UnreachableRow {
+    const qw::Class* objectClass;
+    qw::ObjectID ID;
+    std::int64_t sqlID;
+  };
+  /// What the load left out. Such rows stay in the file.
+  const std::vector<UnreachableRow>& unreachableRows() const { return unreachableRows_; }
+  /// The object of such a row with all that lies below it. Give it a parent, or delete it. Null when the row
+  /// is not there any more.
+  std::shared_ptr<QWDatabaseObject> rescue(const UnreachableRow& row);
 
   // Deletions.
   /// Whether an object of this ID was deleted.
@@ -242,13 +267,16 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   /// `computeChanges` and `saveChanges`.
   [[nodiscard]] bool save(qw::Error* error = nullptr);
   /// Also answers the bytes of the saved file, and, if asked to, hands a zipped copy to the active
-  /// synchronization handlers.
+  /// synchronization handlers. A store of more than `qw::FileManager::kMaximumContents` bytes is refused
+  /// before anything is saved: `saveChangesAndCopyToURL` has no such limit.
   [[nodiscard]] std::optional<qw::Data> saveChanges(const Changes& changes, bool processSynchronizationHandlers,
                                       const std::string& displayName, qw::Error* error = nullptr);
   /// Saves, then writes the saved file's bytes to another place, whole or not at all.
   [[nodiscard]] bool saveChangesAndCopyToURL(const Changes& changes, const std::filesystem::path& URL,
                                bool processSynchronizationHandlers, qw::Error* error = nullptr);
-  /// Merges a copy's objects into the manager that it was copied from.
+  /// Merges what was done in a copy into the manager that it was copied from: new objects, the properties
+  /// that were set, reordered children, deletions. Everything else stays as it is there now. An object that
+  /// was deleted here stays if something that is not deleted here stands below it there by now.
   void commitChangesToOriginalDatabaseManager();
 
   // Synchronization.
@@ -330,7 +358,9 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   };
 
   bool initWithURL(const std::filesystem::path& URL, const OpenOptions& options, qw::Error* error);
-  bool openConnection(const OpenOptions& options, bool checked, qw::Error* error);
+  bool openConnection(const OpenOptions& options, qw::Error* error);
+  /// Of a foreign file: that it is whole, and that its tables are tables.
+  bool checkFile(qw::Error* error);
   bool loadStore(qw::Error* error);
   bool createStore(qw::Error* error);
   void makeInitialData();
@@ -349,6 +379,10 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   /// The writes of all rows that differ from their objects, in order. The objects count as clean then.
   std::vector<qw::RowWrite> takeRowWrites();
   void takeOutOfCache(const std::shared_ptr<QWDatabaseQuery>& query);
+  using Handlers = std::vector<std::shared_ptr<QWSynchronizationHandling>>;
+  /// Saves, then hands over what was saved. False when it was not saved.
+  bool saveAndHandOver(const Changes& changes, bool processSynchronizationHandlers,
+                       const std::string& displayName, qw::Error* error);
   bool handOver(const std::vector<std::shared_ptr<QWSynchronizationHandling>>& handlers,
                 const std::string& displayName, qw::Error* error);
   void close();
@@ -361,6 +395,9 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   void touchRowsThatName();
   /// Many at once, as they are loaded.
   void registerObjects(std::span<const std::shared_ptr<QWDatabaseObject>> objects);
+  bool canBeNamed(const qw::Class& c) const;
+  void reportUnreachable(std::unordered_set<const QWDatabaseObject*> alone, std::span<const qw::RowWrite> rows) const;
+  void commitDeletions(const std::vector<std::shared_ptr<QWDatabaseObject>>& deleted);
   void listIsStale(QWDatabaseObject& owner, qw::ChildList& list);
   void settle();
   void performWaitingMoves();
@@ -383,7 +420,8 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   std::optional<std::string> password_;
   std::vector<std::shared_ptr<QWSynchronizationHandling>> synchronizationHandlers_;
   sqlite3* database_ = nullptr;
-  std::string lastExecutedQuery_;
+  Trace trace_;
+  qw::Registration logDefault_;
   std::unordered_map<std::string, std::vector<std::shared_ptr<QWDatabaseQuery>>> cachedQueries_;
   QWRequestsMap objects_;
   std::vector<std::function<void()>> afterRequests_;
@@ -398,6 +436,11 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   std::vector<std::shared_ptr<QWDatabaseObject>> unsaved_;
   std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> staleLists_;
   std::vector<std::shared_ptr<QWDatabaseObject>> renamed_;  // since the last save
+  std::vector<UnreachableRow> unreachableRows_;
+  /// Which objects refer to, or own, another: made at the first save that has to know. It may name more.
+  class Referrers;
+  std::shared_ptr<Referrers> referrers_;
+  std::vector<std::shared_ptr<QWDatabaseObject>>* decoded_ = nullptr;  // while an archive is read
 };
 
 template <class T>

@@ -1,6 +1,7 @@
 // Opening, creating, upgrading and loading a store file.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <set>
 
 #include "platform/base/Log.h"
@@ -34,19 +35,59 @@ std::optional<std::string> sqlFile(const std::filesystem::path& path) {
 
 /// Keeps the text of every statement as it starts, for error messages.
 int statementStarted(unsigned, void* context, void* statement, void* text) {
-  auto& last = *static_cast<std::string*>(context);
+  auto& last = static_cast<QWDatabaseManager::Trace*>(context)->lastQuery;
   const char* sql = static_cast<const char*>(text);
   // A trigger's statements come as comments.
   if (sql[0] == '-' && sql[1] == '-') sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
   if (last != sql) last = sql;
+  if (static_cast<QWDatabaseManager::Trace*>(context)->logs->load(std::memory_order_relaxed))
+    qw::Log::info("{}", last);
   return 0;
 }
 
-int statementStartedWithLog(unsigned kind, void* context, void* statement, void* text) {
-  statementStarted(kind, context, statement, text);
-  qw::Log::info("{}", *static_cast<std::string*>(context));
-  return 0;
-}
+/// Ends statements while a store is opened: when the program asks for it, or when a foreign file makes them
+/// run for much longer than its size explains.
+class OpeningWatch {
+ public:
+  OpeningWatch(const std::function<bool()>& shouldCancel, std::optional<std::uintmax_t> foreignSize)
+      : shouldCancel_(shouldCancel) {
+    // Reading a row takes a few of SQLite's instructions a byte; checking and sorting it some ten times that.
+    constexpr std::uint64_t kBase = 50'000'000, kEachByte = 200;
+    if (foreignSize) left_ = static_cast<std::int64_t>((kBase + kEachByte * *foreignSize) / kInterval);
+  }
+  ~OpeningWatch() { end(); }
+  OpeningWatch(const OpeningWatch&) = delete;
+  OpeningWatch& operator=(const OpeningWatch&) = delete;
+
+  void begin(sqlite3* database) {
+    if (!shouldCancel_ && !left_) return;
+    database_ = database;
+    sqlite3_progress_handler(database, kInterval, &OpeningWatch::passed, this);
+  }
+  void end() {
+    if (sqlite3* database = std::exchange(database_, nullptr))
+      sqlite3_progress_handler(database, 0, nullptr, nullptr);
+  }
+  /// Why statements were ended; null when they were not.
+  const char* reason() const { return reason_; }
+
+ private:
+  static constexpr int kInterval = 10'000;  // instructions
+
+  static int passed(void* context) {
+    auto& self = *static_cast<OpeningWatch*>(context);
+    if (self.left_ && --*self.left_ < 0)
+      self.reason_ = "Reading the file takes too long.";
+    else if (self.shouldCancel_ && self.shouldCancel_())
+      self.reason_ = "Cancelled.";
+    return self.reason_ != nullptr;
+  }
+
+  const std::function<bool()>& shouldCancel_;
+  std::optional<std::int64_t> left_;
+  sqlite3* database_ = nullptr;
+  const char* reason_ = nullptr;
+};
 
 /// What a killed save left in the file is rolled back by whoever opens it next, for which a connection that
 /// only reads is not enough. Where nobody may write, reading fails.
@@ -71,10 +112,6 @@ bool QWDatabaseManager::initWithURL(const std::filesystem::path& URL, const Open
   url_ = URL;
   document_ = options.document;
   readOnly_ = options.access == Access::kReadOnly || options.access == Access::kForeignReadOnly;
-  if (!readOnly_) {
-    undoManager_ = std::make_unique<qw::UndoManager>();
-    undoManager_->setListener(this);
-  }
   qw::ClassRegistry::add(classes);
   makeSynchronizationHandlers();
 
@@ -84,9 +121,21 @@ bool QWDatabaseManager::initWithURL(const std::filesystem::path& URL, const Open
   // An empty file is what is left when the making of a store was cut short, or a place reserved for one.
   const bool isNew = !existed || (size == 0 && !readOnly_);
   const bool foreign = options.access == Access::kForeign || options.access == Access::kForeignReadOnly;
-  const bool opened =
-      openConnection(options, foreign && !isNew, error) && (isNew ? createStore(error) : loadStore(error));
+  const bool isChecked = foreign && !isNew;
+  OpeningWatch watch(options.shouldCancel, isChecked ? std::optional(size) : std::nullopt);
+  bool opened = openConnection(options, error);
+  if (opened) {
+    watch.begin(database_);
+    if (!readOnly_) {
+      undoManager_ = std::make_unique<qw::UndoManager>();
+      undoManager_->setListener(this);
+    }
+    opened = (!isChecked || checkFile(error)) && (isNew ? createStore(error) : loadStore(error));
+    watch.end();
+  }
   if (!opened) {
+    if (watch.reason())
+      fail(error, fmt::format("Could not open database at URL : {}\n{}", fileURL(url_), watch.reason()));
     close();
     if (!existed)
       for (const char* end : {"", "-journal"}) std::filesystem::remove(url_.string() + end, ignored);
@@ -102,7 +151,7 @@ bool QWDatabaseManager::initWithURL(const std::filesystem::path& URL, const Open
   return true;
 }
 
-bool QWDatabaseManager::openConnection(const OpenOptions& options, bool checked, qw::Error* error) {
+bool QWDatabaseManager::openConnection(const OpenOptions& options, qw::Error* error) {
   // A connection belongs to one thread at a time: it needs no mutex of its own.
   const int flags =
       SQLITE_OPEN_NOMUTEX | (readOnly_ ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
@@ -112,16 +161,44 @@ bool QWDatabaseManager::openConnection(const OpenOptions& options, bool checked,
   const auto busyTimeout = static_cast<int>(options.busyTimeout.count());
   sqlite3_busy_timeout(database_, busyTimeout);
   if (readOnly_) rollBackKilledSave(database_, url_, busyTimeout);
-  const bool log = qw::UserDefaults::standard().boolValue("QWDatabaseManagerSQLLog");
-  sqlite3_trace_v2(database_, SQLITE_TRACE_STMT, log ? &statementStartedWithLog : &statementStarted,
-                   &lastExecutedQuery_);
-  if (!checked) return true;
+  constexpr const char* kLogKey = "QWDatabaseManagerSQLLog";
+  auto& defaults = qw::UserDefaults::standard();
+  logDefault_ = defaults.observe(
+      kLogKey, [&defaults, logs = trace_.logs](const qw::Value&) { *logs = defaults.boolValue(kLogKey); });
+  *trace_.logs = defaults.boolValue(kLogKey);
+  sqlite3_trace_v2(database_, SQLITE_TRACE_STMT, &statementStarted, &trace_);
+  // SQLite falls back to reading where it may not write.
+  if (!readOnly_ && sqlite3_db_readonly(database_, "main") == 1) {
+    qw::Log::info("{} may only be read", fileURL(url_));
+    readOnly_ = true;
+    rollBackKilledSave(database_, url_, busyTimeout);
+  }
+  return true;
+}
+
+bool QWDatabaseManager::checkFile(qw::Error* error) {
+  const std::string message = fmt::format("Could not open database at URL : {}", fileURL(url_));
   sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_db_config(database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   const auto check = executeQuery(prepareQuery("PRAGMA quick_check(1)"));
-  if (check && check->next() && check->stringForColumn("quick_check") == "ok") return true;
-  if ((sqlite3_errcode(database_) & 0xff) == SQLITE_BUSY) return failToRead(error);
-  return fail(error, message + "\nThe file is damaged.");
+  if (!check || !check->next() || check->stringForColumn("quick_check") != "ok") {
+    if ((sqlite3_errcode(database_) & 0xff) == SQLITE_BUSY) return failToRead(error);
+    return fail(error, message + "\nThe file is damaged.");
+  }
+  // Rows of a view or of a virtual table are whatever its statements make of them.
+  std::set<std::string> names{"QWMetadata", "QWDeletedID", "QWFiltersBarData", "QWSynchronizationHandler"};
+  for (const qw::Class* c : modelClasses()) names.insert(std::string(c->table()));
+  for (const std::string& name : names) {
+    const auto query = prepareQuery(
+        "SELECT type FROM sqlite_master WHERE name = :name COLLATE NOCASE AND (type <> 'table' OR rootpage = "
+        "0)");
+    if (!query) return failToRead(error);
+    query->setString(name, "name");
+    const auto rows = executeQuery(query);
+    if (!rows) return failToRead(error);
+    if (rows->next()) return fail(error, fmt::format("{}\n{} is no ordinary table.", message, name));
+  }
+  return true;
 }
 
 bool QWDatabaseManager::failToRead(qw::Error* error) const {
@@ -130,8 +207,8 @@ bool QWDatabaseManager::failToRead(qw::Error* error) const {
 
 bool QWDatabaseManager::execute(const std::string& sql, const std::string& name, qw::Error* error) {
   if (sqlite3_exec(database_, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK) return true;
-  return fail(error, fmt::format("Error while executing statements from {} : {}\n{}", name,
-                                 lastExecutedQuery_, sqlite3_errmsg(database_)));
+  return fail(error, fmt::format("Error while executing statements from {} : {}\n{}", name, trace_.lastQuery,
+                                 sqlite3_errmsg(database_)));
 }
 
 bool QWDatabaseManager::createStore(qw::Error* error) {
@@ -260,7 +337,18 @@ bool QWDatabaseManager::addMissingColumns(qw::Error* error) {
 }
 
 void QWDatabaseManager::loadData() {
-  if (!rootObjectClass().table().empty()) rootObject_ = qw::Loader(*this).loadRoot(rootObjectClass());
+  if (!rootObjectClass().table().empty()) {
+    qw::Loader loader(*this);
+    rootObject_ = loader.loadRoot(rootObjectClass());
+    for (const auto& object : loader.takeDropped())
+      unreachableRows_.push_back({&object->objectClass(), object->ID(), object->sqlID()});
+    std::sort(unreachableRows_.begin(), unreachableRows_.end(), [](const auto& a, const auto& b) {
+      return std::pair(a.objectClass->name(), a.sqlID) < std::pair(b.objectClass->name(), b.sqlID);
+    });
+    if (!unreachableRows_.empty())
+      qw::Log::warning("{} objects in {} have no way from the root and were left out",
+                       unreachableRows_.size(), fileURL(url_));
+  }
 
   if (const auto query = prepareQuery("SELECT * FROM QWDeletedID WHERE date > :date")) {
     query->setDateTime(QWDateAdditions::dateByAddingYears(qw::Clock::now(), 0, -6, 0), "date");
@@ -276,6 +364,21 @@ void QWDatabaseManager::loadData() {
     filtersBarDatas_[data->valueForKey("name").description()] = data;
   }
   loadSynchronizationHandlers();
+}
+
+std::shared_ptr<QWDatabaseObject> QWDatabaseManager::rescue(const UnreachableRow& row) {
+  if (auto present = objects_.objectForKey(row.ID); present && present->sqlID() == row.sqlID) return present;
+  const auto query = prepareQuery(fmt::format("SELECT * FROM {} WHERE \"sqlID\" = :sqlID",
+                                              qw::ClassSchema::of(*row.objectClass).quotedTable()));
+  if (!query) return nullptr;
+  query->setInt64(row.sqlID, "sqlID");
+  const auto rows = executeQuery(query);
+  if (!rows || !rows->next()) return nullptr;
+  auto object = std::static_pointer_cast<QWDatabaseObject>(row.objectClass->create());
+  const qw::UndoRegistrationDisabled scope(undoManager_.get());
+  object->initWithRow(*this, *rows);
+  removeAllObjectRequests();
+  return object;
 }
 
 void QWDatabaseManager::makeSynchronizationHandlers() {

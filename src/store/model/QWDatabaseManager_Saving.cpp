@@ -5,49 +5,113 @@
 #include <unordered_set>
 
 #include "platform/system/Clock.h"
+#include "platform/base/Log.h"
 #include "platform/system/FileManager.h"
 #include "platform/files/ZipArchive.h"
 #include "store/model/ClassSchema.h"
 #include "store/model/QWDatabaseManager.h"
 #include "store/model/internal/SaveRun.h"
 
+/// Objects by what they refer to or own. Entries are never taken out: a link is looked at before it counts.
+class QWDatabaseManager::Referrers {
+ public:
+  explicit Referrers(const QWRequestsMap& objects) : bound_(2 * objects.count() + 1000) {
+    objects.forEach([this](const std::shared_ptr<QWDatabaseObject>& object) { add(*object); });
+  }
+
+  void add(QWDatabaseObject& object) {
+    eachLink(object, [&](const QWDatabaseObject* target) {
+      auto& named = byTarget_[target];
+      if (!named.empty() && named.back() == &object) return;
+      named.push_back(&object);
+      ++size_;
+    });
+  }
+  /// So much of it may be out of date that a new one is cheaper.
+  bool isWorn() const { return size_ > bound_; }
+
+  template <class Visit>
+  void visit(const QWDatabaseObject& target, Visit visit) const {
+    const auto found = byTarget_.find(&target);
+    if (found == byTarget_.end()) return;
+    for (QWDatabaseObject* object : found->second) {
+      bool names = false;
+      eachLink(*object, [&](const QWDatabaseObject* link) { names = names || link == &target; });
+      if (names) visit(*object);
+    }
+  }
+
+ private:
+  template <class Visit>
+  static void eachLink(const QWDatabaseObject& object, Visit visit) {
+    const qw::ClassSchema& schema = qw::ClassSchema::of(object.objectClass());
+    for (const auto* entries : {&schema.references(), &schema.owned()})
+      for (const auto& entry : *entries)
+        if (const auto target = entry.storage->relation->target(object)) visit(target.get());
+  }
+
+  std::unordered_map<const QWDatabaseObject*, std::vector<QWDatabaseObject*>> byTarget_;
+  std::size_t size_ = 0;
+  std::size_t bound_;
+};
+
+bool QWDatabaseManager::canBeNamed(const qw::Class& c) const {
+  const auto classes = modelClasses();
+  return std::any_of(classes.begin(), classes.end(), [&](const qw::Class* other) {
+    const qw::ClassSchema& schema = qw::ClassSchema::of(*other);
+    const auto names = [&](const auto& entry) {
+      return c.isSubclassOf(entry.storage->relation->targetClass());
+    };
+    return std::any_of(schema.references().begin(), schema.references().end(), names) ||
+           std::any_of(schema.owned().begin(), schema.owned().end(), names);
+  });
+}
+
 void QWDatabaseManager::touchRowsThatName() {
+  if (referrers_)
+    for (const auto& object : unsaved_)
+      if (object->registered_) referrers_->add(*object);
+  if (referrers_ && referrers_->isWorn()) referrers_.reset();
   // The links stay as they are; an undone deletion finds them again.
   const auto targets = std::exchange(renamed_, {});
-  if (targets.empty()) return;
-  std::unordered_set<const QWDatabaseObject*> wanted;
-  std::unordered_set<const qw::Class*> classes;
-  for (const auto& target : targets) {
-    wanted.insert(target.get());
-    classes.insert(&target->objectClass());
-  }
-  const auto mayName = [&](const qw::ClassSchema::Entry& entry) {
-    if (!entry.storage->relation) return false;
-    const qw::Class& targetClass = entry.storage->relation->targetClass();
-    return std::any_of(classes.begin(), classes.end(),
-                       [&](const qw::Class* c) { return c->isSubclassOf(targetClass); });
+  const auto touch = [](QWDatabaseObject& object) {
+    if (object.isDeleted() || !object.registered_) return;
+    object.willModify();
+    object.mustWrite_ = true;
+    object.touch();
   };
-  std::unordered_map<const qw::Class*, std::vector<const qw::Relation*>> relations;
-  const qw::Class* last = nullptr;
-  const std::vector<const qw::Relation*>* lastRelations = nullptr;
-  objects_.forEach([&](const std::shared_ptr<QWDatabaseObject>& object) {
-    if (object->isDeleted()) return;
-    if (last != &object->objectClass()) {
-      last = &object->objectClass();
-      const auto [found, isNew] = relations.try_emplace(last);
-      if (isNew)
-        for (const auto& entry : qw::ClassSchema::of(*last).stored())
-          if (mayName(entry)) found->second.push_back(entry.storage->relation);
-      lastRelations = &found->second;
-    }
-    for (const qw::Relation* relation : *lastRelations)
-      if (wanted.contains(relation->target(*object).get())) {
-        object->willModify();
-        object->mustWrite_ = true;
-        object->touch();
-        return;
-      }
+  std::unordered_map<const qw::Class*, bool> named;
+  for (const auto& target : targets) {
+    const auto [can, isNew] = named.try_emplace(&target->objectClass());
+    if (isNew) can->second = canBeNamed(target->objectClass());
+    for (const auto& entry : qw::ClassSchema::of(target->objectClass()).children())
+      for (const auto& child : entry.storage->relation->list(*target).objects()) touch(*child);
+    if (!can->second) continue;
+    if (!referrers_) referrers_ = std::make_shared<Referrers>(objects_);
+    referrers_->visit(*target, touch);
+  }
+}
+
+/// `alone`: objects without a parent whose rows are to be written. The next load will not find those that
+/// have no owner either.
+void QWDatabaseManager::reportUnreachable(std::unordered_set<const QWDatabaseObject*> alone,
+                                          std::span<const qw::RowWrite> rows) const {
+  alone.erase(rootObject_.get());
+  for (const auto& [name, data] : filtersBarDatas_) alone.erase(data.get());
+  const auto eraseOwned = [&](const QWDatabaseObject& owner) {
+    for (const auto& entry : qw::ClassSchema::of(owner.objectClass()).owned())
+      if (const auto owned = entry.storage->relation->target(owner)) alone.erase(owned.get());
+  };
+  // A new object's owner is written with it.
+  for (auto row = rows.begin(); row != rows.end() && !alone.empty(); ++row)
+    if (!row->object->isDeleted()) eraseOwned(*row->object);
+  if (alone.empty()) return;
+  objects_.forEach([&](const auto& object) {
+    if (!object->isDeleted()) eraseOwned(*object);
   });
+  for (const QWDatabaseObject* object : alone)
+    qw::Log::error("{} {} is saved with neither parent nor owner: the next load will leave it out",
+                   object->objectClass().name(), object->ID().text());
 }
 
 QWDatabaseManager::Changes QWDatabaseManager::ownChanges() const {
@@ -71,12 +135,12 @@ QWDatabaseManager::Changes QWDatabaseManager::ownChanges() const {
   for (const auto& handler : synchronizationHandlers_)
     add("INSERT INTO QWSynchronizationHandler VALUES (:description, :identifier, :active, "
         ":lastSynchronizationDate)",
-        [description = std::string(handler->objectClass().name()), identifier = handler->identifier(),
-         active = handler->isActive(), date = handler->lastSynchronizationDate()](QWDatabaseQuery& query) {
-          query.setString(description, "description");
-          query.setString(identifier, "identifier");
-          query.setBool(active, "active");
-          query.setDateTime(date, "lastSynchronizationDate");
+        // Read when it is written: the save itself sets the date.
+        [handler](QWDatabaseQuery& query) {
+          query.setString(handler->objectClass().name(), "description");
+          query.setString(handler->identifier(), "identifier");
+          query.setBool(handler->isActive(), "active");
+          query.setDateTime(handler->lastSynchronizationDate(), "lastSynchronizationDate");
         });
   return changes;
 }
@@ -86,11 +150,20 @@ std::vector<qw::RowWrite> QWDatabaseManager::takeRowWrites() {
   touchRowsThatName();
   std::vector<qw::RowWrite> rows;
   rows.reserve(unsaved_.size());
+  std::unordered_set<const QWDatabaseObject*> alone;
   for (auto& object : std::exchange(unsaved_, {})) {
     object->queued_ = false;
     if (!object->registered_) continue;
-    if (qw::RowWrite write = QWDatabaseObject::takeWrite(std::move(object))) rows.push_back(std::move(write));
+    qw::RowWrite write = QWDatabaseObject::takeWrite(std::move(object));
+    if (!write) continue;
+    using Kind = qw::RowWrite::Kind;
+    const QWDatabaseObject& written = *write.object;
+    if (written.index_ < 0 && write.kind != Kind::kDelete &&
+        (write.kind == Kind::kInsert || !qw::ClassSchema::of(written.objectClass()).parents().empty()))
+      alone.insert(&written);
+    rows.push_back(std::move(write));
   }
+  reportUnreachable(std::move(alone), rows);
   // Deletions first, then rows from the highest number down, then new objects as they were made.
   const auto inOrder = [](const qw::RowWrite& a, const qw::RowWrite& b) {
     const bool deletes = a.kind == qw::RowWrite::Kind::kDelete;
@@ -120,19 +193,42 @@ bool QWDatabaseManager::save(qw::Error* error) {
 std::optional<qw::Data> QWDatabaseManager::saveChanges(const Changes& changes,
                                                        bool processSynchronizationHandlers,
                                                        const std::string& displayName, qw::Error* error) {
-  std::vector<std::shared_ptr<QWSynchronizationHandling>> handlers;
+  std::error_code ignored;
+  if (const auto size = std::filesystem::file_size(url_, ignored);
+      !ignored && size > qw::FileManager::kMaximumContents) {
+    for (const auto& change : changes)
+      if (change->write()) change->object()->revertWrite(change->write(), false);
+    qw::Error::set(error, QWDatabaseErrorDomain, 4,
+                   fmt::format("{} is larger than {} bytes and cannot be handed over in memory",
+                               url_.filename().string(), qw::FileManager::kMaximumContents));
+    return std::nullopt;
+  }
+  if (!saveAndHandOver(changes, processSynchronizationHandlers, displayName, error)) return std::nullopt;
+  qw::Error unread;
+  auto bytes = qw::FileManager::contents(url_, qw::FileManager::kMaximumContents, &unread);
+  if (!bytes && error) *error = unread;
+  return bytes;
+}
+
+bool QWDatabaseManager::saveAndHandOver(const Changes& changes, bool processSynchronizationHandlers,
+                                        const std::string& displayName, qw::Error* error) {
+  Handlers handlers;
+  std::vector<std::optional<qw::Date>> former;
   if (processSynchronizationHandlers) {
     const qw::Date now = qw::Clock::now().truncatedToSecond();
     for (const auto& handler : synchronizationHandlers_) {
       if (!handler->shouldProcess()) continue;
+      former.push_back(handler->lastSynchronizationDate());
       handler->setLastSynchronizationDate(now);
       handlers.push_back(handler);
     }
   }
-  if (!saveChanges(changes, error)) return std::nullopt;
-  auto bytes = qw::FileManager::contents(url_, qw::FileManager::kMaximumContents, error);
-  if (bytes && !handlers.empty()) handOver(handlers, displayName, error);
-  return bytes;
+  if (!saveChanges(changes, error)) {
+    for (std::size_t i = 0; i < handlers.size(); ++i) handlers[i]->setLastSynchronizationDate(former[i]);
+    return false;
+  }
+  if (!handlers.empty()) handOver(handlers, displayName, error);
+  return true;
 }
 
 bool QWDatabaseManager::handOver(const std::vector<std::shared_ptr<QWSynchronizationHandling>>& handlers,
@@ -151,8 +247,11 @@ bool QWDatabaseManager::handOver(const std::vector<std::shared_ptr<QWSynchroniza
 
 bool QWDatabaseManager::saveChangesAndCopyToURL(const Changes& changes, const std::filesystem::path& URL,
                                                 bool processSynchronizationHandlers, qw::Error* error) {
-  const auto bytes = saveChanges(changes, processSynchronizationHandlers, URL.filename().string(), error);
-  return bytes && qw::FileManager::writeAtomically(bytes->text(), URL, error);
+  if (!saveAndHandOver(changes, processSynchronizationHandlers, URL.filename().string(), error)) return false;
+  std::error_code ignored;
+  // A copy in the place of the store itself would cut off the connection.
+  if (std::filesystem::equivalent(url_, URL, ignored)) return true;
+  return qw::FileManager::copyItem(url_, URL, error);
 }
 
 void QWDatabaseManager::commitChangesToOriginalDatabaseManager() {
@@ -163,6 +262,59 @@ void QWDatabaseManager::commitChangesToOriginalDatabaseManager() {
   std::stable_sort(objects.begin(), objects.end(), [](const auto& a, const auto& b) {
     return a->objectClass().synchronizationPriority() < b->objectClass().synchronizationPriority();
   });
-  for (const auto& object : objects) object->commitChangesToOriginalDatabaseManager();
+  // Deletions last, so that what moved elsewhere is not deleted with its former parent. Before anything is
+  // imported an object that gave up its ID here does so there.
+  std::vector<std::shared_ptr<QWDatabaseObject>> deleted;
+  std::unordered_set<const QWDatabaseObject*> owned;  // what is new among them comes with its owner
+  for (const auto& object : objects) {
+    for (const auto& entry : qw::ClassSchema::of(object->objectClass()).owned())
+      if (const auto target = entry.storage->relation->target(*object)) owned.insert(target.get());
+    const auto counterpart = object->originalObject();
+    if (object->isDeleted() && counterpart) deleted.push_back(object);
+    if (counterpart && !counterpart->isDeleted() && std::erase(object->rare().edited, "ID"))
+      counterpart->setID(object->ID());
+  }
+  for (const auto& object : objects) {
+    if (object->isDeleted()) continue;
+    if (const auto counterpart = object->originalObject())
+      object->commitProperties(*counterpart);
+    else if (!owned.contains(object.get()))
+      object->commitChangesToOriginalDatabaseManager();
+  }
   original->removeAllObjectRequests();
+  commitDeletions(deleted);
+  for (const auto& object : objects)
+    if (const auto counterpart = object->originalObject(); counterpart && !object->isDeleted())
+      object->commitOrder(*counterpart);
+  original->removeAllObjectRequests();
+}
+
+void QWDatabaseManager::commitDeletions(const std::vector<std::shared_ptr<QWDatabaseObject>>& deleted) {
+  std::vector<std::shared_ptr<QWDatabaseObject>> originals;
+  std::unordered_set<const QWDatabaseObject*> doomed;
+  for (const auto& object : deleted) {
+    if (auto original = object->originalObject(); original && doomed.insert(original.get()).second)
+      originals.push_back(std::move(original));
+    object->rare().originalObject = nullptr;
+  }
+  // What was put below one of them meanwhile, and was not deleted here, would go with it: it is somebody's
+  // work, and needs its parents and what they own.
+  const auto spare = [&](const QWDatabaseObject& object) {
+    std::vector<const QWDatabaseObject*> spared{&object};
+    while (!spared.empty()) {
+      const QWDatabaseObject& next = *spared.back();
+      spared.pop_back();
+      if (!doomed.erase(&next)) continue;
+      const qw::ClassSchema& schema = qw::ClassSchema::of(next.objectClass());
+      for (const auto* entries : {&schema.parents(), &schema.owned()})
+        for (const auto& entry : *entries)
+          if (const auto needed = entry.storage->relation->target(next)) spared.push_back(needed.get());
+    }
+  };
+  for (const auto& original : originals)
+    for (const auto& entry : qw::ClassSchema::of(original->objectClass()).children())
+      for (const auto& child : entry.storage->relation->list(*original).objects())
+        if (!child->isDeleted() && !doomed.contains(child.get())) spare(*original);
+  for (const auto& original : originals)
+    if (doomed.contains(original.get())) original->deleteObject();
 }

@@ -11,14 +11,6 @@
 #include "store/model/QWDatabaseManager.h"
 #include "store/model/internal/Loader.h"
 
-namespace {
-
-void deleteTarget(qw::Object& target, const qw::Property*, const qw::Value&, std::int64_t recorded) {
-  static_cast<QWDatabaseObject&>(target).deleteObject(recorded != 0);
-}
-
-}  // namespace
-
 constinit const qw::Class QWDatabaseObject::kClass =
     qw::define<QWDatabaseObject, qw::Object>("QWDatabaseObject", {}, [] {
       using Object = QWDatabaseObject;
@@ -74,10 +66,36 @@ void QWDatabaseObject::attach(QWDatabaseManager& manager) {
 
 void QWDatabaseObject::registerCreation(bool recorded) {
   if (qw::UndoManager* undo = recordingUndoManager()) {
-    undo->registerAction(*this, &deleteTarget, nullptr, {}, recorded);
-    createdIn_ = undo->scope();
+    undo->registerAction(
+        *this,
+        [](qw::Object& target, const qw::Property*, const qw::Value&, std::int64_t recorded) {
+          static_cast<QWDatabaseObject&>(target).deleteObject(false);
+          if (recorded) recordDeletion(target, nullptr, {}, 0);
+        },
+        nullptr, {}, recorded);
+    scope_ = undo->scope();
+    isNew_ = true;
+    isStamped_ = false;
   }
   databaseManager()->queueForSaving(*this);
+}
+
+void QWDatabaseObject::recordDeletion(qw::Object& target, const qw::Property*, const qw::Value&,
+                                      std::int64_t) {
+  auto& self = static_cast<QWDatabaseObject&>(target);
+  QWDatabaseManager* manager = self.databaseManager();
+  if (!manager) return;
+  // No other copy of the store can have what never was in a file.
+  if (self.sqlID_ != 0 || self.pendingChange_)
+    manager->addDeletedID(self.id_);
+  else if (qw::UndoManager* undo = self.recordingUndoManager())
+    undo->registerAction(self, &noteRecreation);
+}
+
+void QWDatabaseObject::noteRecreation(qw::Object& target, const qw::Property*, const qw::Value&,
+                                      std::int64_t) {
+  if (qw::UndoManager* undo = static_cast<QWDatabaseObject&>(target).recordingUndoManager())
+    undo->registerAction(target, &recordDeletion);
 }
 
 void QWDatabaseObject::initWithDatabaseManager(QWDatabaseManager& manager) {
@@ -104,10 +122,9 @@ void QWDatabaseObject::initWithRow(QWDatabaseManager& manager, QWDatabaseResultS
                                                                             : -1;
     writtenIndex_ = index_;
   }
-  if (row.loader_)
-    row.loader_->readRelations(*this, schema, reader, columns);
-  else
-    qw::Loader::resolveSingleRow(manager, *this, schema, reader, columns);
+  if (row.loader_) return row.loader_->readRelations(*this, schema, reader, columns);
+  qw::Loader::resolveSingleRow(manager, *this, schema, reader, columns);
+  manager.referrers_.reset();
 }
 
 void QWDatabaseObject::copyAttributes(const QWDatabaseObject& source) {
@@ -156,9 +173,10 @@ void QWDatabaseObject::initByImportingObject(QWDatabaseManager& manager, const Q
   beingImported_ = true;
   copyAttributes(source);
   manager.removeDeletedID(id_);
-  manager.registerObject(*this);
-  // An import that is undone was never here: its ID is not one of a deleted object.
+  // An import that is undone was never here: its ID is not one of a deleted object. Recorded before the
+  // requests that wait for this ID run: undo takes back what they moved below this object, then deletes it.
   registerCreation(false);
+  manager.registerObject(*this);
   const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
   const std::weak_ptr<QWDatabaseObject> weak = sharedAs<QWDatabaseObject>();
   for (const auto& entry : schema.references()) {
@@ -209,28 +227,32 @@ std::shared_ptr<QWDatabaseObject> QWDatabaseObject::importInDatabaseManager(
   return imported;
 }
 
-std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicateInDatabaseManager(
-    QWDatabaseManager& manager) const {
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicateInDatabaseManager(QWDatabaseManager& manager,
+                                                                               qw::Error* error) const {
   const auto self = std::const_pointer_cast<qw::Object>(shared_from_this());
-  const auto archive = databaseManager()->archivedDataWithRootObject(self);
-  return archive ? std::dynamic_pointer_cast<QWDatabaseObject>(manager.unarchiveObjectWithData(*archive))
-                 : nullptr;
+  const auto archive = databaseManager()->archivedDataWithRootObject(self, error);
+  return archive
+             ? std::dynamic_pointer_cast<QWDatabaseObject>(manager.unarchiveObjectWithData(*archive, error))
+             : nullptr;
 }
 
-std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicate() const {
-  return duplicateInDatabaseManager(*databaseManager());
+std::shared_ptr<QWDatabaseObject> QWDatabaseObject::duplicate(qw::Error* error) const {
+  return duplicateInDatabaseManager(*databaseManager(), error);
 }
 
 void QWDatabaseObject::setID(const qw::ObjectID& id) {
   if (id == id_) return;
+  if (!id) return qw::Log::error("{} was to lose its ID and keeps it", description());
   QWDatabaseManager* manager = databaseManager();
+  // Before this change is recorded: undo and redo then find the ID free.
+  if (manager) manager->makeRoomFor(*this, id);
   if (qw::UndoManager* undo = recordingUndoManager())
     undo->registerRestore(*this, *kClass.property("ID"), id_.text());
   const auto keep = shared_from_this();
   if (manager && id_) manager->unregisterObject(*this);
   edit("ID", [&] { id_ = id; });
   if (!manager) return;
-  if (id_) manager->registerObject(*this);
+  manager->registerObject(*this);
   manager->queueForSaving(*this);
   manager->nameChanged(*this);
 }
@@ -261,10 +283,37 @@ void QWDatabaseObject::addModification() {
 
 void QWDatabaseObject::stamp() {
   const QWDatabaseManager* manager = databaseManager();
-  const qw::UndoManager* undo = manager ? manager->undoManager() : nullptr;
+  qw::UndoManager* undo = manager ? manager->undoManager() : nullptr;
   const bool goingBack = undo && (undo->isUndoing() || undo->isRedoing());
-  if (manager && sqlID_ != 0 && !goingBack && manager->shouldModifyLastModificationDates())
-    lastModificationDate_ = qw::Clock::now().microseconds();
+  if (!manager || sqlID_ == 0 || goingBack || !manager->shouldModifyLastModificationDates()) return;
+  const std::int64_t now = qw::Clock::now().microseconds();
+  if (now == lastModificationDate_) return;
+  if (undo && undo->isUndoRegistrationEnabled()) {
+    if (scope_ != undo->scope()) isNew_ = isStamped_ = false;
+    if (!isStamped_) {
+      static const qw::Property& date = *kClass.property("lastModificationDate");
+      undo->registerRestore(*this, date, lastModificationDate());
+      scope_ = undo->scope();  // the record itself may have opened it
+      isStamped_ = true;
+    }
+  }
+  if (!isObserved()) {
+    lastModificationDate_ = now;
+    return;
+  }
+  qw::ChangeScope scope(*this, "lastModificationDate");
+  lastModificationDate_ = now;
+}
+
+void QWDatabaseObject::modified(std::string_view key) {
+  addModification();
+  remember(key);
+}
+
+void QWDatabaseObject::remember(std::string_view key) {
+  if (!rare_ || !rare_->originalObject) return;
+  auto& edited = rare_->edited;
+  if (std::find(edited.begin(), edited.end(), key) == edited.end()) edited.push_back(key);
 }
 
 void QWDatabaseObject::touch() {
@@ -279,6 +328,7 @@ void QWDatabaseObject::noteReorder() {
   mustWrite_ = true;
   stamp();
   touch();
+  remember(kOrderKey);
 }
 
 void QWDatabaseObject::setIndex(std::int64_t index) {
@@ -458,24 +508,6 @@ const std::string& qw::RowWrite::sql() const {
   return kind == Kind::kInsert   ? schema.insertStatement()
          : kind == Kind::kUpdate ? schema.updateStatement()
                                  : schema.deleteStatement();
-}
-
-void QWDatabaseObject::commitChangesToOriginalDatabaseManager() {
-  QWDatabaseManager* manager = databaseManager();
-  const auto originalManager = manager ? manager->originalDatabaseManager() : nullptr;
-  if (!originalManager) return;
-  auto original = originalObject();
-  if (!original) {
-    if (deleted_ || originalManager->objectWithID(id_)) return;
-    rare().originalObject = qw::Back<QWDatabaseObject>(importInDatabaseManager(*originalManager));
-  } else if (deleted_) {
-    original->deleteObject();
-    rare().originalObject = nullptr;
-  } else if (modificationsCount_ != 0 || mustWrite_) {
-    for (const auto& change : compareWithObject(*original)) change->applyChoice();
-    modificationsCount_ = 0;
-    mustWrite_ = false;
-  }
 }
 
 std::string QWDatabaseObject::description() const {

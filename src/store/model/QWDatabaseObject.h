@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/Error.h"
 #include "platform/base/Export.h"
 #include "platform/object/Back.h"
 #include "platform/object/Object.h"
@@ -99,16 +100,19 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   std::shared_ptr<QWDatabaseObject> copyInDatabaseManager(QWDatabaseManager& manager) const;
   /// The object and all below it, of another store, with the same IDs in this one, undoably.
   std::shared_ptr<QWDatabaseObject> importInDatabaseManager(QWDatabaseManager& manager) const;
-  /// A copy with a new ID, through an archive; null when something in it cannot be archived.
-  std::shared_ptr<QWDatabaseObject> duplicateInDatabaseManager(QWDatabaseManager& manager) const;
+  /// A copy with a new ID, through an archive; null with the error set when something in it cannot be
+  /// archived.
+  [[nodiscard]] std::shared_ptr<QWDatabaseObject> duplicateInDatabaseManager(QWDatabaseManager& manager,
+                                                               qw::Error* error = nullptr) const;
   /// A copy in the same store.
-  std::shared_ptr<QWDatabaseObject> duplicate() const;
+  [[nodiscard]] std::shared_ptr<QWDatabaseObject> duplicate(qw::Error* error = nullptr) const;
 
   /// A closure that binds the column values of this moment.
   std::function<void(QWDatabaseQuery&)> prepareBlock() const;
   /// The write that brings the row up to date: none or one. The object is clean from then on.
   std::vector<std::shared_ptr<QWDatabaseChange>> computeChanges();
-  /// Of a copy: writes what differs into the object that it was copied from.
+  /// On an object of a copied manager: makes, deletes or edits the original. Only properties that were set
+  /// here are written there, so that what was edited there meanwhile stays.
   void commitChangesToOriginalDatabaseManager();
 
   /// Parameters that point at this object; their "object" is set to null when it is deleted. Held weakly.
@@ -188,6 +192,7 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   friend class qw::SaveRun;
 
   static constexpr std::int64_t kNoDate = std::numeric_limits<std::int64_t>::min();
+  static constexpr std::string_view kOrderKey = "order of children";
 
   /// The columns of a property as they stand in the file.
   using Columns = std::vector<std::shared_ptr<sqlite3_value>>;
@@ -198,6 +203,9 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   struct Rare {
     std::vector<Unread> unread;
     qw::Back<QWDatabaseObject> originalObject;
+    /// On an object of a copied manager: the keys that were set since it was copied or last committed, and
+    /// `kOrderKey` for another order of its children.
+    std::vector<std::string_view> edited;
     std::vector<qw::Back<qw::Object>> referringParameters;
     QWDatabaseChange* pendingChange = nullptr;
   };
@@ -214,7 +222,7 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   /// Whether undo removes the property with its object: an attribute of one that was created in the group
   /// that is open. Undo takes the object away whole, and redo brings it back as it was.
   bool isNewIn(const qw::UndoManager& undo, const qw::Property& property) const {
-    return createdIn_ == undo.scope() && property.kind == qw::PropertyKind::kAttribute;
+    return isNew_ && scope_ == undo.scope() && property.kind == qw::PropertyKind::kAttribute;
   }
   /// Around every change of a persisted value: a pending write keeps the old values, observers are notified.
   template <class Store>
@@ -223,10 +231,10 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
     if (isObserved()) {
       qw::ChangeScope scope(*this, key);
       store();
-      addModification();
+      modified(key);
     } else {
       store();
-      addModification();
+      modified(key);
     }
   }
   /// The write that brings the row up to date. The object counts as clean from then on.
@@ -243,7 +251,10 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   void capturePendingChange();
   /// An object of no store with the values that the columns have now.
   std::shared_ptr<QWDatabaseObject> copyOfColumns() const;
-  /// Stamps a saved object as modified now, unless that is an undo.
+  /// Counts the edit; a copy of a store also remembers what it changed.
+  void modified(std::string_view key);
+  void remember(std::string_view key);
+  /// Stamps a saved object as modified now, unless that is an undo, which brings the former date back.
   void stamp();
   /// The row is to be written: queues the object and posts the notification. No edit by itself: a place that
   /// siblings give way for, or a link whose target was deleted, is not newer than what another copy has.
@@ -253,8 +264,15 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   void setIndex(std::int64_t index);
   void attach(QWDatabaseManager& manager);
   void copyAttributes(const QWDatabaseObject& source);
-  /// `recorded`: undoing it remembers the ID as deleted.
+  /// `recorded`: undoing it remembers the ID as deleted, if it was in a file.
   void registerCreation(bool recorded);
+  // Undo actions: after an undone creation, and, when that was redone, before it is undone again.
+  static void recordDeletion(qw::Object& self, const qw::Property*, const qw::Value&, std::int64_t);
+  static void noteRecreation(qw::Object& self, const qw::Property*, const qw::Value&, std::int64_t);
+  /// What a copy's work set here, and nothing else, in the object that this one was copied from.
+  void commitProperties(QWDatabaseObject& original);
+  void commitProperty(const qw::Property& property, QWDatabaseObject& original);
+  void commitOrder(QWDatabaseObject& original);
   void bindColumns(qw::RowBinder& row) const;
   /// A parent that is being deleted keeps its children, unless they leave it for another.
   enum class Leaving : std::uint8_t { kDeleted, kForGood };
@@ -269,7 +287,9 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   std::int32_t modificationsCount_ = 0;
   std::int32_t index_ = -1;
   std::int32_t writtenIndex_ = -1;  // in the row of the file
-  std::uint32_t createdIn_ = 0;     // the undo manager's scope
+  std::uint32_t scope_ = 0;         // of the undo manager: what `isNew_` and `isStamped_` hold for
+  bool isNew_ = false;              // created in that scope
+  bool isStamped_ = false;          // undoing that scope brings the modification date back
   bool deleted_ = false;
   bool beingImported_ = false;
   bool registered_ = false;

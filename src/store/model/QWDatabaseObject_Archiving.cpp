@@ -33,7 +33,10 @@ void QWDatabaseObject::initWithCoder(qw::KeyedUnarchiver& coder) {
   attach(*manager);
   id_ = qw::ApplicationContext::uniqueID();
   manager->registerObject(*this);
-  registerCreation(true);
+  if (manager->decoded_)
+    manager->decoded_->push_back(sharedAs<QWDatabaseObject>());
+  else
+    registerCreation(true);
   const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
   const auto self = sharedAs<QWDatabaseObject>();
   const qw::UndoRegistrationDisabled scope(manager->undoManager());

@@ -19,6 +19,11 @@ constinit const qw::Class QWLibraryObject::kClass =
           qw::derived<&Object::roundedIcon>("roundedIcon", {"icon", "defaultIcon"}));
     });
 
+void QWLibraryObject::initWithDatabaseManager(QWDatabaseManager& manager) {
+  QWDatabaseObject::initWithDatabaseManager(manager);
+  setName({});
+}
+
 void QWLibraryObject::setIcon(const std::optional<qw::Image>& icon) {
   if (icon && icon_ && icon->isIdentical(*icon_)) return;
   auto fitted = icon ? icon->resizedToFit(kIconSize) : std::nullopt;

@@ -37,6 +37,9 @@ class QW_EXPORT QWLibraryObject : public QWDatabaseObject {
   /// Undoable.
   void setHidden(bool hidden) { assign<&QWLibraryObject::hidden_>(hidden); }
 
+  /// Gives it no name through `setName`, where a subclass may choose one.
+  void initWithDatabaseManager(QWDatabaseManager& manager) override;
+
   std::string description() const override { return name_; }
 
  private:

@@ -33,6 +33,13 @@ bool endsTheSave(sqlite3* database, int result) {
   }
 }
 
+/// Why the last statement failed.
+std::string reason(sqlite3* database) {
+  if (database && sqlite3_extended_errcode(database) == SQLITE_READONLY_DBMOVED)
+    return "The file was moved or deleted while it was open";
+  return sqlite3_errmsg(database);
+}
+
 /// Brings the object of a row that will be written soon into the cache: the objects of a large save lie far
 /// apart.
 void prefetch(const RowWrite& row) {
@@ -46,7 +53,7 @@ SaveRun::SaveRun(QWDatabaseManager& manager) : manager_(manager), database_(mana
 
 bool SaveRun::execute(const char* sql) {
   if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) == SQLITE_OK) return true;
-  messages_.push_back(sqlite3_errmsg(database_));
+  messages_.push_back(reason(database_));
   return false;
 }
 
@@ -109,7 +116,7 @@ int SaveRun::statementFor(const std::string& sql) {
   return result == SQLITE_OK ? SQLITE_ERROR : result;
 }
 
-int SaveRun::fail(int result, const std::string& sql, const char* reason) {
+int SaveRun::fail(int result, const std::string& sql, const std::string& reason) {
   messages_.push_back(fmt::format("Error while executing update : {}\n{}", sql, reason));
   query_->reset();
   return result;
@@ -121,9 +128,11 @@ int SaveRun::write(const QWDatabaseChange& change) {
   change.prepare(*query_);
   if (const int bound = query_->bindResult(); bound != SQLITE_OK)
     return fail(bound, change.sql(),
-                bound == SQLITE_MISMATCH ? "A value has no JSON form" : sqlite3_errstr(bound));
+                !query_->bindFault().empty()   ? query_->bindFault()
+                : bound == SQLITE_MISMATCH ? "A value has no JSON form"
+                                           : sqlite3_errstr(bound));
   if (const int result = sqlite3_step(query_->statement()); result != SQLITE_DONE)
-    return fail(result == SQLITE_ROW ? SQLITE_ERROR : result, change.sql(), sqlite3_errmsg(database_));
+    return fail(result == SQLITE_ROW ? SQLITE_ERROR : result, change.sql(), reason(database_));
   query_->reset();
   return SQLITE_OK;
 }
@@ -139,7 +148,7 @@ int SaveRun::write(const RowWrite& row, const QWDatabaseObject& values) {
   if (const int bound = binder_.result(); bound != SQLITE_OK)
     return fail(bound, sql, bound == SQLITE_MISMATCH ? "A value has no JSON form" : sqlite3_errstr(bound));
   if (const int result = sqlite3_step(statement); result != SQLITE_DONE)
-    return fail(result == SQLITE_ROW ? SQLITE_ERROR : result, sql, sqlite3_errmsg(database_));
+    return fail(result == SQLITE_ROW ? SQLITE_ERROR : result, sql, reason(database_));
   if (row.kind == Kind::kInsert) row.object->sqlID_ = sqlite3_last_insert_rowid(database_);
   if (row.kind == Kind::kUpdate && sqlite3_changes(database_) == 0) {
     row.object->sqlID_ = 0;  // the next save writes a new row

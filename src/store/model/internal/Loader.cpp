@@ -52,6 +52,19 @@ std::shared_ptr<QWDatabaseObject> Loader::loadRoot(const Class& root) {
   return object;
 }
 
+std::vector<Loader::ObjectPointer> Loader::takeDropped() {
+  std::vector<ObjectPointer> dropped = std::move(dropped_);
+  for (auto& [name, table] : tables_) {
+    for (auto& [key, buckets] : table.buckets)
+      for (auto& list : buckets.lists) std::move(list.begin(), list.end(), std::back_inserter(dropped));
+    for (auto& [id, object] : table.ownedByID) dropped.push_back(std::move(object));
+  }
+  std::erase_if(dropped, [](const ObjectPointer& object) { return object->registered_; });
+  std::sort(dropped.begin(), dropped.end());  // one may wait for two parents
+  dropped.erase(std::unique(dropped.begin(), dropped.end()), dropped.end());
+  return dropped;
+}
+
 Loader::ObjectPointer Loader::makeObject(const Class& elementClass, QWDatabaseResultSet& row) {
   const Class* c = classOfRow(elementClass, row);
   ObjectPointer object = c ? std::static_pointer_cast<QWDatabaseObject>(c->create()) : nullptr;
@@ -283,6 +296,8 @@ void Loader::resolveSingleRow(QWDatabaseManager& manager, QWDatabaseObject& obje
     query->setString(value.text(), "value");
     auto rows = manager.executeQuery(query);
     while (rows && rows->next()) {
+      // A row that is below itself is read once.
+      if (manager.objects_.find(ObjectID(rows->stringForColumn("ID").value_or("")))) continue;
       const Class* c = classOfRow(elementClass, *rows);
       auto child = c ? std::static_pointer_cast<QWDatabaseObject>(c->create()) : nullptr;
       if (!child) continue;

@@ -26,6 +26,8 @@ class Loader {
 
   /// Loads `root` and everything below it. Null when its table has no row.
   std::shared_ptr<QWDatabaseObject> loadRoot(const Class& root);
+  /// Of the objects that were read: those that nothing led to.
+  std::vector<std::shared_ptr<QWDatabaseObject>> takeDropped();
   /// For the current row of a query outside of a load: relations are requested from the registry, owned
   /// objects and children are read by queries of their own.
   static void resolveSingleRow(QWDatabaseManager& manager, QWDatabaseObject& object,

@@ -29,7 +29,7 @@ class SaveRun {
   int write(const QWDatabaseChange& change);
   int write(const RowWrite& row, const QWDatabaseObject& values);
   int statementFor(const std::string& sql);
-  int fail(int result, const std::string& sql, const char* reason);
+  int fail(int result, const std::string& sql, const std::string& reason);
 
   bool execute(const char* sql);
   /// Whether the row that the write inserts is in the file.
