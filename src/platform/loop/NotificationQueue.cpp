@@ -6,7 +6,7 @@ namespace qw {
 
 NotificationQueue& NotificationQueue::current() { return perThread<NotificationQueue>(); }
 
-void NotificationQueue::enqueue(NotificationName name, const void* sender, const Object* mortal) {
+void NotificationQueue::enqueue(NotificationName name, const void* sender, const std::shared_ptr<const void>* mortal) {
   if (const auto found = find(name, sender); found != numbersBySender_.end()) {
     if (!pending_[found->second - firstNumber_].isDead()) return;
     drop(found);  // of a former object at this address
@@ -14,7 +14,7 @@ void NotificationQueue::enqueue(NotificationName name, const void* sender, const
   numbersBySender_.emplace(sender, firstNumber_ + pending_.size());
   pending_.push_back({std::string(name.text()), name.hash(), sender});
   if (mortal) {
-    pending_.back().life = mortal->weak_from_this();
+    pending_.back().life = *mortal;
     pending_.back().isMortal = true;
   }
   schedule();
@@ -66,7 +66,7 @@ void NotificationQueue::deliver() {
     const Pending next = std::move(pending_.front());
     pending_.pop_front();
     ++firstNumber_;
-    const std::shared_ptr<const Object> kept = next.life.lock();
+    const std::shared_ptr<const void> kept = next.life.lock();
     if (next.dropped || (next.isMortal && !kept)) continue;
     if (!pending_.empty()) schedule();  // for a loop that an observer runs
     NotificationCenter::defaultCenter().post(NotificationName(next.name), next.sender);

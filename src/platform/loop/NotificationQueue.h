@@ -8,7 +8,6 @@
 
 #include "platform/base/Export.h"
 #include "platform/loop/NotificationCenter.h"
-#include "platform/object/Object.h"
 
 namespace qw {
 
@@ -26,7 +25,9 @@ class QW_EXPORT NotificationQueue {
   /// Posts when idle, unless the same name and sender are already pending.
   void enqueue(NotificationName name, const void* sender) { enqueue(name, sender, nullptr); }
   /// The same for a sender that may die on another thread: its notice dies with it.
-  void enqueue(NotificationName name, const Object& sender) { enqueue(name, &sender, &sender); }
+  void enqueue(NotificationName name, const std::shared_ptr<const void>& sender) {
+    enqueue(name, sender.get(), &sender);
+  }
   /// Drops what is pending of a name and sender.
   void dequeue(NotificationName name, const void* sender);
   /// Drops everything that is pending of a sender.
@@ -37,7 +38,7 @@ class QW_EXPORT NotificationQueue {
     std::string name;
     std::uint64_t hash;
     const void* sender;
-    std::weak_ptr<const Object> life{};
+    std::weak_ptr<const void> life{};
     bool isMortal = false;
     bool dropped = false;
 
@@ -48,7 +49,7 @@ class QW_EXPORT NotificationQueue {
   template <class T>
   friend T& perThread();
   NotificationQueue() = default;
-  void enqueue(NotificationName name, const void* sender, const Object* mortal);
+  void enqueue(NotificationName name, const void* sender, const std::shared_ptr<const void>* mortal);
   void schedule();
   void deliver();
   Index::iterator find(NotificationName name, const void* sender);

@@ -364,7 +364,7 @@ std::shared_ptr<qw::Object> QWDatabaseManager::unarchiveObjectWithData(const qw:
 }
 
 void QWDatabaseManager::objectsChanged() {
-  qw::NotificationQueue::current().enqueue(QWDatabaseManagerObjectsDidChangeNotification, *this);
+  qw::NotificationQueue::current().enqueue(QWDatabaseManagerObjectsDidChangeNotification, shared_from_this());
 }
 
 void QWDatabaseManager::assertOwningThread() const {

@@ -86,7 +86,7 @@ void QWDatabaseObject::recordDeletion(qw::Object& target, const qw::Property*, c
   QWDatabaseManager* manager = self.databaseManager();
   if (!manager) return;
   // No other copy of the store can have what never was in a file.
-  if (self.sqlID_ != 0 || self.pendingChange_)
+  if (self.sqlID_ != 0 || (self.rare_ && self.rare_->pendingChange))
     manager->addDeletedID(self.id_);
   else if (qw::UndoManager* undo = self.recordingUndoManager())
     undo->registerAction(self, &noteRecreation);
