@@ -113,6 +113,8 @@ class Object : public std::enable_shared_from_this<Object> {
 
   virtual Value valueForUndefinedKey(std::string_view) const { return {}; }
   virtual bool setValueForUndefinedKey(const Value&, std::string_view) { return false; }
+  /// A key of this object is observed from now on: for values that change without anybody setting them.
+  virtual void observerAdded(std::string_view) {}
 
  public:
   /// True when some key of this object is observed, so that others need not prepare a notice.

@@ -113,8 +113,7 @@ struct ChildrenStorage {
       if (!child) return false;
       children.push_back(std::move(child));
     }
-    (static_cast<Owner&>(object).*Member).setObjects(children);
-    return true;
+    return (static_cast<Owner&>(object).*Member).setObjects(children);
   }
   static constexpr Relation kRelation{&elementClass, nullptr, nullptr, &list};
   static constexpr PropertyStorage kStorage{{}, {}, nullptr, nullptr, nullptr, &kRelation};
@@ -148,8 +147,7 @@ bool moveToParent(Object& object, const Value& value) {
   using Target = typename TargetOf<TypeOf<Member>>::Type;
   auto parent = value.objectAs<Target>();
   if (!parent && !value.isNull()) return false;
-  static_cast<OwnerOf<Member>&>(object).moveToParent(propertyOf<Member>(), parent.get());
-  return true;
+  return static_cast<OwnerOf<Member>&>(object).moveToParent(propertyOf<Member>(), parent.get());
 }
 
 template <auto Member, auto Setter>

@@ -4,21 +4,33 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/IndexSet.h"
 #include "store/ObjectID.h"
+#include "store/OrderedSequence.h"
 #include "store/Relation.h"
+
+class QWDatabaseManager;
 
 namespace qw {
 
-/// The ordered children of an object: rows of their own with the parent's ID and an "index" from 0 on. Every
-/// edit is undoable, tells the observers of the relation and keeps the children's parent and index right;
-/// indexes behind an insertion or removal are brought up to date together before anybody reads or saves them.
-/// Owned by the parent, owns the children.
+/// The ordered children of an object: rows of their own with the parent's ID and a number "index", by which a
+/// load sorts them. Every edit is undoable, tells the observers of the relation and keeps the children's
+/// parent right; each takes logarithmic time wherever in the list it happens. In memory the children count
+/// from 0 on without gaps; in the file their numbers leave room, so that a save writes the rows that moved
+/// and no others. Owned by the parent, owns the children.
 class ChildList {
+  struct Place {
+    static void*& place(QWDatabaseObject& child);
+  };
+
  public:
-  ChildList() = default;
+  using Objects = OrderedSequence<QWDatabaseObject, Place>;
+
+  ChildList();
+  ~ChildList();
   ChildList(const ChildList&) = delete;
   ChildList& operator=(const ChildList&) = delete;
 
@@ -27,19 +39,23 @@ class ChildList {
   /// `kNone` when the object is not among the children.
   std::size_t indexOf(const QWDatabaseObject& child) const;
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
-  const std::vector<std::shared_ptr<QWDatabaseObject>>& objects() const { return items_; }
+  const Objects& objects() const { return items_; }
+  /// A copy that later edits do not change.
+  std::vector<std::shared_ptr<QWDatabaseObject>> toVector() const { return {items_.begin(), items_.end()}; }
 
-  /// Takes the child out of its parent first. An index beyond the end is the end. Requires: same store.
-  void insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_t index);
-  void addObject(std::shared_ptr<QWDatabaseObject> child) { insertObject(std::move(child), items_.size()); }
+  /// Takes the child out of its parent first; an index beyond the end is the end. False, with nothing
+  /// changed, when these would become the children of an object below the child. Requires: same store.
+  bool insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_t index);
+  bool addObject(std::shared_ptr<QWDatabaseObject> child) { return insertObject(std::move(child), kNone); }
   /// Takes a child out without deleting it: it has no parent then and index -1.
   void detach(QWDatabaseObject& child);
   /// Takes a child out and deletes it.
   void remove(QWDatabaseObject& child);
   /// To another place; `to` counts without the child.
   void move(QWDatabaseObject& child, std::size_t to);
-  /// Exactly these children in this order; the ones that are no longer there are deleted.
-  void setObjects(const std::vector<std::shared_ptr<QWDatabaseObject>>& children);
+  /// Exactly these children in this order; the ones that are no longer there are deleted. False, with nothing
+  /// changed, when one of them is the owner or above it.
+  bool setObjects(const std::vector<std::shared_ptr<QWDatabaseObject>>& children);
   /// Where a child with this ID belongs when the order of `order` is to be kept: behind the last child whose
   /// ID precedes it there, else at the front.
   std::size_t indexToInsertObject(const ObjectID& child, const std::vector<ObjectID>& order) const;
@@ -47,32 +63,65 @@ class ChildList {
   /// those before it that is here, too, else at the front. Children that come in their order cost no search.
   std::size_t indexToInsertObject(const ObjectID& child, const ChildList& siblings) const;
 
-  /// Brings stale indexes up to date.
-  void settle();
-
   /// Whose children these are.
   std::shared_ptr<QWDatabaseObject> owner() const;
 
   /// Value of the relation: an array of the children.
   Value toValue() const;
 
+  /// Looks from the object upwards and from the other one downwards at once, and ends with whichever way ends
+  /// first: a tree of n objects is put together, in any order, with O(n log n) steps in all.
+  static bool isOrIsBelow(const QWDatabaseObject& object, const QWDatabaseObject& other);
+
  private:
   friend class Loader;
+  friend class ::QWDatabaseManager;
   friend class ::QWDatabaseObject;
+
+  /// What edits leave for the next save.
+  struct Edits {
+    /// Children that have no number between those of their neighbours, perhaps no longer here.
+    std::vector<std::shared_ptr<QWDatabaseObject>> unplaced;
+    /// Numbers that rows in the file may still have, although their objects left or have another one now.
+    /// Until a save succeeds whole only the same object gets its number back: so two rows never share one,
+    /// whichever of them fail.
+    std::unordered_map<std::int64_t, const QWDatabaseObject*> released;
+    bool isComputed = false;  // nothing was edited since the last `number`
+  };
 
   void bind(QWDatabaseObject& owner, const Property& property) {
     owner_ = &owner;
     property_ = &property;
   }
-  void markStale(std::size_t from);
+  bool isGoingBack() const;
+  void indexesChanged();
+  bool takesBack(QWDatabaseObject& child);
   void detachAt(std::size_t index);
   /// As stored: appended without undo, notices and modification.
   void append(std::shared_ptr<QWDatabaseObject> child);
+  /// After a load: sorts by number. Those that have none of their own get one with the next save.
+  void sort();
+
+  Edits& edits();
+  void place(QWDatabaseObject& child, std::size_t index);
+  void markUnplaced(QWDatabaseObject& child);
+  /// Gives the children that moved numbers between those of their neighbours, which are renumbered only where
+  /// there is no room.
+  void number();
+  std::vector<std::size_t> unplacedIndexes();
+  void keepNumbersInOrder(std::size_t begin, std::size_t end);
+  std::size_t numberRun(std::size_t begin, std::size_t end, const std::vector<std::int64_t>& released);
+  void release(QWDatabaseObject& child);
+  void setNumber(QWDatabaseObject& child, std::int64_t number);
+  /// What counts as a number in the file.
+  static bool isNumber(std::int64_t number);
+  /// After a save that succeeded whole. True when nothing was edited since it was computed.
+  bool forgetSavedEdits();
 
   QWDatabaseObject* owner_ = nullptr;
   const Property* property_ = nullptr;
-  std::vector<std::shared_ptr<QWDatabaseObject>> items_;
-  std::size_t staleFrom_ = kNone;
+  Objects items_;
+  std::unique_ptr<Edits> edits_;
 };
 
 /// The children as their class: `for (Expense& expense : book->expenses())`.
@@ -88,11 +137,14 @@ class Children : public ChildList {
     using reference = T&;
 
     Iterator() = default;
-    explicit Iterator(const std::shared_ptr<QWDatabaseObject>* place) : place_(place) {}
+    explicit Iterator(Objects::Iterator place) : place_(place) {}
     T& operator*() const { return static_cast<T&>(**place_); }
     T* operator->() const { return &**this; }
     T& operator[](difference_type n) const { return *(*this + n); }
-    Iterator& operator++() { return *this += 1; }
+    Iterator& operator++() {
+      ++place_;
+      return *this;
+    }
     Iterator operator++(int) { return Iterator(place_++); }
     Iterator& operator--() { return *this += -1; }
     Iterator operator--(int) { return Iterator(place_--); }
@@ -104,22 +156,23 @@ class Children : public ChildList {
     friend Iterator operator+(Iterator i, difference_type n) { return i += n; }
     friend Iterator operator+(difference_type n, Iterator i) { return i += n; }
     friend Iterator operator-(Iterator i, difference_type n) { return i -= n; }
-    friend difference_type operator-(Iterator a, Iterator b) { return a.place_ - b.place_; }
-    friend auto operator<=>(Iterator, Iterator) = default;
+    friend difference_type operator-(const Iterator& a, const Iterator& b) { return a.place_ - b.place_; }
+    friend bool operator==(const Iterator& a, const Iterator& b) { return a.place_ == b.place_; }
+    friend auto operator<=>(const Iterator& a, const Iterator& b) { return a.place_ <=> b.place_; }
 
    private:
-    const std::shared_ptr<QWDatabaseObject>* place_ = nullptr;
+    Objects::Iterator place_;
   };
 
-  Iterator begin() const { return Iterator(objects().data()); }
-  Iterator end() const { return Iterator(objects().data() + size()); }
+  Iterator begin() const { return Iterator(objects().begin()); }
+  Iterator end() const { return Iterator(objects().end()); }
   T& operator[](std::size_t index) const { return static_cast<T&>(*objects()[index]); }
   std::shared_ptr<T> at(std::size_t index) const { return std::static_pointer_cast<T>(objects()[index]); }
 
-  void add(std::shared_ptr<T> child) { addObject(std::move(child)); }
-  void insert(std::shared_ptr<T> child, std::size_t index) { insertObject(std::move(child), index); }
-  void set(const std::vector<std::shared_ptr<T>>& children) {
-    setObjects({children.begin(), children.end()});
+  bool add(std::shared_ptr<T> child) { return addObject(std::move(child)); }
+  bool insert(std::shared_ptr<T> child, std::size_t index) { return insertObject(std::move(child), index); }
+  bool set(const std::vector<std::shared_ptr<T>>& children) {
+    return setObjects({children.begin(), children.end()});
   }
 };
 

@@ -48,8 +48,10 @@ class Loader {
   };
   struct Table {
     bool read = false;
-    std::unordered_map<std::string_view, Buckets> buckets;  // by parent key
-    std::unordered_map<ObjectID, ObjectPointer> ownedByID;  // rows without a parent
+    std::vector<std::pair<std::string_view, Buckets>> buckets;  // by parent key: one or two
+    std::unordered_map<ObjectID, ObjectPointer> ownedByID;      // rows without a parent
+
+    Buckets* bucketsFor(std::string_view parentKey);
   };
   struct Link {
     QWDatabaseObject* object;
@@ -71,14 +73,16 @@ class Loader {
   void keep(Table& table, ObjectPointer object);
   /// Puts the object into its parent's list. False when the parent has not arrived or takes no such children.
   bool attachAtOnce(const ObjectPointer& object, const Link& link);
-  static void sortByIndex(ChildList& list);
+  void append(ChildList& list, const ObjectPointer& child);
+  void sortDisordered();
   void attachChildren(QWDatabaseObject& parent);
   void attachOwned();
   void resolveReferences();
   void arrive(const ObjectPointer& object);
 
   QWDatabaseManager& manager_;
-  std::unordered_map<std::string, Table> tables_;
+  std::unordered_map<const Class*, Table> tables_;  // by the first class of each
+  std::unordered_map<const Class*, Table*> tableByClass_;
   std::vector<ObjectPointer> arrived_;  // in order; children are attached from the front
   std::size_t expanded_ = 0;
   std::vector<Link> references_;
@@ -93,7 +97,7 @@ class Loader {
   std::array<RecentID, 16> recentIDs_;  // by column
 
   OpenList open_;
-  std::vector<ChildList*> filled_;  // lists that got children while a table was read
+  std::vector<ChildList*> disordered_;  // lists whose rows did not come in their order
   // Of the row being read:
   std::vector<Link> parents_;
 };

@@ -28,7 +28,7 @@ std::shared_ptr<QWDatabaseObject> QWDatabaseChange::object() const { return obje
 void QWDatabaseChange::keepValues(QWDatabaseObject& copy, const QWDatabaseObject& source) {
   copy.id_ = source.id_;
   copy.lastModificationDate_ = source.lastModificationDate_;
-  copy.index_ = source.index_;
+  copy.order_ = source.order_;
   for (const auto& entry : qw::ClassSchema::of(source.objectClass()).stored()) {
     if (entry.storage->copy)
       entry.storage->copy(copy, source);

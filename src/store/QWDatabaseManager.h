@@ -299,8 +299,13 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   /// Rows that name the object by its ID are to be written: it has another one, or none while it is deleted.
   void nameChanged(QWDatabaseObject& object);
   void touchRowsThatName();
-  void listIsStale(QWDatabaseObject& owner, qw::ChildList& list);
+  /// Children moved: whoever observes an "index" hears of it at the end of the pass.
+  void indexesChanged();
+  /// Tells the observers of each "index" that is another one now.
   void settle();
+  /// Gives children that moved their numbers for the file.
+  void numberChildren();
+  void forgetSavedListEdits();
   void performWaitingMoves();
   void startSynchronization(const qw::SynchronizationDocument::Request& request,
                             const SynchronizationStartHandler& startHandler,
@@ -338,6 +343,8 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   std::string readFailure_;  // the first one while the store is being opened
 
   std::vector<std::shared_ptr<QWDatabaseObject>> unsaved_;
-  std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> staleLists_;
+  std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> editedLists_;  // since a save
+  std::vector<std::pair<qw::Back<QWDatabaseObject>, std::int64_t>> observedIndexes_;       // as last told
+  bool settlesAtEndOfPass_ = false;
   std::vector<std::shared_ptr<QWDatabaseObject>> renamed_;  // since the last save
 };

@@ -83,6 +83,7 @@ void QWDatabaseManager::touchRowsThatName() {
 
 QWDatabaseManager::Changes QWDatabaseManager::computeChanges() {
   settle();
+  numberChildren();
   touchRowsThatName();
   Changes changes;
   changes.reserve(unsaved_.size() + deletedIDs_.size() + 4);
@@ -217,8 +218,9 @@ bool QWDatabaseManager::saveChanges(const Changes& changes, qw::Error* error) {
     for (const auto& change : changes) change->revert(committed);
   }
   if (rollback) addQueryToCache(rollback);
-  if (messages.empty()) return true;
-  return qw::Error::set(error, QWDatabaseErrorDomain, 4, joined(messages));
+  if (!messages.empty()) return qw::Error::set(error, QWDatabaseErrorDomain, 4, joined(messages));
+  forgetSavedListEdits();
+  return true;
 }
 
 /// Nothing that was bound for a row outlives its save.

@@ -5,9 +5,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Back.h"
+#include "platform/Error.h"
 #include "platform/Object.h"
 #include "platform/Property.h"
 #include "platform/UndoManager.h"
@@ -50,7 +52,9 @@ class QWDatabaseObject : public qw::Object {
   }
   bool isDeleted() const { return deleted_; }
   bool isBeingImported() const { return beingImported_; }
-  /// Place among the parent's children, -1 without a parent.
+  /// Place among the parent's children, from 0 on without gaps; -1 without a parent. Its observers hear of a
+  /// new one once, however many siblings came and went: before and after each undo and redo, with a save, and
+  /// at the end of the run loop's pass.
   std::int64_t index() const;
   /// On an object of a copied manager: what it was copied from. Null when that is gone.
   std::shared_ptr<QWDatabaseObject> originalObject() const;
@@ -62,7 +66,8 @@ class QWDatabaseObject : public qw::Object {
   /// those that have another parent by then stay.
   void setBeingImported(bool beingImported) { beingImported_ = beingImported; }
   /// Deletes the object with its children and owned objects: out of its parent's children, marked, and (if
-  /// `record`) its ID remembered as deleted. Undoable.
+  /// `record`) its ID remembered as deleted. Undoable. What lies below follows one after the other, however
+  /// deep: an override that is called for one of those finds its children still undeleted.
   virtual void deleteObject(bool record = true);
   /// Deletes a child whose parent vanished: at once, or, while this object is being imported, after the load
   /// if the value at the key path has not changed by then.
@@ -73,9 +78,12 @@ class QWDatabaseObject : public qw::Object {
 
   std::shared_ptr<QWDatabaseObject> copyInDatabaseManager(QWDatabaseManager& manager) const;
   std::shared_ptr<QWDatabaseObject> importInDatabaseManager(QWDatabaseManager& manager) const;
-  /// A copy with a new ID, through an archive; null when something in it cannot be archived.
-  std::shared_ptr<QWDatabaseObject> duplicateInDatabaseManager(QWDatabaseManager& manager) const;
-  std::shared_ptr<QWDatabaseObject> duplicate() const;
+  /// A copy with a new ID, through an archive. Null with the error set when something in it cannot be
+  /// archived, or objects lead to each other in a longer chain than archives hold, as in a tree of some 490
+  /// levels.
+  std::shared_ptr<QWDatabaseObject> duplicateInDatabaseManager(QWDatabaseManager& manager,
+                                                               qw::Error* error = nullptr) const;
+  std::shared_ptr<QWDatabaseObject> duplicate(qw::Error* error = nullptr) const;
 
   /// A closure that binds the column values of this moment.
   std::function<void(QWDatabaseQuery&)> prepareBlock() const;
@@ -87,14 +95,17 @@ class QWDatabaseObject : public qw::Object {
   void addReferringParameter(qw::Object& parameter);
   void removeReferringParameter(qw::Object& parameter);
 
-  /// Moves to the end of another parent's children; null takes it out of the present one's.
-  void moveToParent(const qw::Property& relation, QWDatabaseObject* parent);
+  /// Moves to the end of another parent's children; null takes it out of the present one's. False, with
+  /// nothing changed, for a parent that is this object or lies below it.
+  bool moveToParent(const qw::Property& relation, QWDatabaseObject* parent);
 
   // Hooks for subclasses, which call their base first.
   /// A new object: a fresh ID, registered, an undoable creation.
   virtual void initWithDatabaseManager(QWDatabaseManager& manager);
   /// An object from a row: every attribute is read, relations are resolved when the load ends.
   virtual void initWithRow(QWDatabaseManager& manager, QWDatabaseResultSet& row);
+  /// What lies below is copied when this returns, for objects that are themselves copied with another one
+  /// when that returns.
   virtual void initByCopyingObject(QWDatabaseManager& manager, const QWDatabaseObject& source);
   virtual void initByImportingObject(QWDatabaseManager& manager, const QWDatabaseObject& source);
   void initWithCoder(qw::KeyedUnarchiver& coder) override;
@@ -176,7 +187,6 @@ class QWDatabaseObject : public qw::Object {
   void touch();
   /// Another order of its children is an edit of this object.
   void noteReorder();
-  void setIndex(std::int64_t index);
   void attach(QWDatabaseManager& manager);
   void copyAttributes(const QWDatabaseObject& source);
   /// `recorded`: undoing it remembers the ID as deleted.
@@ -186,6 +196,10 @@ class QWDatabaseObject : public qw::Object {
   enum class Leaving : std::uint8_t { kDeleted, kForGood };
   void detachFromParent(Leaving leaving);
   Rare& rare();
+  void observerAdded(std::string_view key) override;
+  void markDeleted(bool record);
+  void deleteBelow(bool record, std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, bool>>& waiting);
+  void copyBelow(const QWDatabaseObject& source);
 
   qw::Back<QWDatabaseManager> manager_;
   qw::ObjectID id_;
@@ -193,15 +207,17 @@ class QWDatabaseObject : public qw::Object {
   std::int64_t lastModificationDate_ = kNoDate;  // microseconds
   QWDatabaseChange* pendingChange_ = nullptr;
   std::unique_ptr<Rare> rare_;
+  std::int64_t order_ = -1;  // number among the siblings, for the file
+  void* place_ = nullptr;    // the list's own
   std::int32_t modificationsCount_ = 0;
-  std::int32_t index_ = -1;
-  std::int32_t writtenIndex_ = -1;  // in the row of the file
-  std::uint32_t createdIn_ = 0;     // the undo manager's scope
+  std::uint32_t createdIn_ = 0;  // the undo manager's scope
   bool deleted_ = false;
   bool beingImported_ = false;
   bool registered_ = false;
   bool queued_ = false;     // in the manager's list of objects to save
   bool mustWrite_ = false;  // the count cannot tell whether the row is right
+  bool unplaced_ = false;   // the number is not between the neighbours'
+  bool indexIsObserved_ = false;
 };
 
 #include "store/Attributes.h"  // IWYU pragma: export

@@ -98,9 +98,9 @@ std::vector<std::shared_ptr<QWSynchronizationChange>> QWDatabaseObject::compareW
     };
     const auto reorder = [listOf](QWDatabaseObject& target, const std::vector<qw::ObjectID>& order) {
       qw::ChildList& list = listOf(target);
-      list.setObjects(reorderedArrayWithIDs(list.objects(), order));
+      list.setObjects(reorderedArrayWithIDs(list.toVector(), order));
     };
-    auto change = compareOrder(listOf(*this).objects(), *this, listOf(other).objects(), other,
+    auto change = compareOrder(listOf(*this).toVector(), *this, listOf(other).toVector(), other,
                                titleKey(property), reorder);
     if (change && isCommit)
       change->block = [target = other.sharedAs<QWDatabaseObject>(), reorder, listOf,
