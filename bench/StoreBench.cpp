@@ -425,6 +425,59 @@ const qw::bench::Benchmark kKeyPath("get_by_key_path_1m", [](qw::bench::Run& run
       });
 });
 
+/// An edit of one long list as a command, against the save that it leads to.
+void benchListEdit(qw::bench::Run& run, std::size_t count,
+                   const std::function<void(BenchStore&, qw::Children<BenchEntry>&)>& edit) {
+  run.repetitions(count > 100'000 ? 3 : 9);
+  Files files;
+  auto store = files.fresh("store");
+  fill(*store, count, 1);
+  qw::bench::keep(store->save());
+  store->undoManager()->setGroupsByEvent(false);
+  bool isEdited = false;
+  const auto toggle = [&] {
+    if (isEdited) {
+      store->undoManager()->undo();
+    } else {
+      const qw::UndoGroup step(store->undoManager());
+      edit(*store, store->ledger().accounts()[0].entries());
+    }
+    isEdited = !isEdited;
+  };
+  run.measure(
+      [&](qw::bench::Stopwatch& watch) {
+        if (isEdited) toggle();
+        watch.start();
+        toggle();
+        watch.stop();
+      },
+      [&](qw::bench::Stopwatch& watch) {
+        if (!isEdited) toggle();
+        watch.start();
+        qw::bench::keep(store->save());
+        watch.stop();
+        toggle();
+        qw::bench::keep(store->save());
+      });
+}
+
+const qw::bench::Benchmark kDeleteQuarter("delete_250k_of_1m", [](qw::bench::Run& run) {
+  benchListEdit(run, 1'000'000, [](BenchStore&, qw::Children<BenchEntry>& entries) {
+    const auto all = entries.toVector();
+    for (std::size_t i = 0; i < all.size(); i += 4) all[i]->deleteObject();
+  });
+});
+
+const qw::bench::Benchmark kInsertFront("insert_front_100k", [](qw::bench::Run& run) {
+  benchListEdit(run, 100'000, [](BenchStore& store, qw::Children<BenchEntry>& entries) {
+    for (std::size_t i = 0; i < 100'000; ++i) {
+      auto entry = store.create<BenchEntry>();
+      entry->setPayee(payee(i));
+      entries.insert(std::move(entry), 0);
+    }
+  });
+});
+
 const qw::bench::Benchmark kUndo("undo_redo_100k", [](qw::bench::Run& run) {
   Files files;
   auto store = files.fresh("store");

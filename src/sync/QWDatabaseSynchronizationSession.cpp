@@ -305,7 +305,7 @@ void QWDatabaseSynchronizationSession::takeDeletion(const QWDatabaseObject& loca
 /// What the other side still has does not go with a parent that it deleted: it moves where it is there.
 void QWDatabaseSynchronizationSession::rescueChildrenOf(QWDatabaseObject& deleted) {
   for (const auto& entry : qw::ClassSchema::of(deleted.objectClass()).children()) {
-    const auto children = entry.storage->relation->list(deleted).objects();
+    const auto children = entry.storage->relation->list(deleted).toVector();
     for (const auto& child : children) {
       const auto remote = child->isDeleted() ? nullptr : other_->objectWithID(child->ID());
       bool isPlaced = false;

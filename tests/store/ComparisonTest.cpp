@@ -215,7 +215,7 @@ TEST_F(Comparing, OrdersAreComparedByWhatBothSidesHave) {
       for (Entry& entry : account->entries())
         if (entry.payee()[0] == c) ids.push_back(entry.ID());
     std::string text;
-    for (const auto& entry : reorderedArrayWithIDs(account->entries().objects(), ids))
+    for (const auto& entry : reorderedArrayWithIDs(account->entries().toVector(), ids))
       text += static_cast<Entry&>(*entry).payee();
     return text;
   };

@@ -32,9 +32,9 @@ TEST_F(SaveAndLoad, EveryKindOfPropertyComesBack) {
   const qw::ObjectID id = entry->ID(), receiptID = receipt->ID();
 
   ASSERT_TRUE(reopen(store)) << error.localizedDescription;
-  EXPECT_EQ(ask("SELECT amount, date, warranty, warrantyUnit, detailsJSON, \"index\", payee FROM Entry ORDER "
+  EXPECT_EQ(ask("SELECT amount, date, warranty, warrantyUnit, detailsJSON, payee FROM Entry ORDER "
                 "BY \"index\" LIMIT 1"),
-            "-1234.56|2024-02-29|2|3|{\"lines\":[1,\"two\",true]}|0|Baker");
+            "-1234.56|2024-02-29|2|3|{\"lines\":[1,\"two\",true]}|Baker");
   EXPECT_EQ(ask("SELECT class FROM Tag ORDER BY class"), "ColoredTag|Tag");
   EXPECT_EQ(ask("SELECT color FROM Tag WHERE class = 'ColoredTag'"), "1.000000 0.500000 0.000000 1.000000");
 
@@ -82,7 +82,7 @@ TEST_F(SaveAndLoad, WritesOnlyWhatChangedInTheStatedOrder) {
   EXPECT_TRUE(b->computeChanges().empty());
   ASSERT_TRUE(store->saveChanges(changes, &error)) << error.localizedDescription;
   EXPECT_GT(d->sqlID(), 0);
-  EXPECT_EQ(ask("SELECT name, \"index\" FROM Account ORDER BY \"index\""), "A2|0|C2|1|D|2");
+  EXPECT_EQ(ask("SELECT name FROM Account ORDER BY \"index\""), "A2|C2|D");
   EXPECT_EQ(ask("SELECT ID FROM QWDeletedID"), b->ID().text());
 }
 
@@ -156,7 +156,8 @@ TEST_F(SaveAndLoad, DropsWhatNoParentLeadsTo) {
   alter(
       path(),
       "INSERT INTO Entry (ID, account, payee, tag) VALUES ('lost', 'nobody', 'lost', 'x');"
-      "INSERT INTO Entry (ID, account, payee, tag, \"index\") SELECT 'odd id', ID, 'odd', 'no such tag', 99 "
+      "INSERT INTO Entry (ID, account, payee, tag, \"index\") SELECT 'odd id', ID, 'odd', 'no such tag', 1e9 "
+      "* 2 "
       "FROM Account;"
       "INSERT INTO Tag (ID, class, ledger) SELECT 'bad', 'NoSuchClass', ledger FROM Tag;"
       "UPDATE Tag SET parent = '" +
@@ -168,9 +169,8 @@ TEST_F(SaveAndLoad, DropsWhatNoParentLeadsTo) {
   auto odd = std::static_pointer_cast<Entry>(store->objectWithID("odd id"));
   ASSERT_TRUE(odd);
   EXPECT_EQ(odd->tag(), nullptr);
-  EXPECT_EQ(odd->index(), 1) << "gaps in the stored order are closed";
+  EXPECT_EQ(odd->index(), 1) << "the stored order has gaps, what memory shows has none";
   ASSERT_TRUE(store->save());
-  EXPECT_EQ(ask("SELECT \"index\" FROM Entry WHERE ID = 'odd id'"), "1");
   EXPECT_EQ(ask("SELECT count(*) FROM Entry WHERE ID = 'lost'"), "1")
       << "nothing is deleted that was not understood";
 }

@@ -102,7 +102,7 @@ TEST_F(StoreUndo, InsertingRemovingAndMovingChildren) {
   undo->redo();
   EXPECT_EQ(payees(), "c0n1b2");
   ASSERT_TRUE(store->save(&error)) << error.localizedDescription;
-  EXPECT_EQ(ask("SELECT payee, \"index\" FROM Entry ORDER BY \"index\""), "c|0|n|1|b|2");
+  EXPECT_EQ(ask("SELECT payee FROM Entry ORDER BY \"index\""), "c|n|b");
   undo->undo();
   ASSERT_TRUE(store->save());
   EXPECT_EQ(ask("SELECT payee FROM Entry ORDER BY \"index\""), "c|n|a|b")

@@ -63,6 +63,7 @@ struct Observation::State : std::enable_shared_from_this<Observation::State> {
     level.object = Back<Object>(&object);
     level.entry =
         extras.entries.insert(extras.entries.end(), {level.key, shared_from_this(), i, ++extras.lastNumber});
+    object.observerAdded(level.key);
     const Property* property = object.objectClass().property(level.key);
     if (!property) return;
     for (const std::string_view dependency : property->dependsOn) {

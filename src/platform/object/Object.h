@@ -133,6 +133,8 @@ class QW_EXPORT Object : public std::enable_shared_from_this<Object> {
   virtual Value valueForUndefinedKey(std::string_view) const { return {}; }
   /// False, and a message in the log, where a subclass does not know the key either.
   virtual bool setValueForUndefinedKey(const Value& value, std::string_view key);
+  /// A key of this object is observed from now on: for values that change without anybody setting them.
+  virtual void observerAdded(std::string_view) {}
 
  public:
   /// Whether some key of this object is observed; nothing has to be prepared for observers otherwise.

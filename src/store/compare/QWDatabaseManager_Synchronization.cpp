@@ -1,5 +1,7 @@
 // What a synchronization asks of a store: the objects of each step, links and places that are found by ID.
 #include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "store/compare/internal/SynchronizationQueue.h"
 #include "store/model/ClassSchema.h"
@@ -19,13 +21,6 @@ Ancestor parentOf(const QWDatabaseObject& object) {
   for (const auto& entry : qw::ClassSchema::of(object.objectClass()).parents())
     if (auto parent = entry.storage->relation->target(object)) return {entry.property, std::move(parent)};
   return {};
-}
-
-bool isOrIsBelow(const QWDatabaseObject& object, const QWDatabaseObject& other) {
-  if (&object == &other) return true;
-  for (Ancestor above = parentOf(object); above.object; above = parentOf(*above.object))
-    if (above.object.get() == &other) return true;
-  return false;
 }
 
 /// The children of `parent` that an object with this property belongs to; null when it cannot.
@@ -69,7 +64,7 @@ bool QWDatabaseManager::placeObject(QWDatabaseObject& object, const qw::Property
   qw::ChildList* list = listFor(object, parentProperty, *parent);
   if (!list) return false;
   if (parentProperty.storage->relation->target(object) == parent) return true;
-  if (isOrIsBelow(*parent, object))
+  if (qw::ChildList::isOrIsBelow(*parent, object))
     waitingMoves_.push_back({object.sharedAs<QWDatabaseObject>(), &parentProperty, parent,
                              siblings ? siblings->owner() : nullptr, siblings});
   else
@@ -80,33 +75,39 @@ bool QWDatabaseManager::placeObject(QWDatabaseObject& object, const qw::Property
 /// All of them leave their parents first, so that only circles among what was chosen remain.
 void QWDatabaseManager::performWaitingMoves() {
   const auto moves = std::exchange(waitingMoves_, {});
-  std::vector<std::vector<Ancestor>> former(moves.size());
-  for (std::size_t i = 0; i < moves.size(); ++i)
-    for (Ancestor above = parentOf(*moves[i].object); above.object; above = parentOf(*above.object))
-      former[i].push_back(above);
-  for (std::size_t i = 0; i < moves.size(); ++i)
-    if (!former[i].empty())
-      listFor(*moves[i].object, *former[i][0].property, *former[i][0].object)->detach(*moves[i].object);
-  for (std::size_t i = 0; i < moves.size(); ++i) {
-    const WaitingMove& move = moves[i];
+  std::unordered_map<const QWDatabaseObject*, Ancestor> former;
+  for (const WaitingMove& move : moves)
+    if (Ancestor parent = parentOf(*move.object); parent.object) {
+      listFor(*move.object, *parent.property, *parent.object)->detach(*move.object);
+      former.try_emplace(move.object.get(), std::move(parent));
+    }
+  const auto formerParentOf = [&](const QWDatabaseObject& object) {
+    const auto found = former.find(&object);
+    return found == former.end() ? parentOf(object) : found->second;
+  };
+  for (const WaitingMove& move : moves) {
     QWDatabaseObject& object = *move.object;
     if (object.isDeleted()) continue;
+    const auto takes = [&](const Ancestor& place, const qw::ChildList* siblings) {
+      qw::ChildList* list = place.object && !place.object->isDeleted()
+                                ? listFor(object, *place.property, *place.object)
+                                : nullptr;
+      if (!list || qw::ChildList::isOrIsBelow(*place.object, object)) return false;
+      insert(object, *list, siblings);
+      return true;
+    };
+    bool isPlaced = takes({move.parentProperty, move.parent}, move.siblings);
     // Where it cannot go it returns to its former parent, or the next one above that; a new object, which has
     // none, goes below the next one above it in the store that it comes from.
-    std::vector<Ancestor> places{{move.parentProperty, move.parent}};
-    places.insert(places.end(), former[i].begin(), former[i].end());
-    for (Ancestor above{move.parentProperty, move.siblingsOwner}; above.object;
+    std::unordered_set<const QWDatabaseObject*> seen;
+    for (Ancestor above = formerParentOf(object);
+         above.object && !isPlaced && seen.insert(above.object.get()).second;
+         above = formerParentOf(*above.object))
+      isPlaced = takes(above, nullptr);
+    for (Ancestor above{move.parentProperty, move.siblingsOwner}; above.object && !isPlaced;
          above = parentOf(*above.object))
-      places.push_back({above.property, objectWithID(above.object->ID())});
-    const auto place = std::find_if(places.begin(), places.end(), [&](const Ancestor& place) {
-      return place.object && !place.object->isDeleted() && listFor(object, *place.property, *place.object) &&
-             !isOrIsBelow(*place.object, object);
-    });
-    if (place == places.end())
-      object.deleteObject();
-    else
-      insert(object, *listFor(object, *place->property, *place->object),
-             place == places.begin() ? move.siblings : nullptr);
+      isPlaced = takes({above.property, objectWithID(above.object->ID())}, nullptr);
+    if (!isPlaced) object.deleteObject();
   }
 }
 

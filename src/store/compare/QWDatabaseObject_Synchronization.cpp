@@ -71,13 +71,13 @@ Change compareParentOf(const Entry& entry, QWDatabaseObject& object, QWDatabaseO
 }
 
 void reorder(qw::ChildList& list, const std::vector<qw::ObjectID>& order) {
-  const auto ordered = reorderedArrayWithIDs(list.objects(), order);
+  const auto ordered = reorderedArrayWithIDs(list.toVector(), order);
   list.setObjects(ordered);
 }
 
 Change compareChildren(const Entry& entry, QWDatabaseObject& object, QWDatabaseObject& other) {
   const qw::Relation& relation = *entry.storage->relation;
-  return compareOrder(relation.list(object).objects(), object, relation.list(other).objects(), other,
+  return compareOrder(relation.list(object).toVector(), object, relation.list(other).toVector(), other,
                       titleOf(object, *entry.property),
                       [&relation](QWDatabaseObject& target, const std::vector<qw::ObjectID>& order) {
                         reorder(relation.list(target), order);

@@ -145,8 +145,7 @@ struct QW_EXPORT ChildrenStorage {
       if (!child) return false;
       children.push_back(std::move(child));
     }
-    (static_cast<Owner&>(object).*Member).setObjects(children);
-    return true;
+    return (static_cast<Owner&>(object).*Member).setObjects(children);
   }
   static constexpr Relation kRelation{&elementClass, nullptr, nullptr, &list};
   static constexpr PropertyStorage kStorage{{}, {}, nullptr, nullptr, nullptr, &kRelation};

@@ -1,8 +1,10 @@
 #include "store/model/ChildList.h"
 
 #include <algorithm>
+#include <cassert>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "platform/base/Log.h"
 #include "store/model/ClassSchema.h"
@@ -13,42 +15,138 @@ namespace qw {
 
 namespace {
 
+using ObjectPointer = std::shared_ptr<QWDatabaseObject>;
+
 /// The child's property for its parent; null where the classes cannot be related.
 const Property* parentProperty(const QWDatabaseObject& owner, const Property& children,
                                const QWDatabaseObject& child) {
   return ClassSchema::otherEnd(owner.objectClass(), children, child.objectClass());
 }
 
+const QWDatabaseObject* parentOf(const QWDatabaseObject& object) {
+  for (const auto& entry : ClassSchema::of(object.objectClass()).parents())
+    if (const auto parent = entry.storage->relation->target(object)) return parent.get();
+  return nullptr;
+}
+
+/// The objects below another one, one after the other.
+class Descendants {
+ public:
+  explicit Descendants(const QWDatabaseObject& object) { descend(object); }
+  /// Null after the last.
+  const QWDatabaseObject* next() {
+    while (!levels_.empty()) {
+      Level& level = levels_.back();
+      if (level.next < level.list->size()) {
+        const QWDatabaseObject& object = *level.list->objects()[level.next++];
+        descend(object);
+        return &object;
+      }
+      levels_.pop_back();
+    }
+    return nullptr;
+  }
+
+ private:
+  struct Level {
+    const ChildList* list;
+    std::size_t next = 0;
+  };
+  void descend(const QWDatabaseObject& object) {
+    for (const auto& entry : ClassSchema::of(object.objectClass()).children())
+      if (const ChildList& list = entry.storage->relation->list(const_cast<QWDatabaseObject&>(object));
+          !list.empty())
+        levels_.push_back({&list});
+  }
+  std::vector<Level> levels_;
+};
+
+bool refuseCircle(const QWDatabaseObject& child, const QWDatabaseObject& owner) {
+  Log::warning("{} does not go below {}, which is below it", child.ID().text(), owner.ID().text());
+  return false;
+}
+
 }  // namespace
 
-std::size_t ChildList::indexOf(const QWDatabaseObject& child) const {
-  const Property* parent = owner_ ? child.objectClass().property(property_->inverse) : nullptr;
-  if (items_.empty() || !parent || !parent->storage || !parent->storage->relation ||
-      parent->storage->relation->target(child).get() != owner_)
-    return kNone;
-  // Its own index is right, or, behind a change that is not settled, near: search from there to both sides.
-  const std::size_t guess = std::min(static_cast<std::size_t>(std::max(0, child.index_)), items_.size() - 1);
-  for (std::size_t distance = 0; distance < items_.size(); ++distance) {
-    if (distance <= guess && items_[guess - distance].get() == &child) return guess - distance;
-    if (guess + distance < items_.size() && items_[guess + distance].get() == &child) return guess + distance;
+void*& ChildList::Place::place(QWDatabaseObject& child) { return child.place_; }
+
+ChildList::ChildList() = default;
+
+/// Children that live only here are freed one level after the other, however deep the tree.
+ChildList::~ChildList() {
+  if (items_.empty()) return;
+  thread_local std::vector<std::vector<ObjectPointer>>* waiting = nullptr;
+  if (waiting) {
+    waiting->push_back(items_.take());
+    return;
   }
-  return kNone;
+  std::vector<std::vector<ObjectPointer>> lists;
+  waiting = &lists;
+  items_.clear();
+  while (!lists.empty()) {
+    const auto children = std::move(lists.back());
+    lists.pop_back();
+  }
+  waiting = nullptr;
 }
 
-void ChildList::append(std::shared_ptr<QWDatabaseObject> child) {
-  if (child->index_ != static_cast<std::int64_t>(items_.size())) markStale(items_.size());
-  items_.push_back(std::move(child));
+std::size_t ChildList::indexOf(const QWDatabaseObject& child) const {
+  return items_.contains(child) ? Objects::indexOf(child) : kNone;
 }
 
-void ChildList::insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_t index) {
+bool ChildList::isOrIsBelow(const QWDatabaseObject& object, const QWDatabaseObject& other) {
+  if (&object == &other) return true;
+  Descendants below(other);
+  const QWDatabaseObject* above = &object;
+  while (const QWDatabaseObject* found = below.next()) {
+    above = parentOf(*above);
+    if (!above) return false;
+    if (above == &other || found == &object) return true;
+  }
+  return false;
+}
+
+/// Undo and redo bring back what was noted when it was done.
+bool ChildList::isGoingBack() const {
+  const QWDatabaseManager* manager = owner_->databaseManager();
+  const UndoManager* undo = manager ? manager->undoManager() : nullptr;
+  return undo && (undo->isUndoing() || undo->isRedoing());
+}
+
+void ChildList::indexesChanged() {
+  if (QWDatabaseManager* manager = owner_->databaseManager()) manager->indexesChanged();
+}
+
+void ChildList::append(ObjectPointer child) {
+  const bool isInOrder = child->order_ >= 0 && (items_.empty() || items_.back()->order_ < child->order_);
+  items_.push_back(child);
+  if (isInOrder) return;
+  if (child->sqlID_ != 0) return markUnplaced(*child);
+  child->order_ = -1;
+  place(*child, items_.size() - 1);
+}
+
+void ChildList::sort() {
+  auto children = items_.take();
+  const auto byNumber = [](const auto& a, const auto& b) { return a->order_ < b->order_; };
+  std::stable_sort(children.begin(), children.end(), byNumber);
+  items_.assign(std::move(children));
+  std::int64_t last = -1;
+  for (const auto& child : items_) child->order_ > last ? void(last = child->order_) : markUnplaced(*child);
+}
+
+bool ChildList::insertObject(ObjectPointer child, std::size_t index) {
   const Property* end = owner_ ? parentProperty(*owner_, *property_, *child) : nullptr;
   if (!end || !child->databaseManager() || child->databaseManager() != owner_->databaseManager()) {
     Log::error(
         "{} cannot be a child here: the parent is in no store, in another one, or has no such children",
         child->description());
-    return;
+    return false;
   }
   const Property& parent = *end;
+  if (isOrIsBelow(*owner_, *child)) return refuseCircle(*child, *owner_);
+  const std::size_t from = indexOf(*child);
+  if (from != kNone && from == std::min(index, items_.size() - 1)) return true;
   child->detachFromParent(QWDatabaseObject::Leaving::kForGood);
   index = std::min(index, items_.size());
   if (UndoManager* undo = owner_->recordingUndoManager())
@@ -60,18 +158,22 @@ void ChildList::insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_
         },
         property_, Value(std::shared_ptr<Object>(child)));
 
-  const std::shared_ptr<QWDatabaseObject> owner = owner_->sharedAs<QWDatabaseObject>();
-  child->edit(parent.key, [&] { parent.storage->relation->setTarget(*child, owner); });
-  child->setIndex(static_cast<std::int64_t>(index));
-  items_.insert(items_.begin() + static_cast<std::ptrdiff_t>(index), child);
-  if (staleFrom_ != kNone && index < staleFrom_) ++staleFrom_;
-  if (index + 1 < items_.size()) markStale(index + 1);
+  const ObjectPointer owner = owner_->sharedAs<QWDatabaseObject>();
+  const bool wasHere = takesBack(*child);
+  child->edit(parent.key, [&] {
+    parent.storage->relation->setTarget(*child, owner);
+    items_.insert(index, child);
+    place(*child, index);
+  });
+  if (wasHere && !isGoingBack()) owner_->noteReorder();
+  indexesChanged();
   if (owner_->isObserved(property_->key))
     owner_->didChange({Change::Kind::kInsertion,
                        property_->key,
                        {},
                        Array{Value(std::shared_ptr<Object>(child))},
                        IndexSet(index)});
+  return true;
 }
 
 void ChildList::detach(QWDatabaseObject& child) {
@@ -80,7 +182,7 @@ void ChildList::detach(QWDatabaseObject& child) {
 }
 
 void ChildList::detachAt(std::size_t index) {
-  const std::shared_ptr<QWDatabaseObject> child = items_[index];
+  const ObjectPointer child = items_[index];
   const Property& parent = *child->objectClass().property(property_->inverse);
   if (UndoManager* undo = owner_->recordingUndoManager())
     undo->registerAction(
@@ -92,11 +194,12 @@ void ChildList::detachAt(std::size_t index) {
         },
         property_, Value(std::shared_ptr<Object>(child)), static_cast<std::int64_t>(index));
 
-  items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(index));
-  if (staleFrom_ != kNone && index < staleFrom_) --staleFrom_;
-  if (index < items_.size()) markStale(index);
-  child->edit(parent.key, [&] { parent.storage->relation->setTarget(*child, nullptr); });
-  child->setIndex(-1);
+  child->edit(parent.key, [&] {
+    parent.storage->relation->setTarget(*child, nullptr);
+    items_.erase(*child);
+    if (child->order_ >= 0) edits().released.emplace(child->order_, child.get());
+  });
+  indexesChanged();
   if (owner_->isObserved(property_->key))
     owner_->didChange({Change::Kind::kRemoval,
                        property_->key,
@@ -106,43 +209,51 @@ void ChildList::detachAt(std::size_t index) {
 }
 
 void ChildList::remove(QWDatabaseObject& child) {
-  if (indexOf(child) != kNone) child.deleteObject();
+  if (items_.contains(child)) child.deleteObject();
 }
 
 void ChildList::move(QWDatabaseObject& child, std::size_t to) {
   const std::size_t from = indexOf(child);
   if (from == kNone || from == to) return;
-  const std::shared_ptr<QWDatabaseObject> kept = items_[from];
-  detachAt(from);
-  insertObject(kept, to);
+  insertObject(items_[from], to);
   owner_->noteReorder();
 }
 
-void ChildList::setObjects(const std::vector<std::shared_ptr<QWDatabaseObject>>& children) {
-  if (children == items_ || !owner_) return;
-  const std::unordered_set<std::shared_ptr<QWDatabaseObject>> wanted(children.begin(), children.end());
-  // From the end, so that nothing behind a removed child moves twice.
-  for (std::size_t i = items_.size(); i-- > 0;)
-    if (!wanted.contains(items_[i])) items_[i]->deleteObject();
-  if (children == items_) return;
+bool ChildList::setObjects(const std::vector<ObjectPointer>& children) {
+  const auto isReached = [&] {
+    return std::equal(children.begin(), children.end(), items_.begin(), items_.end());
+  };
+  if (isReached()) return true;
+  if (!owner_) return false;
   for (const auto& child : children)
-    if (indexOf(*child) == kNone) addObject(child);
-  if (children == items_) return;
-  if (children.size() != items_.size())
-    return Log::error("A child stands twice in the new order of {}.{}", owner_->description(),
-                      property_->key);
+    if (!items_.contains(*child) && isOrIsBelow(*owner_, *child)) return refuseCircle(*child, *owner_);
+  const std::unordered_set<ObjectPointer> wanted(children.begin(), children.end());
+  const auto former = toVector();
+  // From the end, as undo brings them back.
+  for (auto child = former.rbegin(); child != former.rend(); ++child)
+    if (!wanted.contains(*child)) (*child)->deleteObject();
+  if (isReached()) return true;
+  for (const auto& child : children)
+    if (!items_.contains(*child)) addObject(child);
+  if (isReached()) return true;
+  if (children.size() != items_.size()) {
+    Log::error("A child stands twice in the new order of {}.{}", owner_->description(), property_->key);
+    return false;
+  }
 
   // What remains is another order of the same children: one notice, one undo step.
   const Value old = toValue();
   if (UndoManager* undo = owner_->recordingUndoManager()) undo->registerRestore(*owner_, *property_, old);
-  items_ = children;
-  markStale(0);
+  items_.assign(children);
+  for (const auto& child : items_) markUnplaced(*child);
   owner_->noteReorder();
+  indexesChanged();
   if (owner_->isObserved(property_->key)) {
     IndexSet all;
     all.add(IndexSet::Range{0, items_.size()});
     owner_->didChange({Change::Kind::kReplacement, property_->key, old, toValue(), all});
   }
+  return true;
 }
 
 std::size_t ChildList::indexToInsertObject(const ObjectID& child, const std::vector<ObjectID>& order) const {
@@ -170,23 +281,7 @@ std::size_t ChildList::indexToInsertObject(const ObjectID& child, const ChildLis
   return 0;
 }
 
-void ChildList::markStale(std::size_t from) {
-  if (staleFrom_ == kNone) {
-    if (QWDatabaseManager* manager = owner_->databaseManager()) manager->listIsStale(*owner_, *this);
-    staleFrom_ = from;
-  } else {
-    staleFrom_ = std::min(staleFrom_, from);
-  }
-}
-
-std::shared_ptr<QWDatabaseObject> ChildList::owner() const {
-  return owner_ ? owner_->sharedAs<QWDatabaseObject>() : nullptr;
-}
-
-void ChildList::settle() {
-  const std::size_t from = std::exchange(staleFrom_, kNone);
-  for (std::size_t i = from; i < items_.size(); ++i) items_[i]->setIndex(static_cast<std::int64_t>(i));
-}
+ObjectPointer ChildList::owner() const { return owner_ ? owner_->sharedAs<QWDatabaseObject>() : nullptr; }
 
 Value ChildList::toValue() const {
   Array array;

@@ -4,22 +4,34 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/base/Export.h"
 #include "platform/base/IndexSet.h"
+#include "store/model/OrderedSequence.h"
 #include "store/columns/ObjectID.h"
 #include "store/columns/Relation.h"
 
+class QWDatabaseManager;
+
 namespace qw {
 
-/// The ordered children of an object: rows of their own with the parent's ID and an "index" from 0 on. Every
-/// edit is undoable, notifies the observers of the relation and keeps the children's parent and index right;
-/// indexes behind an insertion or removal are updated together before they are read or saved.
-/// Owned by the parent, owns the children.
+/// The ordered children of an object: rows of their own with the parent's ID and a number "index", by which a
+/// load sorts them. Every edit is undoable, notifies the observers of the relation and keeps the children's
+/// parent right; each takes logarithmic time wherever in the list it happens. In memory the children count
+/// from 0 on without gaps; in the file their numbers leave room, so that a save writes the rows that moved
+/// and no others. Owned by the parent, owns the children.
 class QW_EXPORT ChildList {
+  struct Place {
+    static void*& place(QWDatabaseObject& child);
+  };
+
  public:
-  ChildList() = default;
+  using Objects = OrderedSequence<QWDatabaseObject, Place>;
+
+  ChildList();
+  ~ChildList();
   ChildList(const ChildList&) = delete;
   ChildList& operator=(const ChildList&) = delete;
 
@@ -32,20 +44,24 @@ class QW_EXPORT ChildList {
   /// The index of what is not there.
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
   /// The children in order; valid until the list changes.
-  const std::vector<std::shared_ptr<QWDatabaseObject>>& objects() const { return items_; }
+  const Objects& objects() const { return items_; }
+  /// A copy that later edits do not change.
+  std::vector<std::shared_ptr<QWDatabaseObject>> toVector() const { return {items_.begin(), items_.end()}; }
 
-  /// Removes the child from its parent first. An index beyond the end is the end. Requires: same store.
-  void insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_t index);
+  /// Removes the child from its parent first; an index beyond the end is the end. False, with nothing
+  /// changed, when these would become the children of an object below the child. Requires: same store.
+  bool insertObject(std::shared_ptr<QWDatabaseObject> child, std::size_t index);
   /// Appends a child, as `insertObject` does.
-  void addObject(std::shared_ptr<QWDatabaseObject> child) { insertObject(std::move(child), items_.size()); }
+  bool addObject(std::shared_ptr<QWDatabaseObject> child) { return insertObject(std::move(child), kNone); }
   /// Removes a child without deleting it: it has no parent then and index -1.
   void detach(QWDatabaseObject& child);
   /// Removes a child and deletes it.
   void remove(QWDatabaseObject& child);
   /// To another place; `to` counts without the child.
   void move(QWDatabaseObject& child, std::size_t to);
-  /// Exactly these children in this order; the ones that are no longer there are deleted.
-  void setObjects(const std::vector<std::shared_ptr<QWDatabaseObject>>& children);
+  /// Exactly these children in this order; the ones that are no longer there are deleted. False, with nothing
+  /// changed, when one of them is the owner or above it.
+  bool setObjects(const std::vector<std::shared_ptr<QWDatabaseObject>>& children);
   /// Where a child with this ID belongs when the order of `order` is to be kept: behind the last child whose
   /// ID precedes it there, else at the front.
   std::size_t indexToInsertObject(const ObjectID& child, const std::vector<ObjectID>& order) const;
@@ -53,32 +69,65 @@ class QW_EXPORT ChildList {
   /// those before it that is here, too, else at the front. Children that come in their order cost no search.
   std::size_t indexToInsertObject(const ObjectID& child, const ChildList& siblings) const;
 
-  /// Updates stale indexes.
-  void settle();
-
   /// Whose children these are.
   std::shared_ptr<QWDatabaseObject> owner() const;
 
   /// Value of the relation: an array of the children.
   Value toValue() const;
 
+  /// Looks from the object upwards and from the other one downwards at once, and ends with whichever way ends
+  /// first: a tree of n objects is put together, in any order, with O(n log n) steps in all.
+  static bool isOrIsBelow(const QWDatabaseObject& object, const QWDatabaseObject& other);
+
  private:
   friend class Loader;
+  friend class ::QWDatabaseManager;
   friend class ::QWDatabaseObject;
+
+  /// What edits leave for the next save.
+  struct Edits {
+    /// Children that have no number between those of their neighbours, perhaps no longer here.
+    std::vector<std::shared_ptr<QWDatabaseObject>> unplaced;
+    /// Numbers that rows in the file may still have, although their objects left or have another one now.
+    /// Until a save succeeds whole only the same object gets its number back: so two rows never share one,
+    /// whichever of them fail.
+    std::unordered_map<std::int64_t, const QWDatabaseObject*> released;
+    bool isComputed = false;  // nothing was edited since the last `number`
+  };
 
   void bind(QWDatabaseObject& owner, const Property& property) {
     owner_ = &owner;
     property_ = &property;
   }
-  void markStale(std::size_t from);
+  bool isGoingBack() const;
+  void indexesChanged();
+  bool takesBack(QWDatabaseObject& child);
   void detachAt(std::size_t index);
   /// As stored: appended without undo, notices and modification.
   void append(std::shared_ptr<QWDatabaseObject> child);
+  /// After a load: sorts by number. Those that have none of their own get one with the next save.
+  void sort();
+
+  Edits& edits();
+  void place(QWDatabaseObject& child, std::size_t index);
+  void markUnplaced(QWDatabaseObject& child);
+  /// Gives the children that moved numbers between those of their neighbours, which are renumbered only where
+  /// there is no room.
+  void number();
+  std::vector<std::size_t> unplacedIndexes();
+  void keepNumbersInOrder(std::size_t begin, std::size_t end);
+  std::size_t numberRun(std::size_t begin, std::size_t end, const std::vector<std::int64_t>& released);
+  void release(QWDatabaseObject& child);
+  void setNumber(QWDatabaseObject& child, std::int64_t number);
+  /// What counts as a number in the file.
+  static bool isNumber(std::int64_t number);
+  /// After a save that succeeded whole. True when nothing was edited since it was computed.
+  bool forgetSavedEdits();
 
   QWDatabaseObject* owner_ = nullptr;
   const Property* property_ = nullptr;
-  std::vector<std::shared_ptr<QWDatabaseObject>> items_;
-  std::size_t staleFrom_ = kNone;
+  Objects items_;
+  std::unique_ptr<Edits> edits_;
 };
 
 /// The children as their class: `for (Expense& expense : book->expenses())`.
@@ -96,12 +145,15 @@ class QW_EXPORT Children : public ChildList {
 
     Iterator() = default;
     /// For the list.
-    explicit Iterator(const std::shared_ptr<QWDatabaseObject>* place) : place_(place) {}
+    explicit Iterator(Objects::Iterator place) : place_(place) {}
     T& operator*() const { return static_cast<T&>(**place_); }
     T* operator->() const { return &**this; }
     /// The child that many places further on.
     T& operator[](difference_type n) const { return *(*this + n); }
-    Iterator& operator++() { return *this += 1; }
+    Iterator& operator++() {
+      ++place_;
+      return *this;
+    }
     Iterator operator++(int) { return Iterator(place_++); }
     Iterator& operator--() { return *this += -1; }
     Iterator operator--(int) { return Iterator(place_--); }
@@ -113,17 +165,18 @@ class QW_EXPORT Children : public ChildList {
     friend Iterator operator+(Iterator i, difference_type n) { return i += n; }
     friend Iterator operator+(difference_type n, Iterator i) { return i += n; }
     friend Iterator operator-(Iterator i, difference_type n) { return i -= n; }
-    friend difference_type operator-(Iterator a, Iterator b) { return a.place_ - b.place_; }
-    friend auto operator<=>(Iterator, Iterator) = default;
+    friend difference_type operator-(const Iterator& a, const Iterator& b) { return a.place_ - b.place_; }
+    friend bool operator==(const Iterator& a, const Iterator& b) { return a.place_ == b.place_; }
+    friend auto operator<=>(const Iterator& a, const Iterator& b) { return a.place_ <=> b.place_; }
 
    private:
-    const std::shared_ptr<QWDatabaseObject>* place_ = nullptr;
+    Objects::Iterator place_;
   };
 
   /// At the first child.
-  Iterator begin() const { return Iterator(objects().data()); }
+  Iterator begin() const { return Iterator(objects().begin()); }
   /// Behind the last child.
-  Iterator end() const { return Iterator(objects().data() + size()); }
+  Iterator end() const { return Iterator(objects().end()); }
   /// Requires: index < size().
   T& operator[](std::size_t index) const { return static_cast<T&>(*objects()[index]); }
   /// The child, kept alive. Requires: index < size().
@@ -133,13 +186,13 @@ class QW_EXPORT Children : public ChildList {
   /// store/model/QWDatabaseManager.h.
   template <class Child = T>
   std::shared_ptr<Child> create();
-  /// Appends a child, which leaves its former parent.
-  void add(std::shared_ptr<T> child) { addObject(std::move(child)); }
+  /// Appends a child, which leaves its former parent; false as `insertObject` says.
+  bool add(std::shared_ptr<T> child) { return addObject(std::move(child)); }
   /// Inserts a child, which leaves its former parent; beyond the end means the end.
-  void insert(std::shared_ptr<T> child, std::size_t index) { insertObject(std::move(child), index); }
+  bool insert(std::shared_ptr<T> child, std::size_t index) { return insertObject(std::move(child), index); }
   /// As `setObjects`.
-  void set(const std::vector<std::shared_ptr<T>>& children) {
-    setObjects({children.begin(), children.end()});
+  bool set(const std::vector<std::shared_ptr<T>>& children) {
+    return setObjects({children.begin(), children.end()});
   }
 };
 

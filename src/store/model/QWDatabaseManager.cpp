@@ -383,13 +383,42 @@ void QWDatabaseManager::nameChanged(QWDatabaseObject& object) {
   renamed_.push_back(object.sharedAs<QWDatabaseObject>());
 }
 
-void QWDatabaseManager::listIsStale(QWDatabaseObject& owner, qw::ChildList& list) {
-  staleLists_.emplace_back(owner.sharedAs<QWDatabaseObject>(), &list);
+void QWDatabaseManager::indexesChanged() {
+  if (observedIndexes_.empty() || settlesAtEndOfPass_) return;
+  settlesAtEndOfPass_ = true;
+  qw::RunLoop::current().atEndOfPass([weak = std::weak_ptr(sharedAs<QWDatabaseManager>())] {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->settlesAtEndOfPass_ = false;
+    self->settle();
+  });
 }
 
 void QWDatabaseManager::settle() {
-  while (!staleLists_.empty()) {
-    const auto lists = std::exchange(staleLists_, {});
-    for (const auto& [owner, list] : lists) list->settle();
-  }
+  struct Moved {
+    std::shared_ptr<QWDatabaseObject> object;
+    std::int64_t from, to;
+  };
+  std::vector<Moved> moved;
+  std::erase_if(observedIndexes_, [&](auto& observed) {
+    const auto object = observed.first.lock();
+    if (object && object->isObserved("index")) {
+      const std::int64_t index = object->index();
+      const std::int64_t told = std::exchange(observed.second, index);
+      if (told != index) moved.push_back({object, told, index});
+      return false;
+    }
+    if (object) object->indexIsObserved_ = false;
+    return true;
+  });
+  for (const auto& [object, from, to] : moved)
+    object->didChange({qw::Change::Kind::kSetting, "index", from, to, {}});
+}
+
+void QWDatabaseManager::numberChildren() {
+  for (std::size_t i = 0; i < editedLists_.size(); ++i) editedLists_[i].second->number();
+}
+
+void QWDatabaseManager::forgetSavedListEdits() {
+  std::erase_if(editedLists_, [](const auto& edited) { return edited.second->forgetSavedEdits(); });
 }

@@ -398,8 +398,13 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   bool canBeNamed(const qw::Class& c) const;
   void reportUnreachable(std::unordered_set<const QWDatabaseObject*> alone, std::span<const qw::RowWrite> rows) const;
   void commitDeletions(const std::vector<std::shared_ptr<QWDatabaseObject>>& deleted);
-  void listIsStale(QWDatabaseObject& owner, qw::ChildList& list);
+  /// Children moved: whoever observes an "index" hears of it at the end of the pass.
+  void indexesChanged();
+  /// Tells the observers of each "index" that is another one now.
   void settle();
+  /// Gives children that moved their numbers for the file.
+  void numberChildren();
+  void forgetSavedListEdits();
   void performWaitingMoves();
   qw::SynchronizationQueue& synchronizationQueue();
   void undoManagerWillPerform(qw::UndoManager&) override { settle(); }
@@ -434,7 +439,9 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   std::string readFailure_;  // the first one while the store is being opened
 
   std::vector<std::shared_ptr<QWDatabaseObject>> unsaved_;
-  std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> staleLists_;
+  std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> editedLists_;  // since a save
+  std::vector<std::pair<qw::Back<QWDatabaseObject>, std::int64_t>> observedIndexes_;       // as last told
+  bool settlesAtEndOfPass_ = false;
   std::vector<std::shared_ptr<QWDatabaseObject>> renamed_;  // since the last save
   std::vector<UnreachableRow> unreachableRows_;
   /// Which objects refer to, or own, another: made at the first save that has to know. It may name more.

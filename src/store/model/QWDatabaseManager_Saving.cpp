@@ -147,6 +147,7 @@ QWDatabaseManager::Changes QWDatabaseManager::ownChanges() const {
 
 std::vector<qw::RowWrite> QWDatabaseManager::takeRowWrites() {
   settle();
+  numberChildren();
   touchRowsThatName();
   std::vector<qw::RowWrite> rows;
   rows.reserve(unsaved_.size());
@@ -158,7 +159,7 @@ std::vector<qw::RowWrite> QWDatabaseManager::takeRowWrites() {
     if (!write) continue;
     using Kind = qw::RowWrite::Kind;
     const QWDatabaseObject& written = *write.object;
-    if (written.index_ < 0 && write.kind != Kind::kDelete &&
+    if (!written.place_ && write.kind != Kind::kDelete &&
         (write.kind == Kind::kInsert || !qw::ClassSchema::of(written.objectClass()).parents().empty()))
       alone.insert(&written);
     rows.push_back(std::move(write));
@@ -182,12 +183,16 @@ QWDatabaseManager::Changes QWDatabaseManager::computeChanges() {
 }
 
 bool QWDatabaseManager::saveChanges(const Changes& changes, qw::Error* error) {
-  return qw::SaveRun(*this).run(changes, {}, error);
+  if (!qw::SaveRun(*this).run(changes, {}, error)) return false;
+  forgetSavedListEdits();
+  return true;
 }
 
 bool QWDatabaseManager::save(qw::Error* error) {
   const auto rows = takeRowWrites();
-  return qw::SaveRun(*this).run(ownChanges(), rows, error);
+  if (!qw::SaveRun(*this).run(ownChanges(), rows, error)) return false;
+  forgetSavedListEdits();
+  return true;
 }
 
 std::optional<qw::Data> QWDatabaseManager::saveChanges(const Changes& changes,

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <limits>
 
 #include "platform/base/Log.h"
 #include "platform/system/ApplicationContext.h"
@@ -28,8 +27,14 @@ QWDatabaseObject::~QWDatabaseObject() = default;
 QWDatabaseManager* QWDatabaseObject::databaseManager() const { return manager_.get(); }
 
 std::int64_t QWDatabaseObject::index() const {
-  if (QWDatabaseManager* manager = databaseManager()) manager->settle();
-  return index_;
+  return place_ ? static_cast<std::int64_t>(qw::ChildList::Objects::indexOf(*this)) : -1;
+}
+
+void QWDatabaseObject::observerAdded(std::string_view key) {
+  QWDatabaseManager* manager = key == "index" && !indexIsObserved_ ? databaseManager() : nullptr;
+  if (!manager) return;
+  indexIsObserved_ = true;
+  manager->observedIndexes_.emplace_back(qw::Back<QWDatabaseObject>(this), index());
 }
 
 QWDatabaseObject::Rare& QWDatabaseObject::rare() {
@@ -117,10 +122,9 @@ void QWDatabaseObject::initWithRow(QWDatabaseManager& manager, QWDatabaseResultS
   lastModificationDate_ = date ? date->microseconds() : kNoDate;
   for (const auto& entry : schema.attributes()) entry.storage->read(reader, columns + entry.column, *this);
   if (schema.indexColumn() >= 0) {
-    const std::int64_t index = reader.int64(columns[schema.indexColumn()]);
-    index_ = index >= 0 && index < std::numeric_limits<std::int32_t>::max() ? static_cast<std::int32_t>(index)
-                                                                            : -1;
-    writtenIndex_ = index_;
+    const int column = columns[schema.indexColumn()];
+    const std::int64_t number = reader.isNull(column) ? -1 : reader.int64(column);
+    order_ = qw::ChildList::isNumber(number) ? number : -1;
   }
   if (row.loader_) return row.loader_->readRelations(*this, schema, reader, columns);
   qw::Loader::resolveSingleRow(manager, *this, schema, reader, columns);
@@ -137,7 +141,7 @@ void QWDatabaseObject::initByCopyingObject(QWDatabaseManager& manager, const QWD
   attach(manager);
   id_ = source.id_;
   lastModificationDate_ = source.lastModificationDate_;
-  index_ = source.index_;
+  order_ = source.order_;
   rare().originalObject = qw::Back<QWDatabaseObject>(const_cast<QWDatabaseObject*>(&source));
   copyAttributes(source);
   manager.registerObject(*this);
@@ -150,20 +154,39 @@ void QWDatabaseObject::initByCopyingObject(QWDatabaseManager& manager, const QWD
       entry.storage->relation->setTarget(*this, found);
     });
   }
-  for (const auto& entry : schema.owned())
-    if (const auto target = entry.storage->relation->target(source))
-      entry.storage->relation->setTarget(*this, target->copyInDatabaseManager(manager));
-  for (const auto& entry : schema.children()) {
-    qw::ChildList& list = entry.storage->relation->list(*this);
-    const qw::ChildList& from = entry.storage->relation->list(const_cast<QWDatabaseObject&>(source));
-    for (const auto& child : from.objects()) {
-      auto copy = child->copyInDatabaseManager(manager);
-      const qw::Property* parent = copy->objectClass().property(entry.property->inverse);
-      parent->storage->relation->setTarget(*copy, sharedAs<QWDatabaseObject>());
-      list.append(std::move(copy));
+  deleted_ = source.deleted_;
+  copyBelow(source);
+}
+
+/// Only the outermost object goes down, one object after the other: no tree is too deep for the stack.
+void QWDatabaseObject::copyBelow(const QWDatabaseObject& source) {
+  thread_local std::vector<std::pair<QWDatabaseObject*, const QWDatabaseObject*>>* waiting = nullptr;
+  if (waiting) {
+    waiting->emplace_back(this, &source);
+    return;
+  }
+  std::vector<std::pair<QWDatabaseObject*, const QWDatabaseObject*>> objects{{this, &source}};
+  waiting = &objects;
+  while (!objects.empty()) {
+    const auto [copy, from] = objects.back();
+    objects.pop_back();
+    QWDatabaseManager& manager = *copy->databaseManager();
+    const qw::ClassSchema& schema = qw::ClassSchema::of(copy->objectClass());
+    for (const auto& entry : schema.owned())
+      if (const auto target = entry.storage->relation->target(*from))
+        entry.storage->relation->setTarget(*copy, target->copyInDatabaseManager(manager));
+    for (const auto& entry : schema.children()) {
+      qw::ChildList& list = entry.storage->relation->list(*copy);
+      for (const auto& child :
+           entry.storage->relation->list(const_cast<QWDatabaseObject&>(*from)).objects()) {
+        auto childCopy = child->copyInDatabaseManager(manager);
+        const qw::Property* parent = childCopy->objectClass().property(entry.property->inverse);
+        parent->storage->relation->setTarget(*childCopy, copy->sharedAs<QWDatabaseObject>());
+        list.append(std::move(childCopy));
+      }
     }
   }
-  deleted_ = source.deleted_;
+  waiting = nullptr;
 }
 
 void QWDatabaseObject::initByImportingObject(QWDatabaseManager& manager, const QWDatabaseObject& source) {
@@ -331,14 +354,6 @@ void QWDatabaseObject::noteReorder() {
   remember(kOrderKey);
 }
 
-void QWDatabaseObject::setIndex(std::int64_t index) {
-  if (index_ == index) return;
-  willModify();
-  qw::ChangeScope scope(*this, "index");
-  index_ = static_cast<std::int32_t>(index);
-  touch();
-}
-
 void QWDatabaseObject::setDeleted(bool deleted) {
   if (deleted == deleted_) return;
   if (qw::UndoManager* undo = recordingUndoManager())
@@ -356,21 +371,44 @@ void QWDatabaseObject::setDeleted(bool deleted) {
 void QWDatabaseObject::deleteObject(bool record) {
   if (deleted_) return;
   const auto keep = shared_from_this();
-  detachFromParent(Leaving::kDeleted);
+  // Only the outermost call goes down, one object after the other: no tree is too deep for the stack.
+  thread_local std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, bool>>* waiting = nullptr;
+  if (waiting) {
+    markDeleted(record);
+    return deleteBelow(record, *waiting);
+  }
+  std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, bool>> objects;
+  waiting = &objects;
+  markDeleted(record);
+  deleteBelow(record, objects);
+  while (!objects.empty()) {
+    const auto [object, recorded] = std::move(objects.back());
+    objects.pop_back();
+    object->deleteObject(recorded);
+  }
+  waiting = nullptr;
+}
+
+/// Children stay in their deleted parent's list, where an undone deletion finds them.
+void QWDatabaseObject::deleteBelow(bool record,
+                                   std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, bool>>& waiting) {
   const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
-  setDeleted(true);
-  // Children stay in their deleted parent's list, where an undone deletion finds them.
+  const std::size_t first = waiting.size();
   for (const auto& entry : schema.children()) {
-    const auto children = entry.storage->relation->list(*this).objects();
-    for (const auto& child : children) {
-      if (beingImported_)
-        deleteChild(*child, entry.property->inverse);
-      else
-        child->deleteObject(record);
-    }
+    const qw::ChildList& list = entry.storage->relation->list(*this);
+    if (beingImported_)
+      for (const auto& child : list.toVector()) deleteChild(*child, entry.property->inverse);
+    else
+      for (const auto& child : list.objects()) waiting.emplace_back(child, record);
   }
   for (const auto& entry : schema.owned())
-    if (const auto target = entry.storage->relation->target(*this)) target->deleteObject(record);
+    if (const auto target = entry.storage->relation->target(*this)) waiting.emplace_back(target, record);
+  std::reverse(waiting.begin() + static_cast<std::ptrdiff_t>(first), waiting.end());
+}
+
+void QWDatabaseObject::markDeleted(bool record) {
+  detachFromParent(Leaving::kDeleted);
+  setDeleted(true);
   if (record)
     if (QWDatabaseManager* manager = databaseManager()) manager->addDeletedID(id_);
   if (rare_) {
@@ -397,8 +435,7 @@ bool QWDatabaseObject::moveToParent(const qw::Property& relation, QWDatabaseObje
   }
   const qw::Property* children = qw::ClassSchema::otherEnd(objectClass(), relation, parent->objectClass());
   if (!children) return false;
-  children->storage->relation->list(*parent).addObject(sharedAs<QWDatabaseObject>());
-  return true;
+  return children->storage->relation->list(*parent).addObject(sharedAs<QWDatabaseObject>());
 }
 
 void QWDatabaseObject::deleteChild(QWDatabaseObject& child, std::string_view parentKeyPath) {
@@ -431,11 +468,12 @@ void QWDatabaseObject::bindColumns(qw::RowBinder& row) const {
       for (const auto& value : *columns) row.bindValue(value.get());
     else
       entry.storage->bind(row, *this);
-    if (indexed && entry.property == indexed->property) row.bindInt64(index_);
+    if (indexed && entry.property == indexed->property) row.bindInt64(order_);
   }
 }
 
 std::function<void(QWDatabaseQuery&)> QWDatabaseObject::prepareBlock() const {
+  if (QWDatabaseManager* manager = databaseManager()) manager->numberChildren();
   return [copy = copyOfColumns()](QWDatabaseQuery& query) {
     qw::RowBinder row;
     const auto& columns = qw::ClassSchema::of(copy->objectClass()).columns();
@@ -454,7 +492,7 @@ std::shared_ptr<QWDatabaseObject> QWDatabaseObject::copyOfColumns() const {
   auto copy = std::static_pointer_cast<QWDatabaseObject>(objectClass().create());
   copy->id_ = id_;
   copy->lastModificationDate_ = lastModificationDate_;
-  copy->index_ = index_;
+  copy->order_ = order_;
   copy->copyUnread(*this);
   for (const auto& entry : qw::ClassSchema::of(objectClass()).stored()) {
     if (entry.storage->copy)
@@ -467,6 +505,7 @@ std::shared_ptr<QWDatabaseObject> QWDatabaseObject::copyOfColumns() const {
 
 std::vector<std::shared_ptr<QWDatabaseChange>> QWDatabaseObject::computeChanges() {
   std::vector<std::shared_ptr<QWDatabaseChange>> changes;
+  if (QWDatabaseManager* manager = databaseManager()) manager->numberChildren();
   if (qw::RowWrite write = takeWrite(sharedAs<QWDatabaseObject>()))
     changes.push_back(std::make_shared<QWDatabaseChange>(std::move(write)));
   return changes;
@@ -483,12 +522,11 @@ qw::RowWrite QWDatabaseObject::takeWrite(std::shared_ptr<QWDatabaseObject> objec
     }
   } else if (self.sqlID_ < 1) {
     write.kind = Kind::kInsert;
-  } else if (self.modificationsCount_ != 0 || self.mustWrite_ || self.index_ != self.writtenIndex_) {
+  } else if (self.modificationsCount_ != 0 || self.mustWrite_) {
     write.kind = Kind::kUpdate;
   }
   self.modificationsCount_ = 0;
   self.mustWrite_ = false;
-  self.writtenIndex_ = self.index_;
   return write;
 }
 

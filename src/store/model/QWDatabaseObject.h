@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/base/Error.h"
@@ -61,7 +62,9 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   bool isDeleted() const { return deleted_; }
   /// Whether `setBeingImported` is in effect.
   bool isBeingImported() const { return beingImported_; }
-  /// Place among the parent's children, -1 without a parent.
+  /// Place among the parent's children, from 0 on without gaps; -1 without a parent. Its observers hear of a
+  /// new one once, however many siblings came and went: before and after each undo and redo, with a save, and
+  /// at the end of the run loop's pass.
   std::int64_t index() const;
   /// On an object of a copied manager: what it was copied from. Null when that is gone.
   std::shared_ptr<QWDatabaseObject> originalObject() const;
@@ -87,7 +90,8 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
     QWDatabaseObject& object_;
   };
   /// Deletes the object with its children and owned objects: out of its parent's children, marked, and (if
-  /// `record`) its ID remembered as deleted. Undoable.
+  /// `record`) its ID remembered as deleted. Undoable. What lies below follows one after the other, however
+  /// deep: an override that is called for one of those finds its children still undeleted.
   virtual void deleteObject(bool record = true);
   /// Deletes a child whose parent vanished: at once, or, while this object is being imported, after the load
   /// if the value at the key path has not changed by then.
@@ -100,8 +104,9 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   std::shared_ptr<QWDatabaseObject> copyInDatabaseManager(QWDatabaseManager& manager) const;
   /// The object and all below it, of another store, with the same IDs in this one, undoably.
   std::shared_ptr<QWDatabaseObject> importInDatabaseManager(QWDatabaseManager& manager) const;
-  /// A copy with a new ID, through an archive; null with the error set when something in it cannot be
-  /// archived.
+  /// A copy with a new ID, through an archive. Null with the error set when something in it cannot be
+  /// archived, or objects lead to each other in a longer chain than archives hold, as in a tree of some 490
+  /// levels.
   [[nodiscard]] std::shared_ptr<QWDatabaseObject> duplicateInDatabaseManager(QWDatabaseManager& manager,
                                                                qw::Error* error = nullptr) const;
   /// A copy in the same store.
@@ -126,6 +131,8 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   /// An object from a row: every attribute is read, relations are resolved when the load ends.
   virtual void initWithRow(QWDatabaseManager& manager, QWDatabaseResultSet& row);
   /// An object of a copied manager, with all below it.
+  /// What lies below is copied when this returns, for objects that are themselves copied with another one
+  /// when that returns.
   virtual void initByCopyingObject(QWDatabaseManager& manager, const QWDatabaseObject& source);
   /// An object from another store, with all below it: registered, an undoable creation.
   virtual void initByImportingObject(QWDatabaseManager& manager, const QWDatabaseObject& source);
@@ -261,7 +268,6 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   void touch();
   /// Another order of its children is an edit of this object.
   void noteReorder();
-  void setIndex(std::int64_t index);
   void attach(QWDatabaseManager& manager);
   void copyAttributes(const QWDatabaseObject& source);
   /// `recorded`: undoing it remembers the ID as deleted, if it was in a file.
@@ -278,15 +284,19 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   enum class Leaving : std::uint8_t { kDeleted, kForGood };
   void detachFromParent(Leaving leaving);
   Rare& rare();
+  void observerAdded(std::string_view key) override;
+  void markDeleted(bool record);
+  void deleteBelow(bool record, std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, bool>>& waiting);
+  void copyBelow(const QWDatabaseObject& source);
 
   qw::Back<QWDatabaseManager> manager_;
   qw::ObjectID id_;
   std::int64_t sqlID_ = 0;
   std::int64_t lastModificationDate_ = kNoDate;  // microseconds
   std::unique_ptr<Rare> rare_;
+  std::int64_t order_ = -1;  // number among the siblings, for the file
+  void* place_ = nullptr;    // the list's own
   std::int32_t modificationsCount_ = 0;
-  std::int32_t index_ = -1;
-  std::int32_t writtenIndex_ = -1;  // in the row of the file
   std::uint32_t scope_ = 0;         // of the undo manager: what `isNew_` and `isStamped_` hold for
   bool isNew_ = false;              // created in that scope
   bool isStamped_ = false;          // undoing that scope brings the modification date back
@@ -295,6 +305,8 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   bool registered_ = false;
   bool queued_ = false;     // in the manager's list of objects to save
   bool mustWrite_ = false;  // the count cannot tell whether the row is right
+  bool unplaced_ = false;   // the number is not between the neighbours'
+  bool indexIsObserved_ = false;
 };
 
 #include "store/model/Attributes.h"  // IWYU pragma: export

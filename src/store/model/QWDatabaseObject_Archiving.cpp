@@ -23,7 +23,7 @@ void QWDatabaseObject::encodeWithCoder(qw::KeyedArchiver& coder) const {
       coder.encodeConditionalObject(target, entry.property->key);
   if (schema.indexColumn() >= 0) coder.encodeInt64(index(), "index");
   for (const auto& entry : schema.children())
-    coder.encodeObjects(entry.storage->relation->list(const_cast<QWDatabaseObject&>(*this)).objects(),
+    coder.encodeObjects(entry.storage->relation->list(const_cast<QWDatabaseObject&>(*this)).toVector(),
                         entry.property->key);
 }
 
@@ -65,7 +65,6 @@ void QWDatabaseObject::initWithCoder(qw::KeyedUnarchiver& coder) {
           list.indexOf(*child) != qw::ChildList::kNone)
         continue;
       child->objectClass().property(entry.property->inverse)->storage->relation->setTarget(*child, self);
-      child->index_ = static_cast<std::int32_t>(list.size());
       list.append(child);
     }
   }

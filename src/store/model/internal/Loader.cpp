@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 
 #include "platform/base/Log.h"
 #include "store/model/QWDatabaseManager.h"
@@ -28,6 +29,12 @@ std::vector<Loader::ObjectPointer>& Loader::Buckets::listFor(const ObjectID& par
     lastPlace = entry->second;
   }
   return lists[lastPlace];
+}
+
+Loader::Buckets* Loader::Table::bucketsFor(std::string_view parentKey) {
+  for (auto& [key, found] : buckets)
+    if (key == parentKey) return &found;
+  return nullptr;
 }
 
 std::shared_ptr<QWDatabaseObject> Loader::loadRoot(const Class& root) {
@@ -121,12 +128,15 @@ void Loader::keep(Table& table, ObjectPointer object) {
   if (rowParents_.size() == 1 && rowParent_ &&
       attachAtOnce(object, *rowParents_.front().property, *rowParent_))
     return;
-  for (const Link& parent : rowParents_)
-    table.buckets[parent.property->key].listFor(parent.target).push_back(object);
+  for (const Link& parent : rowParents_) {
+    Buckets* buckets = table.bucketsFor(parent.property->key);
+    if (!buckets) buckets = &table.buckets.emplace_back(parent.property->key, Buckets()).second;
+    buckets->listFor(parent.target).push_back(object);
+  }
 }
 
 void Loader::openListOf(QWDatabaseObject& parent, const Property& parentProperty) {
-  open_ = {&parent, &parentProperty, parent.sharedAs<QWDatabaseObject>(), nullptr, nullptr, true};
+  open_ = {&parent, &parentProperty, parent.sharedAs<QWDatabaseObject>(), nullptr, nullptr};
   const Property* children = parent.objectClass().property(parentProperty.inverse);
   if (!children || children->kind != PropertyKind::kChildren) return;
   open_.list = &children->storage->relation->list(parent);
@@ -137,24 +147,23 @@ bool Loader::attachAtOnce(ObjectPointer& object, const Property& parentProperty,
   if (open_.parent != &parent || open_.parentProperty != &parentProperty) openListOf(parent, parentProperty);
   if (!open_.list || !object->isKindOf(*open_.elementClass)) return false;
   parentProperty.storage->relation->setTarget(*object, open_.owner.get());
-  auto& items = open_.list->items_;
-  if (open_.isRegular && object->index_ != static_cast<std::int64_t>(items.size())) {
-    open_.isRegular = false;
-    irregular_.push_back(open_.list);
-  }
-  items.push_back(object);
+  append(*open_.list, object);
   arrive(std::move(object));
   return true;
 }
 
-void Loader::sortByIndex(ChildList& list) {
-  const auto byIndex = [](const ObjectPointer& a, const ObjectPointer& b) { return a->index_ < b->index_; };
-  auto& items = list.items_;
-  if (!std::is_sorted(items.begin(), items.end(), byIndex))
-    std::stable_sort(items.begin(), items.end(), byIndex);
-  // Gaps and doubles in the stored order are closed at the next save.
-  for (std::size_t i = 0; i < items.size(); ++i)
-    if (items[i]->index_ != static_cast<std::int64_t>(i)) return list.markStale(i);
+/// Rows that come in their order, as most do, need no sorting.
+void Loader::append(ChildList& list, const ObjectPointer& child) {
+  const bool isInOrder =
+      child->order_ >= 0 && (list.items_.empty() || list.items_.back()->order_ < child->order_);
+  list.items_.push_back(child);
+  if (!isInOrder && (disordered_.empty() || disordered_.back() != &list)) disordered_.push_back(&list);
+}
+
+void Loader::sortDisordered() {
+  std::sort(disordered_.begin(), disordered_.end());
+  disordered_.erase(std::unique(disordered_.begin(), disordered_.end()), disordered_.end());
+  for (ChildList* list : std::exchange(disordered_, {})) list->sort();
 }
 
 /// Room for as many objects as the table may have rows: its highest row number, or what fits the file if that
@@ -172,13 +181,16 @@ void Loader::reserveFor(const std::string& table) {
 }
 
 Loader::Table& Loader::tableOf(const Class& c) {
-  const std::string& name = ClassSchema::of(c).table();
-  Table& table = tables_[name];
-  if (table.read) return table;
-  table.read = true;
+  Table*& known = tableByClass_[&c];
+  if (known) return *known;
   // Rows of a table that classes share may be of any of them, not only of the one that is asked for.
+  const std::string& name = ClassSchema::of(c).table();
   const Class* base = &c;
   while (base->superclass() && base->superclass()->table() == name) base = base->superclass();
+  Table& table = tables_[base];
+  known = &table;
+  if (table.read) return table;
+  table.read = true;
   reserveFor(name);
   auto rows = manager_.executeQuery(manager_.prepareQuery("SELECT * FROM " + ClassSchema::quoted(name)));
   if (!rows) return table;
@@ -187,10 +199,7 @@ Loader::Table& Loader::tableOf(const Class& c) {
     if (ObjectPointer object = makeObject(*base, *rows)) keep(table, std::move(object));
   registerArrived();
   open_ = {};
-  std::sort(irregular_.begin(), irregular_.end());
-  irregular_.erase(std::unique(irregular_.begin(), irregular_.end()), irregular_.end());
-  for (ChildList* list : irregular_) sortByIndex(*list);
-  irregular_.clear();
+  sortDisordered();
   return table;
 }
 
@@ -212,25 +221,23 @@ void Loader::attachChildren(QWDatabaseObject& parent) {
   for (const auto& entry : ClassSchema::of(parent.objectClass()).children()) {
     const Relation& relation = *entry.storage->relation;
     Table& table = tableOf(relation.targetClass());
-    const auto buckets = table.buckets.find(entry.property->inverse);
-    if (buckets == table.buckets.end()) continue;
-    const auto place = buckets->second.places.find(parent.ID());
-    if (place == buckets->second.places.end()) continue;
-    std::vector<ObjectPointer> children = std::move(buckets->second.lists[place->second]);
-    buckets->second.lists[place->second].clear();
+    Buckets* buckets = table.bucketsFor(entry.property->inverse);
+    if (!buckets) continue;
+    const auto place = buckets->places.find(parent.ID());
+    if (place == buckets->places.end()) continue;
+    const std::vector<ObjectPointer> children = std::exchange(buckets->lists[place->second], {});
     ChildList& list = relation.list(parent);
-    list.items_.reserve(list.items_.size() + children.size());
     for (ObjectPointer& child : children) {
       if (child->registered_ || !child->isKindOf(relation.targetClass())) {
-        dropped_.push_back(std::move(child));
+        dropped_.push_back(child);
         continue;
       }
       child->objectClass().property(entry.property->inverse)->storage->relation->setTarget(*child, &parent);
-      list.items_.push_back(child);
+      append(list, child);
       arrive(std::move(child));
     }
     registerArrived();
-    sortByIndex(list);
+    sortDisordered();
   }
 }
 

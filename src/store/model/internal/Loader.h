@@ -50,8 +50,10 @@ class Loader {
   };
   struct Table {
     bool read = false;
-    std::unordered_map<std::string_view, Buckets> buckets;  // by parent key
-    std::unordered_map<ObjectID, ObjectPointer> ownedByID;  // rows without a parent
+    std::vector<std::pair<std::string_view, Buckets>> buckets;  // by parent key: one or two
+    std::unordered_map<ObjectID, ObjectPointer> ownedByID;      // rows without a parent
+
+    Buckets* bucketsFor(std::string_view parentKey);
   };
   struct Link {
     QWDatabaseObject* object;
@@ -72,7 +74,6 @@ class Loader {
     ObjectPointer owner;
     ChildList* list = nullptr;  // null: the parent takes no such children
     const Class* elementClass = nullptr;
-    bool isRegular = false;  // so far the children came in their order
   };
 
   void reserveFor(const std::string& table);
@@ -84,7 +85,8 @@ class Loader {
   /// such children.
   bool attachAtOnce(ObjectPointer& object, const Property& parentProperty, QWDatabaseObject& parent);
   void openListOf(QWDatabaseObject& parent, const Property& parentProperty);
-  static void sortByIndex(ChildList& list);
+  void append(ChildList& list, const ObjectPointer& child);
+  void sortDisordered();
   void attachChildren(QWDatabaseObject& parent);
   void attachOwned();
   void resolveReferences();
@@ -93,7 +95,8 @@ class Loader {
   void registerArrived();
 
   QWDatabaseManager& manager_;
-  std::unordered_map<std::string, Table> tables_;
+  std::unordered_map<const Class*, Table> tables_;  // by the first class of each
+  std::unordered_map<const Class*, Table*> tableByClass_;
   std::vector<ObjectPointer> arrived_;  // not registered yet
   std::size_t arrivedCount_ = 0;
   std::vector<QWDatabaseObject*> parents_;  // arrived objects whose class has children, in order
@@ -104,7 +107,7 @@ class Loader {
   std::array<Recent, 16> recent_;       // by column
 
   OpenList open_;
-  std::vector<ChildList*> irregular_;  // lists that got children out of their order while a table was read
+  std::vector<ChildList*> disordered_;  // lists whose rows did not come in their order
   // Of the row being read:
   std::vector<Link> rowParents_;
   QWDatabaseObject* rowParent_ = nullptr;  // the first one, if it has arrived
