@@ -225,7 +225,7 @@ void Loader::attachChildren(QWDatabaseObject& parent) {
     if (!buckets) continue;
     const auto place = buckets->places.find(parent.ID());
     if (place == buckets->places.end()) continue;
-    const std::vector<ObjectPointer> children = std::exchange(buckets->lists[place->second], {});
+    std::vector<ObjectPointer> children = std::exchange(buckets->lists[place->second], {});
     ChildList& list = relation.list(parent);
     for (ObjectPointer& child : children) {
       if (child->registered_ || !child->isKindOf(relation.targetClass())) {
