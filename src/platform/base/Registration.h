@@ -3,11 +3,13 @@
 #include <functional>
 #include <utility>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// Something that was registered and ends when this value is destroyed: an observer, a timer, a source.
 /// Move-only; an empty one ends nothing. The function that returns one documents on which thread it may end.
-class [[nodiscard]] Registration {
+class [[nodiscard]] QW_EXPORT Registration {
  public:
   Registration() = default;
   /// `end` is called once.

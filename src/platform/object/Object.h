@@ -41,7 +41,7 @@ struct QW_EXPORT Change {
 
 /// Keeps an observer in place; destroying it (or `reset`) removes the observer, which is then not called
 /// again, even when this happens while the same change is being delivered. May outlive the observed object.
-class [[nodiscard]] Observation {
+class [[nodiscard]] QW_EXPORT Observation {
  public:
   struct State;
 

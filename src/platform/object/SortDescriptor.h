@@ -104,4 +104,6 @@ class QW_EXPORT SortDescriptor {
   std::shared_ptr<const Comparator> comparator_;
 };
 
+QW_EXPORT bool operator==(const SortDescriptor& a, const SortDescriptor& b);
+
 }  // namespace qw

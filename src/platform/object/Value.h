@@ -237,6 +237,8 @@ class QW_EXPORT Value {
       store_;
 };
 
+QW_EXPORT bool operator==(const Value& a, const Value& b);
+
 static_assert(sizeof(Value) <= 40);
 
 /// For hashed containers of values.
@@ -278,6 +280,8 @@ class QW_EXPORT ValueSet {
   Array elements_;
   std::unordered_map<Value, std::size_t, ValueHash> positions_;
 };
+
+QW_EXPORT bool operator==(const ValueSet& a, const ValueSet& b);
 
 /// A borrowed look at a value while a predicate or a sort runs: 16 bytes, nothing is copied. Valid only until
 /// the object that it was read from changes.
