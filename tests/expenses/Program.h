@@ -26,6 +26,7 @@ class ProgramTest : public testing::Test {
   using Words = std::vector<std::string>;
   /// As a shell reads them.
   static Words words(const char* line) {
+    if (!*line) return {};
     gchar** parsed = nullptr;
     EXPECT_TRUE(g_shell_parse_argv(line, nullptr, &parsed, nullptr)) << line;
     Words words;

@@ -204,6 +204,16 @@ TEST_F(Copies, RequestsWaitForTheirObject) {
   EXPECT_EQ(calls.size(), std::string("4-1+2+5+3-6-").size());
   EXPECT_FALSE(map.hasRequestsForKey("y"));
   EXPECT_TRUE(copy.hasRequestsForKey("x")) << "a copy has requests of its own";
+  // Many keys come, go and come again.
+  for (int round = 0; round < 3; ++round) {
+    for (int i = 0; i < 1000; ++i) map.setObjectForKey(account, std::to_string(i));
+    EXPECT_EQ(map.count(), 1000u);
+    for (int i = 0; i < 1000; i += 2) map.removeObjectForKey(std::to_string(i));
+    EXPECT_EQ(map.count(), 500u);
+    EXPECT_EQ(map.objectForKey("500"), nullptr);
+    EXPECT_EQ(map.objectForKey("501"), account);
+  }
+  EXPECT_EQ(map.allKeys().size(), 500u);
 }
 
 TEST_F(Copies, ObjectsWhoseParentStaysAwayAreDeleted) {

@@ -97,7 +97,7 @@ TEST_F(Crash, AKilledSaveLeavesTheStateBeforeOrAfterIt) {
   const int runs = isLongRun() ? 200 : 15;
   int inside = 0, leftJournal = 0, foundBefore = 0, foundAfter = 0;
   std::mt19937 random(20);
-  std::uniform_real_distribution<double> share(0, 1);
+  std::uniform_real_distribution<double> share(0.1, 1.3);
   // However late the kills come, some come in time.
   for (int i = 0; i < runs || (foundBefore == 0 && i < 50 * runs); ++i) {
     restoreTo(path());
