@@ -244,9 +244,10 @@ class RandomWalk : public LedgerTest {
       }
       case 11: {  // a move, within a list or to another
         if (!entry || !account) break;
-        set(*entry, "parent");
         const bool within = entry->account() == account.get();
         const std::size_t index = random(account->entries().size() + (within ? 0 : 1));
+        if (within && entry->index() == static_cast<std::int64_t>(index)) break;
+        set(*entry, "parent");
         within ? account->entries().move(*entry, index) : account->entries().insert(entry, index);
         take(model, entry->ID().text());
         insert(model, account->ID().text(), entry->ID().text(), index);
@@ -254,11 +255,12 @@ class RandomWalk : public LedgerTest {
       }
       case 12: {
         if (!tag || isBelow(otherTag.get(), *tag)) break;
-        set(*tag, "parent");
         auto& list = otherTag && random(3) ? otherTag->tags() : ledger.tags();
         const std::string owner = list.owner()->ID().text();
         const bool within = model[tag->ID().text()].parent == owner;
         const std::size_t index = random(list.size() + (within ? 0 : 1));
+        if (within && tag->index() == static_cast<std::int64_t>(index)) break;
+        set(*tag, "parent");
         within ? list.move(*tag, index) : list.insert(tag, index);
         take(model, tag->ID().text());
         insert(model, owner, tag->ID().text(), index);
