@@ -212,10 +212,8 @@ void QWDatabaseObject::initByImportingObject(QWDatabaseManager& manager, const Q
   }
   for (const auto& entry : schema.owned())
     if (const auto target = entry.storage->relation->target(source); target && !target->isDeleted()) {
-      // It may have come before its owner.
-      auto imported = manager.objectWithID(target->ID());
-      if (!imported || &imported->objectClass() != &target->objectClass())
-        imported = target->importInDatabaseManager(manager);
+      // One that is here already belongs to another owner, and is not shared.
+      const auto imported = target->importInDatabaseManager(manager);
       entry.storage->relation->setTarget(*this, imported);
       const QWDatabaseManager* from = target->databaseManager();
       if (from && from->originalDatabaseManager().get() == &manager)
@@ -347,10 +345,21 @@ void QWDatabaseObject::touch() {
 }
 
 void QWDatabaseObject::noteReorder() {
+  // A move is undone by its two halves, which do not come here: the row that gets its date back is told so.
+  struct Rewrite {
+    static void run(qw::Object& target, const qw::Property*, const qw::Value&, std::int64_t recorded) {
+      auto& self = static_cast<QWDatabaseObject&>(target);
+      self.willModify();
+      self.mustWrite_ = true;
+      self.touch();
+      qw::UndoManager* undo = recorded ? self.recordingUndoManager() : nullptr;
+      if (undo) undo->registerAction(self, &run, nullptr, {}, 1);
+    }
+  };
   willModify();
-  mustWrite_ = true;
   stamp();
-  touch();
+  const qw::UndoManager* undo = recordingUndoManager();
+  Rewrite::run(*this, nullptr, {}, undo && !undo->isUndoing() && !undo->isRedoing());
   remember(kOrderKey);
 }
 
