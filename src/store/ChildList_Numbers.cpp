@@ -108,6 +108,9 @@ void ChildList::place(QWDatabaseObject& child, std::size_t index) {
   if (!isNumber(number)) return markUnplaced(child);
   child.order_ = number;
   child.unplaced_ = false;
+  // The row has another number even when undo brings the child back to a parent that it never left in the
+  // file.
+  if (child.sqlID_ > 0) child.mustWrite_ = true;
 }
 
 std::vector<std::size_t> ChildList::unplacedIndexes() {
