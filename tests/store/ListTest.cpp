@@ -14,8 +14,8 @@ class Lists : public LedgerTest {
   void SetUp() override {
     store = open();
     store->undoManager()->setGroupsByEvent(false);
+    const qw::UndoRegistrationDisabled scope(store->undoManager());
     for (const char* name : {"A", "B"}) addAccount(*store, name);
-    store->undoManager()->removeAllActions();
   }
   Account& account(std::size_t i = 0) const { return store->ledger().accounts()[i]; }
   void fill(std::size_t count) {
@@ -148,12 +148,13 @@ TEST_F(Lists, ReadingAnIndexChangesNothingAndItsObserversHearOnce) {
   EXPECT_EQ(told, "100>50 ");
   store->undoManager()->undo();
   EXPECT_EQ(told, "100>50 50>100 ");
-  list.move(*watched, 0);
+  step(*store, [&] { list.move(*watched, 0); });
   qw::RunLoop::current().drain();
   EXPECT_EQ(told, "100>50 50>100 100>0 ");
 }
 
 TEST_F(Lists, ACircleOfParentsIsRefused) {
+  store->undoManager()->setGroupsByEvent(true);
   const auto above = tag(), middle = tag(), below = tag(), beside = tag();
   store->ledger().tags().set({above, beside});
   above->tags().add(middle);
@@ -172,6 +173,7 @@ TEST_F(Lists, ACircleOfParentsIsRefused) {
 
 TEST_F(Lists, TakingOutAndPuttingInAgainIsAReorder) {
   fill(4);
+  store->undoManager()->setGroupsByEvent(true);
   const auto copy = store->copy();
   auto& there = static_cast<Account&>(*copy->objectWithID(account().ID()));
   there.entries().insert(there.entries().at(3), 0);
@@ -206,7 +208,7 @@ TEST_F(Lists, TreesOfAnyDepthAreCopiedDeletedSavedLoadedAndFreed) {
     const auto copy = store->copy();
     ASSERT_TRUE(copy->objectWithID(lastID));
     copy->objectWithID(lastID)->setValueForKey("bottom", "name");
-    copy->commitChangesToOriginalDatabaseManager();
+    step(*store, [&] { copy->commitChangesToOriginalDatabaseManager(); });
   }
   EXPECT_EQ(static_cast<Tag&>(*store->objectWithID(lastID)).name(), "bottom");
   EXPECT_FALSE(first->duplicate(&error));

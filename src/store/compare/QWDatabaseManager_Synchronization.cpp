@@ -88,25 +88,34 @@ void QWDatabaseManager::performWaitingMoves() {
   for (const WaitingMove& move : moves) {
     QWDatabaseObject& object = *move.object;
     if (object.isDeleted()) continue;
-    const auto takes = [&](const Ancestor& place, const qw::ChildList* siblings) {
-      qw::ChildList* list = place.object && !place.object->isDeleted()
-                                ? listFor(object, *place.property, *place.object)
-                                : nullptr;
-      if (!list || qw::ChildList::isOrIsBelow(*place.object, object)) return false;
-      insert(object, *list, siblings);
-      return true;
+    const auto listIn = [&](const Ancestor& place) {
+      return place.object && !place.object->isDeleted() ? listFor(object, *place.property, *place.object)
+                                                        : nullptr;
     };
-    bool isPlaced = takes({move.parentProperty, move.parent}, move.siblings);
+    qw::ChildList* chosen = listIn({move.parentProperty, move.parent});
+    if (chosen && !qw::ChildList::isOrIsBelow(*move.parent, object)) {
+      insert(object, *chosen, move.siblings);
+      continue;
+    }
     // Where it cannot go it returns to its former parent, or the next one above that; a new object, which has
     // none, goes below the next one above it in the store that it comes from.
-    std::unordered_set<const QWDatabaseObject*> seen;
+    bool isPlaced = false;
+    auto below = qw::ChildList::allBelow(object);
+    below.insert(&object);
+    const auto takes = [&](const Ancestor& place) {
+      qw::ChildList* list = listIn(place);
+      if (!list || below.contains(place.object.get())) return false;
+      insert(object, *list, nullptr);
+      return true;
+    };
+    std::unordered_set<const QWDatabaseObject*> passed;
     for (Ancestor above = formerParentOf(object);
-         above.object && !isPlaced && seen.insert(above.object.get()).second;
+         above.object && !isPlaced && passed.insert(above.object.get()).second;
          above = formerParentOf(*above.object))
-      isPlaced = takes(above, nullptr);
+      isPlaced = takes(above);
     for (Ancestor above{move.parentProperty, move.siblingsOwner}; above.object && !isPlaced;
          above = parentOf(*above.object))
-      isPlaced = takes({above.property, objectWithID(above.object->ID())}, nullptr);
+      isPlaced = takes({above.property, objectWithID(above.object->ID())});
     if (!isPlaced) object.deleteObject();
   }
 }

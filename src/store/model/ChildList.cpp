@@ -94,6 +94,13 @@ std::size_t ChildList::indexOf(const QWDatabaseObject& child) const {
   return items_.contains(child) ? Objects::indexOf(child) : kNone;
 }
 
+std::unordered_set<const QWDatabaseObject*> ChildList::allBelow(const QWDatabaseObject& object) {
+  std::unordered_set<const QWDatabaseObject*> all;
+  Descendants below(object);
+  while (const QWDatabaseObject* found = below.next()) all.insert(found);
+  return all;
+}
+
 bool ChildList::isOrIsBelow(const QWDatabaseObject& object, const QWDatabaseObject& other) {
   if (&object == &other) return true;
   Descendants below(other);

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/base/Export.h"
@@ -78,6 +79,7 @@ class QW_EXPORT ChildList {
   /// Looks from the object upwards and from the other one downwards at once, and ends with whichever way ends
   /// first: a tree of n objects is put together, in any order, with O(n log n) steps in all.
   static bool isOrIsBelow(const QWDatabaseObject& object, const QWDatabaseObject& other);
+  static std::unordered_set<const QWDatabaseObject*> allBelow(const QWDatabaseObject& object);
 
  private:
   friend class Loader;

@@ -78,14 +78,12 @@ ChildList::Edits& ChildList::edits() {
 
 bool ChildList::isNumber(std::int64_t number) { return number >= 0 && number < kEnd; }
 
-/// Whether the child was here when the numbers were given; it keeps the number it had then.
+/// Whether the child was here when the numbers were given. It has the number of then, which stays released
+/// until it is known whether that is in order: the row may come to have another one, and that write may fail.
 bool ChildList::takesBack(QWDatabaseObject& child) {
   if (edits_) {
     const auto former = edits_->released.find(child.order_);
-    if (former != edits_->released.end() && former->second == &child) {
-      edits().released.erase(former);
-      return true;
-    }
+    if (former != edits_->released.end() && former->second == &child) return true;
   }
   child.order_ = -1;
   return false;
@@ -110,6 +108,9 @@ void ChildList::place(QWDatabaseObject& child, std::size_t index) {
   if (!isNumber(number)) return markUnplaced(child);
   child.order_ = number;
   child.unplaced_ = false;
+  // The row has another number even when undo brings the child back to a parent that it never left in the
+  // file.
+  if (child.sqlID_ > 0) child.mustWrite_ = true;
 }
 
 std::vector<std::size_t> ChildList::unplacedIndexes() {
@@ -163,7 +164,12 @@ void ChildList::keepNumbersInOrder(std::size_t begin, std::size_t end) {
   for (std::size_t i = begin; i < end; ++i) numbers.push_back(items_[i]->order_);
   const std::int64_t low = begin > 0 ? items_[begin - 1]->order_ : -1;
   const std::int64_t high = end < items_.size() ? items_[end]->order_ : kEnd;
-  for (const std::size_t kept : longestAscending(numbers, low, high)) items_[begin + kept]->unplaced_ = false;
+  for (const std::size_t kept : longestAscending(numbers, low, high)) {
+    QWDatabaseObject& child = *items_[begin + kept];
+    child.unplaced_ = false;
+    const auto released = edits_->released.find(child.order_);
+    if (released != edits_->released.end() && released->second == &child) edits_->released.erase(released);
+  }
 }
 
 /// Takes neighbours in until there is room, the more of it the more of them: so a place where insertions go
