@@ -254,8 +254,9 @@ class ValueView {
   }
   ValueView(Date date) : kind_(Kind::kDate) { content_.integer = date.microseconds(); }
   template <class T>
-  requires(detail::IsForeignPointer<T> || std::is_convertible_v<T*, const Class*>) ValueView(T*)
+  requires(!std::is_convertible_v<T*, Object*> && !std::is_convertible_v<T*, const char*>) ValueView(T*)
   = delete;
+  ValueView(const char* text) : ValueView(std::string_view(text)) {}
   ValueView(Object* object) : kind_(object ? Kind::kObject : Kind::kNull) { content_.pointer = object; }
   /// For kinds without a form of their own.
   ValueView(const Value& value);
