@@ -18,9 +18,7 @@ class Book : public QWDatabaseObject {
   Category& rootCategory() const { return *rootCategory_; }
   /// What sums are counted in: one of the currencies.
   Currency* homeCurrency() const { return homeCurrency_.get(); }
-  void setHomeCurrency(Currency* currency) {
-    assign<&Book::homeCurrency_>(currency);
-  }
+  void setHomeCurrency(Currency* currency) { assign<&Book::homeCurrency_>(currency); }
 
   std::string synchronizationDescription() const override { return "Book"; }
 

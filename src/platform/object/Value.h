@@ -311,8 +311,10 @@ class QW_EXPORT ValueView {
   /// A moment.
   ValueView(Date date) : kind_(Kind::kDate) { content_.integer = date.microseconds(); }
   template <class T>
-  requires(detail::IsForeignPointer<T> || std::is_convertible_v<T*, const Class*>) ValueView(T*)
+  requires(!std::is_convertible_v<T*, Object*> && !std::is_convertible_v<T*, const char*>) ValueView(T*)
   = delete;
+  /// A text that ends with a NUL.
+  ValueView(const char* text) : ValueView(std::string_view(text)) {}
   /// An object, which must outlive the view; null for a null pointer.
   ValueView(Object* object) : kind_(object ? Kind::kObject : Kind::kNull) { content_.pointer = object; }
   /// For kinds without a form of their own.
