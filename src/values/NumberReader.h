@@ -9,9 +9,13 @@
 
 /// How a formatter writes numbers, as far as a reader must know.
 struct NumberNotation {
+  /// Before the fraction; one character.
   std::string decimalSeparator = ".";
+  /// Between groups; empty for none.
   std::string groupingSeparator = ",";
+  /// Before a negative number.
   std::string minusSign = "-";
+  /// The first of ten digits in a row.
   char32_t zeroDigit = U'0';
   std::size_t secondaryGroupingSize = 3;  ///< of the groups left of the last, which always has three digits
 };
@@ -23,10 +27,12 @@ struct NumberNotation {
 /// blanks count as one, and so do both apostrophes. There is no exponent. A plain value; any thread.
 class NumberReader {
  public:
+  /// Whether the separators of a text are guessed, or those of the notation.
   enum class Separators { kGuessed, kOwn };
   /// No longer text is a number.
   static constexpr std::size_t kMaxTextSize = qw::Decimal::kMaxReadSize;
 
+  /// Of a notation.
   explicit NumberReader(NumberNotation notation);
 
   /// The number that the whole text is, apart from white space around it; digits beyond 38 are rounded.

@@ -12,22 +12,29 @@
 #include "values/NumberReader.h"
 
 /// How numbers are written: the patterns and signs that ICU knows for a locale (Unicode TR 35) under the
-/// wishes of a formatter. Almost every number is written here from what ICU's format was found to do; the
+/// settings of a formatter. Almost every number is written here from what ICU's format was found to do; the
 /// rest, and everything where that was found to differ, by ICU itself. Negative numbers begin with a minus
 /// sign where the locale would put them into parentheses or the sign behind them. Belongs to one formatter
 /// and its thread.
 class NumberStyle {
  public:
+  /// What kind of number is meant.
   enum class Kind : std::uint8_t { kDecimal, kCurrency, kPercent };
 
   /// What is not set is the locale's.
   struct Wishes {
+    /// What kind of number is meant.
     Kind kind = Kind::kDecimal;
+    /// Before the fraction.
     std::optional<std::string> decimalSeparator;
+    /// Between groups; empty for none.
     std::optional<std::string> groupingSeparator;
     std::optional<std::string> currencyCode;  ///< ISO 4217
+    /// Shown with an amount, in place of that of the code.
     std::optional<std::string> currencySymbol;
+    /// Shown even when they are zero.
     std::optional<int> minimumFractionDigits;
+    /// Further digits are rounded.
     std::optional<int> maximumFractionDigits;
   };
 
@@ -39,16 +46,24 @@ class NumberStyle {
 
   /// Rounded half to even to the digits that are shown, and without a sign when that is zero.
   std::string format(const qw::Decimal& value) const;
+  /// Reads what this writes.
   const NumberReader& reader() const { return reader_; }
+  /// Before the fraction.
   const std::string& decimalSeparator() const { return decimalSeparator_; }
+  /// Between groups; empty for none.
   const std::string& groupingSeparator() const { return groupingSeparator_; }
+  /// As the locale writes it.
   const std::string& percentSign() const { return percentSign_; }
+  /// Shown even when they are zero.
   int minimumFractionDigits() const { return minimumFractionDigits_; }
+  /// Further digits are rounded.
   int maximumFractionDigits() const { return maximumFractionDigits_; }
 
-  /// From 0 to `kMaxFractionDigits`; the last one set moves the other where they would cross.
+  /// From 0 to `kMaxFractionDigits`; raises the maximum where it would be less.
   void setMinimumFractionDigits(int digits);
+  /// The same; lowers the minimum where it would be more.
   void setMaximumFractionDigits(int digits);
+  /// As many as a decimal can have.
   static constexpr int kMaxFractionDigits = -qw::Decimal::kMinExponent;
 
  private:
