@@ -92,7 +92,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   bool isLoaded() const { return loaded_; }
   /// Whether nothing can be saved.
   bool isReadOnly() const { return readOnly_; }
-  /// Where the file is; empty for a copy.
+  /// Where the file is; of a copy, where that of the original is.
   const std::filesystem::path& URL() const { return url_; }
   /// What `OpenOptions` named; null once it is gone. Not owned.
   std::shared_ptr<qw::Object> document() const { return document_.lock(); }
@@ -109,10 +109,9 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   }
   /// The IDs of deleted objects with the moment of their deletion.
   const std::unordered_map<qw::ObjectID, qw::Date>& deletedIDs() const { return deletedIDs_; }
-  /// Every object by its ID, deleted ones included as long as undo may need them.
+  /// Every registered object by its ID, deleted ones included.
   const QWRequestsMap& objects() const { return objects_; }
-  /// The connection, owned by the manager; null for a copy. Statements of one's own leave no transaction
-  /// open.
+  /// The connection, owned by the manager; null for a copy.
   sqlite3* database() const { return database_; }
   /// The SQL of the statement that ran last, for error messages.
   const std::string& lastExecutedQuery() const { return lastExecutedQuery_; }
@@ -129,8 +128,7 @@ class QWDatabaseManager : public qw::Object, private qw::UndoManager::Listener {
   std::shared_ptr<QWDatabaseQuery> prepareQuery(const std::string& sql, qw::Error* error = nullptr);
   /// Resets a statement that is done with and keeps it for the next `prepareQuery` of its SQL.
   void addQueryToCache(const std::shared_ptr<QWDatabaseQuery>& query);
-  /// The rows, the first of them not yet read. Null with code 3 when the statement cannot run, or no
-  /// statement is given.
+  /// The rows, the first of them not yet read. Null with code 3 when the statement cannot run.
   std::shared_ptr<QWDatabaseResultSet> executeQuery(const std::shared_ptr<QWDatabaseQuery>& query,
                                                     qw::Error* error = nullptr);
   /// Runs a statement without rows and puts it into the cache. False with code 3 when it fails.
