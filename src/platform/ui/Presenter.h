@@ -119,10 +119,10 @@ class QW_EXPORT Presenter {
   /// Answers nothing when the user cancels, otherwise at least one path.
   virtual void chooseFilesToOpen(const OpenRequest& request,
                                  std::function<void(std::vector<std::filesystem::path>)> completion);
-  /// Answers none when the user cancels. Replacing a file was confirmed by then.
+  /// Answers none when the user cancels.
   virtual void chooseFileToSave(const SaveRequest& request,
                                 std::function<void(std::optional<std::filesystem::path>)> completion);
-  /// Answers none when the user cancels; the empty text is a password, too.
+  /// Answers none when the user cancels.
   virtual void askPassword(const PasswordRequest& request,
                            std::function<void(std::optional<std::string>)> completion);
   /// Answers whether a file can be read, or is not there. When the system keeps it from the program the user

@@ -21,6 +21,7 @@ namespace qw {
 /// must outlive the step.
 class QW_EXPORT RowBinder {
  public:
+  /// Starts a row at a parameter, counted from 1.
   void begin(sqlite3_stmt* statement, int firstParameter = 1) {
     statement_ = statement;
     next_ = firstParameter;
@@ -39,11 +40,17 @@ class QW_EXPORT RowBinder {
   /// Gives the row up: a value of it has no column format.
   void fail() { note(SQLITE_MISMATCH); }
 
+  /// The next parameter is NULL.
   void bindNull() { note(sqlite3_bind_null(statement_, parameter())); }
+  /// The next parameter is an INTEGER.
   void bindInt64(std::int64_t value) { note(sqlite3_bind_int64(statement_, parameter(), value)); }
+  /// The next parameter is a REAL.
   void bindDouble(double value) { note(sqlite3_bind_double(statement_, parameter(), value)); }
+  /// The next parameter is a text, which must outlive the step.
   void bindText(std::string_view text) { bindText(text, lifetime()); }
+  /// The next parameter is a copy of a text.
   void bindCopiedText(std::string_view text) { bindText(text, SQLITE_TRANSIENT); }
+  /// The next parameter is a BLOB, which must outlive the step.
   void bindBlob(const Data& data) {
     if (data.empty())
       note(sqlite3_bind_zeroblob(statement_, parameter(), 0));
@@ -102,16 +109,20 @@ class QW_EXPORT RowBinder {
 /// reads as NULL.
 class QW_EXPORT RowReader {
  public:
+  /// Reads rows of the statement, which it does not own.
   explicit RowReader(sqlite3_stmt* statement, DateText::ShortYear shortYear = DateText::ShortYear::keep)
       : statement_(statement), shortYear_(shortYear) {}
 
   /// How years of two digits are meant.
   DateText::ShortYear shortYear() const { return shortYear_; }
 
+  /// Whether the column is NULL or is not there.
   bool isNull(int column) const {
     return column < 0 || sqlite3_column_type(statement_, column) == SQLITE_NULL;
   }
+  /// 0 for NULL.
   std::int64_t int64(int column) const { return column < 0 ? 0 : sqlite3_column_int64(statement_, column); }
+  /// 0 for NULL.
   double real(int column) const { return column < 0 ? 0 : sqlite3_column_double(statement_, column); }
   /// Valid until the next step. NULL reads as an empty text.
   std::string_view text(int column) const {
@@ -127,6 +138,7 @@ class QW_EXPORT RowReader {
     return {column < 0 ? nullptr : sqlite3_value_dup(sqlite3_column_value(statement_, column)),
             &sqlite3_value_free};
   }
+  /// A copy of the bytes; none for NULL.
   Data blob(int column) const {
     if (column < 0) return {};
     const auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(statement_, column));

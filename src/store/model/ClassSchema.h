@@ -14,12 +14,16 @@ namespace qw {
 /// it that has none, or a wrong, other end is in no list, and does nothing.
 class QW_EXPORT ClassSchema {
  public:
+  /// A property and where its columns are.
   struct Entry {
+    /// The row of the property table.
     const Property* property;
+    /// How the property is kept.
     const PropertyStorage* storage;
-    int column;  // position in columns(), of its first column; -1 for children
+    int column;  ///< position in columns(), of its first column; -1 for children
   };
 
+  /// Made at first use; any thread.
   static const ClassSchema& of(const Class& c);
 
   /// The property at the other end of a parent or children relation of `c`, as objects of class `other` have
@@ -30,7 +34,9 @@ class QW_EXPORT ClassSchema {
   static std::string fault(const Class& c);
   static std::string fault(const Class& root, std::span<const Class* const> classes);
 
+  /// Whose schema this is.
   const Class& objectClass() const { return class_; }
+  /// The SQL table; empty for a class that is not persisted.
   const std::string& table() const { return table_; }
   /// For statements: a table may be called "Order".
   const std::string& quotedTable() const { return quotedTable_; }
@@ -40,17 +46,26 @@ class QW_EXPORT ClassSchema {
   const std::vector<std::string_view>& types() const { return types_; }
   /// Everything but children, in column order.
   const std::vector<Entry>& stored() const { return stored_; }
+  /// In column order.
   const std::vector<Entry>& attributes() const { return attributes_; }
+  /// In column order.
   const std::vector<Entry>& references() const { return references_; }
+  /// In column order.
   const std::vector<Entry>& owned() const { return owned_; }
+  /// In column order.
   const std::vector<Entry>& parents() const { return parents_; }
+  /// In the order of the property table.
   const std::vector<Entry>& children() const { return children_; }
-  /// Position of "index", -1 without a parent; of "class", -1 for a class with a table of its own.
+  /// Position of "index", -1 without a parent.
   int indexColumn() const { return indexColumn_; }
+  /// Position of "class", -1 for a class with a table of its own.
   int classColumn() const { return classColumn_; }
 
+  /// With parameters in column order.
   const std::string& insertStatement() const { return insert_; }
+  /// With parameters in column order, and "sqlID" last.
   const std::string& updateStatement() const { return update_; }
+  /// With "sqlID" as its parameter.
   const std::string& deleteStatement() const { return delete_; }
 
   /// The name in the column "class": a name beginning "QWKT" loses its first two characters.

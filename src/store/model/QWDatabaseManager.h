@@ -105,7 +105,7 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   bool isLoaded() const { return loaded_; }
   /// Whether nothing can be saved: opened so, or the file may only be read.
   bool isReadOnly() const { return readOnly_; }
-  /// Where the file is; empty for a copy.
+  /// Where the file is; of a copy, where that of the original is.
   const std::filesystem::path& URL() const { return url_; }
   /// What `OpenOptions` named; null once it is gone. Not owned.
   std::shared_ptr<qw::Object> document() const { return document_.lock(); }
@@ -129,8 +129,7 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   };
   /// Every object by its ID, deleted ones included as long as undo may need them.
   const QWRequestsMap& objects() const { return objects_; }
-  /// The connection, owned by the manager; null for a copy. Statements of one's own leave no transaction
-  /// open.
+  /// The connection, owned by the manager; null for a copy.
   sqlite3* database() const { return database_; }
   /// The SQL of the statement that ran last, for error messages.
   const std::string& lastExecutedQuery() const { return trace_.lastQuery; }

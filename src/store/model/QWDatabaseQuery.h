@@ -76,7 +76,7 @@ class QW_EXPORT QWDatabaseQuery {
   void setJSONObject(const qw::Value& value, std::string_view parameter);
   /// The constant's `ID`.
   void setConstant(const std::shared_ptr<QWConstant>& value, std::string_view parameter);
-  /// The class's name.
+  /// The class's name, as the column "class" has it.
   void setClass(const qw::Class* value, std::string_view parameter);
 
  private:

@@ -12,8 +12,11 @@ namespace qw {
 
 /// How a formatter writes numbers, as far as a reader must know.
 struct QW_EXPORT NumberNotation {
+  /// Before the fraction; one character.
   std::string decimalSeparator = ".";
+  /// Between groups; empty for none.
   std::string groupingSeparator = ",";
+  /// Before a negative number.
   std::string minusSign = "-";
   std::size_t groupingSize = 3;           ///< of the last group
   std::size_t secondaryGroupingSize = 3;  ///< of those left of it
@@ -27,10 +30,12 @@ struct QW_EXPORT NumberNotation {
 /// value; any thread.
 class QW_EXPORT NumberReader {
  public:
+  /// Whether the separators of a text are guessed, or those of the notation.
   enum class Separators { kGuessed, kOwn };
   /// No longer text is a number.
   static constexpr std::size_t kMaxTextSize = Decimal::kMaxReadSize;
 
+  /// Of a notation.
   explicit NumberReader(NumberNotation notation);
 
   /// The number that the whole text is, apart from white space around it; digits beyond 38 are rounded.

@@ -19,23 +19,32 @@ namespace qw {
 /// them, they begin with a minus sign. Belongs to one formatter and its thread.
 class QW_EXPORT NumberStyle {
  public:
+  /// What kind of number is meant.
   enum class Kind : std::uint8_t { kDecimal, kCurrency, kPercent };
   enum class Affix : std::uint8_t { kPositivePrefix, kPositiveSuffix, kNegativePrefix, kNegativeSuffix };
 
   /// What is not set is the locale's.
+  /// The settings of a formatter.
   struct Options {
+    /// What kind of number is meant.
     Kind kind = Kind::kDecimal;
+    /// Before the fraction.
     std::optional<std::string> decimalSeparator;
+    /// Between groups; empty for none.
     std::optional<std::string> groupingSeparator;
     std::optional<std::string> currencyCode;  ///< ISO 4217
+    /// Shown with an amount, in place of that of the code.
     std::optional<std::string> currencySymbol;
+    /// Patterns and affixes of its own.
     std::optional<std::string> positiveFormat;
     std::optional<std::string> negativeFormat;
     std::optional<std::string> positivePrefix;
     std::optional<std::string> positiveSuffix;
     std::optional<std::string> negativePrefix;
     std::optional<std::string> negativeSuffix;
+    /// Shown even when they are zero.
     std::optional<int> minimumFractionDigits;
+    /// Further digits are rounded.
     std::optional<int> maximumFractionDigits;
     std::optional<int> groupingSize;
     std::optional<int> secondaryGroupingSize;
@@ -52,11 +61,17 @@ class QW_EXPORT NumberStyle {
 
   /// Rounded to the digits that are shown, and without a sign when that is zero.
   std::string format(const Decimal& value) const;
+  /// Reads what this writes.
   const NumberReader& reader() const { return reader_; }
+  /// Before the fraction.
   const std::string& decimalSeparator() const { return decimalSeparator_; }
+  /// Between groups; empty for none.
   const std::string& groupingSeparator() const { return groupingSeparator_; }
+  /// As the locale writes it.
   const std::string& percentSign() const { return percentSign_; }
+  /// Shown even when they are zero.
   int minimumFractionDigits() const { return minimumFractionDigits_; }
+  /// Further digits are rounded.
   int maximumFractionDigits() const { return maximumFractionDigits_; }
   std::string positiveFormat() const;
   std::string negativeFormat() const;
@@ -69,9 +84,11 @@ class QW_EXPORT NumberStyle {
   /// Whether a text is a number pattern of TR 35 for numbers of one sign.
   static bool isFormat(std::string_view text);
 
-  /// From 0 to `kMaxFractionDigits`; the last one set moves the other where they would cross.
+  /// From 0 to `kMaxFractionDigits`; raises the maximum where it would be less.
   void setMinimumFractionDigits(int digits);
+  /// The same; lowers the minimum where it would be more.
   void setMaximumFractionDigits(int digits);
+  /// As many as a decimal can have.
   static constexpr int kMaxFractionDigits = -Decimal::kMinExponent;
   static constexpr int kMaxGroupingSize = 64;
   static constexpr std::size_t kMaxFormatSize = 256;
