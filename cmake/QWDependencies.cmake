@@ -16,5 +16,5 @@ find_package(nlohmann_json 3.11 REQUIRED)
 # What each floor of src/ links: LIBRARIES show in its headers, PRIVATE_LIBRARIES only in its sources.
 set(QW_platform_LIBRARIES PkgConfig::GLIB PkgConfig::ICU fmt::fmt)
 set(QW_platform_PRIVATE_LIBRARIES date::date-tz nlohmann_json::nlohmann_json PkgConfig::CAIRO PkgConfig::JPEG PkgConfig::LIBZIP ZLIB::ZLIB)
-set(QW_values_PRIVATE_LIBRARIES nlohmann_json::nlohmann_json ZLIB::ZLIB)
+set(QW_values_PRIVATE_LIBRARIES nlohmann_json::nlohmann_json PkgConfig::CAIRO ZLIB::ZLIB)
 set(QW_store_LIBRARIES PkgConfig::SQLITE3)

@@ -32,7 +32,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::memcpy(&mantissa, data + 4, sizeof mantissa);
   const qw::Decimal value = qw::Decimal::withMantissa(mantissa, data[3] % 24 - 16);
 
-  qw::NumberStyle style(locale, {.kind = static_cast<Kind>(kind)});
+  qw::NumberStyle::Options options;
+  options.kind = static_cast<Kind>(kind);
+  qw::NumberStyle style(locale, options);
   style.setMinimumFractionDigits(0);
   style.setMaximumFractionDigits(digits);
   UErrorCode status = U_ZERO_ERROR;

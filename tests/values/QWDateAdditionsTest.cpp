@@ -2,7 +2,6 @@
 #include <unicode/calendar.h>
 
 #include <limits>
-#include <memory>
 #include <string>
 #include <thread>
 
@@ -44,57 +43,6 @@ Date local(const char* text) {
 
 std::string localText(Date date) {
   return qw::DateText::dateTimeText(Date::fromSeconds(qw::TimeZone::current().localFromUTC(date.seconds())));
-}
-
-// Every calendar against ICU's own arithmetic, the Gregorian one through a locale that ICU is asked for by
-// itself.
-TEST(QWDateAdditionsTest, AgreesWithICUsCalendars) {
-  for (const char* locale : {"de_DE", "ja_JP@calendar=japanese", "th_TH@calendar=buddhist",
-                             "he_IL@calendar=hebrew", "ar_EG@calendar=islamic-civil"}) {
-    const User user(locale, "America/Sao_Paulo");
-    const std::unique_ptr<icu::Calendar> calendar(QWCalendarAdditions::threadSafeCalendar().clone());
-    UErrorCode status = U_ZERO_ERROR;
-    const auto icuDate = [&] {
-      return Date::fromMicroseconds(static_cast<std::int64_t>(calendar->getTime(status)) * 1000);
-    };
-    const auto set = [&](Date date) {
-      calendar->setTime(static_cast<double>(date.microseconds()) / 1000, status);
-    };
-    const auto setTime = [&](int hour, int minute, int second) {
-      calendar->set(UCAL_HOUR_OF_DAY, hour);
-      calendar->set(UCAL_MINUTE, minute);
-      calendar->set(UCAL_SECOND, second);
-      calendar->set(UCAL_MILLISECOND, 0);
-    };
-    for (Date date = gmt("1920-01-01 11:22:33"); date < gmt("2060-01-01 00:00:00");
-         date = date.addingSeconds(4'321'987)) {
-      SCOPED_TRACE(std::string(locale) + " " + localText(date));
-      set(date);
-      ASSERT_EQ(yearOfCommonEra(date), calendar->get(UCAL_YEAR, status));
-      ASSERT_EQ(monthOfYear(date), calendar->get(UCAL_MONTH, status) + 1);
-      ASSERT_EQ(dayOfMonth(date), calendar->get(UCAL_DATE, status));
-      ASSERT_EQ(hourOfDay(date), calendar->get(UCAL_HOUR_OF_DAY, status));
-      ASSERT_EQ(minuteOfHour(date), calendar->get(UCAL_MINUTE, status));
-      ASSERT_EQ(secondOfMinute(date), calendar->get(UCAL_SECOND, status));
-      setTime(0, 0, 0);
-      ASSERT_EQ(startOfDay(date), icuDate());
-      calendar->set(UCAL_DATE, 1);
-      ASSERT_EQ(startOfMonth(date), icuDate());
-      calendar->add(UCAL_MONTH, 1, status);
-      setTime(0, 0, 0);
-      ASSERT_EQ(endOfMonth(date), icuDate().addingSeconds(-1));
-      set(date);
-      calendar->set(UCAL_DAY_OF_YEAR, 1);
-      setTime(0, 0, 0);
-      ASSERT_EQ(startOfYear(date), icuDate());
-      ASSERT_EQ(monthOfYear(endOfYear(date).addingSeconds(1)), 1);
-      set(startOfMonth(date));
-      calendar->add(UCAL_MONTH, -7, status);
-      setTime(0, 0, 0);
-      ASSERT_EQ(startOfMonth(dateByAddingYears(date, 0, -7, 0)), icuDate());
-      ASSERT_TRUE(U_SUCCESS(status));
-    }
-  }
 }
 
 TEST(QWDateAdditionsTest, YearsAreThoseOfTheUsersCalendar) {

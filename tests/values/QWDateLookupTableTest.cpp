@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <limits>
-#include <random>
-#include <string>
 #include <vector>
 
 #include "platform/system/ApplicationContext.h"
@@ -86,43 +83,6 @@ TEST_F(QWDateLookupTableTest, ListsThePeriodsBetweenDatesAsFarAsItReaches) {
   EXPECT_EQ(table.datesBetweenDate(end, begin), std::vector<Date>());
   EXPECT_EQ(table.datesBetweenDate(dateWithYear(2024, 4, 1), dateWithYear(2024, 5, 1)), std::vector<Date>());
   EXPECT_EQ(table.lastDate(), dateWithYear(2024, 4, 1));
-}
-
-// In any order of asking, in zones whose days begin late, end twice or are skipped.
-TEST_F(QWDateLookupTableTest, FindsThePeriodThatCountingFinds) {
-  const struct {
-    const char* zone;
-    int year, month, day;
-  } cases[] = {{"America/Sao_Paulo", 2017, 10, 14}, {"America/Sao_Paulo", 2018, 2, 16},
-               {"America/Havana", 2023, 11, 4},     {"Pacific/Apia", 2011, 12, 28},
-               {"Asia/Kathmandu", 1985, 12, 31},    {"Europe/Berlin", 2024, 3, 30}};
-  std::mt19937 random(7);
-  for (const auto& c : cases) {
-    const qw::TimeZone::Override zone(c.zone);
-    const Date first = dateWithYear(c.year, c.month, c.day);
-    for (const QWDuration& period : {QWDuration::durationWithDays(1), QWDuration::durationWithDays(3),
-                                     QWDuration::durationWithWeeks(1), QWDuration::durationWithMonths(1)}) {
-      std::vector<Date> begins{first};
-      while (begins.back() < first.addingSeconds(90 * 86'400)) {
-        const Date next = QWDateAdditions::startOfDay(period.addToDate(begins.back(), 1));
-        ASSERT_LT(begins.back(), next);
-        begins.push_back(next);
-      }
-      QWDateLookupTable fixed = tableOf(period, first), open = tableOf(period);
-      open.beginDateForDate(first.addingSeconds(80 * 86'400));
-      for (int i = 0; i < 2000; ++i) {
-        const Date date = first.addingSeconds(static_cast<std::int64_t>(random() % (80 * 86'400)));
-        SCOPED_TRACE(std::string(c.zone) + " " + qw::DateText::dateTimeText(date));
-        const auto begin = std::upper_bound(begins.begin(), begins.end(), date) - 1;
-        ASSERT_EQ(fixed.beginDateForDate(date), *begin);
-        ASSERT_EQ(fixed.endDateForDate(date), (begin + 1)->addingSeconds(-1));
-        // Whatever the phase: the period holds the date, and the next one begins a second after its end.
-        const auto from = open.beginDateForDate(date), to = open.endDateForDate(date);
-        ASSERT_TRUE(from && to && *from <= date && date < to->addingSeconds(1));
-        ASSERT_EQ(open.beginDateForDate(to->addingSeconds(1)), to->addingSeconds(1));
-      }
-    }
-  }
 }
 
 TEST_F(QWDateLookupTableTest, FarDatesAreFoundOrRefusedWithoutHanging) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/base/Export.h"
+#include "platform/base/Size.h"
 #include "platform/system/TextEncoding.h"
 
 /// Operations on texts: identifiers, digests, comparison, percent-encoding, HTML, patterns and object paths.
@@ -126,5 +127,11 @@ std::optional<std::string> stringByDeletingFirstObjectPathComponent(std::string_
 std::string stringByAppendingObjectPathComponent(std::string_view path, std::string_view component);
 /// The path with " : " between its components.
 std::string stringByStandardizingObjectPathComponents(std::string_view path);
+
+/// How much room a text on one line takes, in whole points, each rounded up. `font` is a font description of
+/// Pango's ("Sans Bold 12"); fonts that the system lacks are replaced by others. An empty text has the height
+/// of a line; a text longer than `kMaxMeasuredSize` has no size.
+qw::Size singleLineSizeWithFont(std::string_view text, std::string_view font);
+inline constexpr std::size_t kMaxMeasuredSize = 65'536;
 
 }  // namespace QWStringAdditions
