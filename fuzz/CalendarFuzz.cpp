@@ -7,10 +7,10 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/ApplicationContext.h"
-#include "platform/TimeZone.h"
-#include "values/QWCalendarAdditions.h"
-#include "values/QWDateAdditions.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/TimeZone.h"
+#include "values/dates/QWCalendarAdditions.h"
+#include "values/dates/QWDateAdditions.h"
 
 // The input is a calendar, a number of months and a moment. Components, beginnings, ends and months added are
 // those of ICU's own arithmetic, the Gregorian one included, which is not computed by ICU here.

@@ -6,10 +6,10 @@
 #include <cstring>
 #include <vector>
 
-#include "platform/ApplicationContext.h"
-#include "platform/TimeZone.h"
-#include "values/QWDateAdditions.h"
-#include "values/QWDateLookupTable.h"
+#include "platform/system/ApplicationContext.h"
+#include "platform/system/TimeZone.h"
+#include "values/dates/QWDateAdditions.h"
+#include "values/dates/QWDateLookupTable.h"
 
 // The input is a zone whose days begin late, end twice or are skipped, a unit and a count, and moments to ask
 // for. A table finds the periods that counting them finds, in any order of asking.

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "values/QWStringAdditions.h"
+#include "values/text/QWStringAdditions.h"
 
 namespace QWStringAdditions {
 

@@ -5,7 +5,7 @@
 #include <random>
 #include <set>
 
-#include "platform/Clock.h"
+#include "platform/system/Clock.h"
 #include "store/Ledger.h"
 
 namespace {
