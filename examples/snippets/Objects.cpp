@@ -3,10 +3,10 @@
 
 #include "Person.h"
 #include "model/ExpenseBook.h"
-#include "platform/system/ApplicationContext.h"
 #include "platform/loop/RunLoop.h"
 #include "platform/object/SortDescriptor.h"
 #include "platform/object/UndoGroup.h"
+#include "platform/system/ApplicationContext.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
 // What docs/objects.md and the headers of `platform` show of the run loop, notifications and settings.
 #include <gmock/gmock.h>
 
-#include "platform/system/ApplicationContext.h"
+#include "platform/files/UserDefaults.h"
 #include "platform/loop/NotificationQueue.h"
-#include "platform/object/Property.h"
 #include "platform/loop/RunLoop.h"
 #include "platform/loop/SerialQueue.h"
-#include "platform/files/UserDefaults.h"
+#include "platform/object/Property.h"
+#include "platform/system/ApplicationContext.h"
 #include "values/collections/QWBufferedCaller.h"
 
 namespace {

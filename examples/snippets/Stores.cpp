@@ -4,9 +4,9 @@
 #include "import/CSVRecordReader.h"
 #include "import/QWCSVImportController.h"
 #include "model/ExpenseBook.h"
+#include "platform/loop/RunLoop.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/FileManager.h"
-#include "platform/loop/RunLoop.h"
 #include "support/ScriptedPresenter.h"
 #include "sync/QWDatabaseSynchronizationSessionController.h"
 
@@ -53,9 +53,9 @@ TEST_F(Stores, OpenAndSave) {
 TEST_F(Stores, Import) {
   presenter.willChooseFiles({file("date;payee;amount\n2024-03-15;Bakery;4.50\nnever;Bakery;2\n")});
   presenter.willPress("OK");
-  std::vector<CSVRecordReader::Rejection> rejections;
+  std::vector<qw::CSVRecordReader::Rejection> rejections;
   bool isDone = false;
-  const auto report = [&](const std::vector<CSVRecordReader::Rejection>& all) {
+  const auto report = [&](const std::vector<qw::CSVRecordReader::Rejection>& all) {
     rejections = all;
     isDone = true;
   };
@@ -65,7 +65,7 @@ TEST_F(Stores, Import) {
                               const QWCSVImportController::Mapping* mapping, QWDateFormatter* dates,
                               QWNumberFormatter* numbers) {
     if (!rows) return;  // cancelled, or the file could not be read
-    CSVRecordReader reader(*rows, *mapping, *dates, *numbers, importer.options().firstLine());
+    qw::CSVRecordReader reader(*rows, *mapping, *dates, *numbers, importer.options().firstLine());
     const auto date = reader.column("date"), payee = reader.column("payee"), amount = reader.column("amount");
     while (reader.next()) {
       const auto day = reader.date(date);

@@ -1,17 +1,17 @@
 // What the documents and headers show of values: dates, numbers, lists, encodings, constants, plug-ins.
 #include <gmock/gmock.h>
 
-#include "platform/system/ApplicationContext.h"
 #include "platform/files/PropertyList.h"
+#include "platform/system/ApplicationContext.h"
 #include "platform/system/TextEncoding.h"
 #include "platform/system/TimeZone.h"
 #include "shell/QWPluginsManager.h"
 #include "values/collections/QWConstant.h"
-#include "values/numbers/QWCurrencyAdditions.h"
-#include "values/numbers/QWCurrencyFormatter.h"
 #include "values/dates/QWDateAdditions.h"
 #include "values/dates/QWDateFormatter.h"
 #include "values/dates/QWDateLookupTable.h"
+#include "values/numbers/QWCurrencyAdditions.h"
+#include "values/numbers/QWCurrencyFormatter.h"
 #include "values/numbers/QWPercentageFormatter.h"
 
 namespace {

@@ -20,7 +20,7 @@ namespace qw {
 /// keeps an account of what was refused. Uses the rows and the formatters that it is given, which have to
 /// outlive it; one thread.
 ///
-///     CSVRecordReader reader(*rows, *mapping, *dates, *numbers, importer.options().firstLine());
+///     qw::CSVRecordReader reader(*rows, *mapping, *dates, *numbers, importer.options().firstLine());
 ///     const auto date = reader.column("date"), payee = reader.column("payee"), amount = reader.column("amount");
 ///     while (reader.next()) {
 ///       const auto day = reader.date(date);

@@ -1,6 +1,6 @@
+#include <platform/base/UUID.h>
 #include <platform/base/internal/Resources.h>
 #include <platform/files/KeyedUnarchiver.h>
-#include <platform/base/UUID.h>
 #include <platform/ui/Control.h>
 #include <values/dates/QWDateAdditions.h>
 #include <values/numbers/QWNumberFormatter.h>

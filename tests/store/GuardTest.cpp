@@ -3,12 +3,12 @@
 
 #include <thread>
 
+#include "platform/base/Log.h"
+#include "platform/files/KeyedArchiver.h"
+#include "platform/files/UserDefaults.h"
+#include "platform/loop/RunLoop.h"
 #include "platform/system/Clock.h"
 #include "platform/system/FileManager.h"
-#include "platform/files/KeyedArchiver.h"
-#include "platform/base/Log.h"
-#include "platform/loop/RunLoop.h"
-#include "platform/files/UserDefaults.h"
 #include "shell/QWPluginsManager.h"
 #include "store/Ledger.h"
 

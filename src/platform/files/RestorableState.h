@@ -22,8 +22,8 @@ class QW_EXPORT Restorable {
 
 /// Archives the state of a part and stores it under the key in the state of the whole. False, with nothing
 /// stored, when the part holds what cannot be archived.
-QW_EXPORT bool encodeRestorableStateOfSubitem(KeyedArchiver& coder, const Restorable& subitem, std::string_view key,
-                                    Error* error = nullptr);
+QW_EXPORT bool encodeRestorableStateOfSubitem(KeyedArchiver& coder, const Restorable& subitem,
+                                              std::string_view key, Error* error = nullptr);
 /// Restores the part from the archive under the key; true, with nothing done, when there is none. False when
 /// the archive cannot be read. `classes` are those of the objects that it may hold.
 QW_EXPORT bool restoreStateOfSubitem(KeyedUnarchiver& coder, Restorable& subitem, std::string_view key,

@@ -6,7 +6,8 @@ namespace qw {
 
 NotificationQueue& NotificationQueue::current() { return perThread<NotificationQueue>(); }
 
-void NotificationQueue::enqueue(NotificationName name, const void* sender, const std::shared_ptr<const void>* mortal) {
+void NotificationQueue::enqueue(NotificationName name, const void* sender,
+                                const std::shared_ptr<const void>* mortal) {
   if (const auto found = find(name, sender); found != numbersBySender_.end()) {
     if (!pending_[found->second - firstNumber_].isDead()) return;
     drop(found);  // of a former object at this address

@@ -187,6 +187,7 @@ class Stored {
   Stored(const Stored&) = delete;
   Stored& operator=(const Stored&) = delete;
 
+  /// The value.
   operator const T&() const { return value_; }
   const T& operator*() const { return value_; }
   /// Of a link: the target's.
@@ -196,6 +197,7 @@ class Stored {
     else
       return &value_;
   }
+  /// Of a link, an optional or an owned object: whether there is one.
   explicit operator bool() const requires std::is_class_v<T> { return static_cast<bool>(value_); }
   friend bool operator==(const Stored& a, const T& b) { return a.value_ == b; }
 

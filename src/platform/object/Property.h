@@ -222,6 +222,7 @@ class QW_EXPORT Extension final : public ExtensionValue {
 /// member type.
 template <class T>
 struct QW_EXPORT ExtensionTraits {
+  /// What such a value is.
   static constexpr Value::Kind kKind = Value::Kind::kExtension;
   /// The value inside a `Value`.
   static Value toValue(const T& value) {

@@ -21,6 +21,7 @@ class QW_EXPORT QWSynchronizationChange {
     /// What the image shows, for accessibility.
     std::string imageText;
   };
+  /// Called at most once, when the side is first looked at.
   using MakeSide = std::function<Side()>;
 
   /// Makes the change and its ID.
@@ -40,15 +41,23 @@ class QW_EXPORT QWSynchronizationChange {
 
   /// What the sides show. Made when it is first asked for: ask before any choice is applied.
   const Side& side() const { return side_.get(); }
+  /// What the other side shows, as `side`.
   const Side& otherSide() const { return otherSide_.get(); }
+  /// This side's text.
   const std::string& value() const { return side().text; }
+  /// This side's picture.
   const std::optional<qw::Image>& image() const { return side().image; }
+  /// What that shows.
   const std::string& imageText() const { return side().imageText; }
+  /// The other side's text.
   const std::string& otherValue() const { return otherSide().text; }
+  /// The other side's picture.
   const std::optional<qw::Image>& otherImage() const { return otherSide().image; }
+  /// What that shows.
   const std::string& otherImageText() const { return otherSide().imageText; }
 
   void show(MakeSide mine, MakeSide other);
+  /// Fills in texts alone.
   void show(std::string value, std::string otherValue);
   /// Runs the chosen closure once; nothing happens when there is none.
   void applyChoice() const;

@@ -57,6 +57,7 @@ class QW_EXPORT RowBinder {
     else
       note(sqlite3_bind_blob64(statement_, parameter(), data.data(), data.size(), lifetime()));
   }
+  /// The next parameter is a value as SQLite holds it.
   void bindValue(const sqlite3_value* value) { note(sqlite3_bind_value(statement_, parameter(), value)); }
   /// The empty identity binds NULL.
   void bindID(const ObjectID& id) {

@@ -44,8 +44,8 @@ Change compareAttribute(const Entry& entry, QWDatabaseObject& object, QWDatabase
   const qw::AttributeComparison& comparison = *entry.storage->comparison;
   if (!comparison.differ(object, other)) return nullptr;
   const qw::Property& property = *entry.property;
-  auto change =
-      std::make_shared<QWSynchronizationChange>(qw::Localization::synchronizationString(titleOf(object, property)));
+  auto change = std::make_shared<QWSynchronizationChange>(
+      qw::Localization::synchronizationString(titleOf(object, property)));
   const auto self = object.sharedAs<QWDatabaseObject>(), target = other.sharedAs<QWDatabaseObject>();
   change->show([self, &comparison, &property] { return comparison.side(*self, property); },
                [target, &comparison, &property] { return comparison.side(*target, property); });
@@ -98,8 +98,9 @@ std::vector<std::shared_ptr<QWSynchronizationChange>> QWDatabaseObject::compareW
   }
   for (const auto& entry : schema.owned()) {
     const qw::Relation& relation = *entry.storage->relation;
-    for (auto& change : compareOwnedReference(targetOf(relation, *this), *this, targetOf(relation, other),
-                                              other, titleOf(*this, *entry.property), linkSetter(*entry.property)))
+    for (auto& change :
+         compareOwnedReference(targetOf(relation, *this), *this, targetOf(relation, other), other,
+                               titleOf(*this, *entry.property), linkSetter(*entry.property)))
       add(changes, std::move(change));
   }
   for (const auto& entry : schema.parents()) add(changes, compareParentOf(entry, *this, other));

@@ -10,9 +10,9 @@
 
 #include "platform/base/Export.h"
 #include "platform/base/IndexSet.h"
-#include "store/model/OrderedSequence.h"
 #include "store/columns/ObjectID.h"
 #include "store/columns/Relation.h"
+#include "store/model/OrderedSequence.h"
 
 class QWDatabaseManager;
 

@@ -32,6 +32,7 @@ class QW_EXPORT ClassSchema {
   /// What is wrong with a class by itself, or with a store's model; empty when nothing is. Names class and
   /// property.
   static std::string fault(const Class& c);
+  /// The same for a whole model, from its root class on.
   static std::string fault(const Class& root, std::span<const Class* const> classes);
 
   /// Whose schema this is.

@@ -124,7 +124,9 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   const std::unordered_map<qw::ObjectID, qw::Date>& deletedIDs() const { return deletedIDs_; }
   /// What a connection's statements are told to: the text of the last one, and whether all are logged.
   struct Trace {
+    /// The SQL of the statement that ran last.
     std::string lastQuery;
+    /// Whether every statement is logged.
     std::shared_ptr<std::atomic<bool>> logs = std::make_shared<std::atomic<bool>>(false);
   };
   /// Every object by its ID, deleted ones included as long as undo may need them.
@@ -143,13 +145,14 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   // Statements.
   /// A compiled statement, from the cache where one of this SQL is free. Null with code 2 when it cannot be
   /// compiled.
-  [[nodiscard]] std::shared_ptr<QWDatabaseQuery> prepareQuery(const std::string& sql, qw::Error* error = nullptr);
+  [[nodiscard]] std::shared_ptr<QWDatabaseQuery> prepareQuery(const std::string& sql,
+                                                              qw::Error* error = nullptr);
   /// Resets a statement that is done with and keeps it for the next `prepareQuery` of its SQL.
   void addQueryToCache(const std::shared_ptr<QWDatabaseQuery>& query);
   /// The rows, the first of them not yet read. Null with code 3 when the statement cannot run, or no
   /// statement is given.
-  [[nodiscard]] std::shared_ptr<QWDatabaseResultSet> executeQuery(const std::shared_ptr<QWDatabaseQuery>& query,
-                                                    qw::Error* error = nullptr);
+  [[nodiscard]] std::shared_ptr<QWDatabaseResultSet> executeQuery(
+      const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error = nullptr);
   /// Runs a statement without rows and puts it into the cache. False with code 3 when it fails.
   [[nodiscard]] bool executeUpdate(const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error = nullptr);
 
@@ -191,8 +194,11 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
 
   /// A row of the file that nothing led to when the store was loaded: no parent, and no owner.
   struct UnreachableRow {
+    /// Whose table the row is in.
     const qw::Class* objectClass;
+    /// Of the object that the row describes.
     qw::ObjectID ID;
+    /// The row's number.
     std::int64_t sqlID;
   };
   /// What the load left out. Such rows stay in the file.
@@ -249,10 +255,11 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   /// An archive of an object with its children and owned objects; others are written as IDs. None with the
   /// error set when something in it cannot be archived.
   [[nodiscard]] std::optional<qw::Data> archivedDataWithRootObject(const std::shared_ptr<qw::Object>& object,
-                                                     qw::Error* error = nullptr);
+                                                                   qw::Error* error = nullptr);
   /// Makes the archived objects anew in this store, with new IDs, undoably. Null with the error set when the
   /// archive cannot be read.
-  [[nodiscard]] std::shared_ptr<qw::Object> unarchiveObjectWithData(const qw::Data& data, qw::Error* error = nullptr);
+  [[nodiscard]] std::shared_ptr<qw::Object> unarchiveObjectWithData(const qw::Data& data,
+                                                                    qw::Error* error = nullptr);
 
   // Saving.
   /// In the order in which they are written.
@@ -268,11 +275,13 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   /// Also answers the bytes of the saved file, and, if asked to, hands a zipped copy to the active
   /// synchronization handlers. A store of more than `qw::FileManager::kMaximumContents` bytes is refused
   /// before anything is saved: `saveChangesAndCopyToURL` has no such limit.
-  [[nodiscard]] std::optional<qw::Data> saveChanges(const Changes& changes, bool processSynchronizationHandlers,
-                                      const std::string& displayName, qw::Error* error = nullptr);
+  [[nodiscard]] std::optional<qw::Data> saveChanges(const Changes& changes,
+                                                    bool processSynchronizationHandlers,
+                                                    const std::string& displayName,
+                                                    qw::Error* error = nullptr);
   /// Saves, then writes the saved file's bytes to another place, whole or not at all.
   [[nodiscard]] bool saveChangesAndCopyToURL(const Changes& changes, const std::filesystem::path& URL,
-                               bool processSynchronizationHandlers, qw::Error* error = nullptr);
+                                             bool processSynchronizationHandlers, qw::Error* error = nullptr);
   /// Merges what was done in a copy into the manager that it was copied from: new objects, the properties
   /// that were set, reordered children, deletions. Everything else stays as it is there now. An object that
   /// was deleted here stays if something that is not deleted here stands below it there by now.
@@ -395,7 +404,8 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   /// Many at once, as they are loaded.
   void registerObjects(std::span<const std::shared_ptr<QWDatabaseObject>> objects);
   bool canBeNamed(const qw::Class& c) const;
-  void reportUnreachable(std::unordered_set<const QWDatabaseObject*> alone, std::span<const qw::RowWrite> rows) const;
+  void reportUnreachable(std::unordered_set<const QWDatabaseObject*> alone,
+                         std::span<const qw::RowWrite> rows) const;
   void commitDeletions(const std::vector<std::shared_ptr<QWDatabaseObject>>& deleted);
   /// Children moved: whoever observes an "index" hears of it at the end of the pass.
   void indexesChanged();

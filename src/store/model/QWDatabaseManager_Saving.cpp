@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <unordered_set>
 
-#include "platform/system/Clock.h"
 #include "platform/base/Log.h"
-#include "platform/system/FileManager.h"
 #include "platform/files/ZipArchive.h"
+#include "platform/system/Clock.h"
+#include "platform/system/FileManager.h"
 #include "store/model/ClassSchema.h"
 #include "store/model/QWDatabaseManager.h"
 #include "store/model/internal/SaveRun.h"

@@ -81,6 +81,7 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   /// Has the object being imported for as long as it lives.
   class ImportScope {
    public:
+    /// Until the scope ends; the object must outlive it.
     explicit ImportScope(QWDatabaseObject& object) : object_(object) { object_.setBeingImported(true); }
     ~ImportScope() { object_.setBeingImported(false); }
     ImportScope(const ImportScope&) = delete;
@@ -107,8 +108,8 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   /// A copy with a new ID, through an archive. Null with the error set when something in it cannot be
   /// archived, or objects lead to each other in a longer chain than archives hold, as in a tree of some 490
   /// levels.
-  [[nodiscard]] std::shared_ptr<QWDatabaseObject> duplicateInDatabaseManager(QWDatabaseManager& manager,
-                                                               qw::Error* error = nullptr) const;
+  [[nodiscard]] std::shared_ptr<QWDatabaseObject> duplicateInDatabaseManager(
+      QWDatabaseManager& manager, qw::Error* error = nullptr) const;
   /// A copy in the same store.
   [[nodiscard]] std::shared_ptr<QWDatabaseObject> duplicate(qw::Error* error = nullptr) const;
 
@@ -189,6 +190,7 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   /// For the store: keeps the columns of a value that could not be read, to be written as they are until the
   /// property is set.
   void keepUnread(const void* member, const qw::RowReader& row, std::span<const int> columns);
+  /// For the store: takes over the unread columns of the object that this is a copy of.
   void copyUnread(const QWDatabaseObject& source);
 
  private:
@@ -297,9 +299,9 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   std::int64_t order_ = -1;  // number among the siblings, for the file
   void* place_ = nullptr;    // the list's own
   std::int32_t modificationsCount_ = 0;
-  std::uint32_t scope_ = 0;         // of the undo manager: what `isNew_` and `isStamped_` hold for
-  bool isNew_ = false;              // created in that scope
-  bool isStamped_ = false;          // undoing that scope brings the modification date back
+  std::uint32_t scope_ = 0;  // of the undo manager: what `isNew_` and `isStamped_` hold for
+  bool isNew_ = false;       // created in that scope
+  bool isStamped_ = false;   // undoing that scope brings the modification date back
   bool deleted_ = false;
   bool beingImported_ = false;
   bool registered_ = false;

@@ -1,10 +1,10 @@
 #include "values/collections/QWBoolean.h"
 #include "values/collections/QWCharacterSeparator.h"
-#include "values/numbers/QWCurrencyFormatter.h"
+#include "values/collections/QWStringEncoding.h"
 #include "values/dates/QWDateFormatter.h"
 #include "values/dates/QWDuration.h"
+#include "values/numbers/QWCurrencyFormatter.h"
 #include "values/numbers/QWPercentageFormatter.h"
-#include "values/collections/QWStringEncoding.h"
 
 // All that archives and stores find by name, for `qw::ClassRegistry::addFrameworkClasses`. Written down here
 // and not said by each class, because a linker drops a static library's parts that nothing refers to.

@@ -23,10 +23,10 @@
 #include "platform/system/Clock.h"
 #include "platform/system/Localization.h"
 #include "platform/system/TimeZone.h"
-#include "values/text/internal/Blanks.h"
-#include "values/text/internal/ICUText.h"
 #include "values/dates/internal/DatePattern.h"
 #include "values/dates/internal/UserCalendar.h"
+#include "values/text/internal/Blanks.h"
+#include "values/text/internal/ICUText.h"
 
 namespace {
 

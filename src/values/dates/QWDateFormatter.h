@@ -35,7 +35,9 @@ class QW_EXPORT QWDateFormatter : public qw::Object {
   enum ErrorCode { kUnreadable = 1, kBadFormat = 2 };
   /// A part of a text, in bytes; one that reaches beyond the text ends with it.
   struct Range {
+    /// Its first byte.
     std::size_t location = 0;
+    /// In bytes.
     std::size_t length = 0;
   };
 
@@ -69,10 +71,12 @@ class QW_EXPORT QWDateFormatter : public qw::Object {
   /// Name in the time zone database ("Europe/Berlin"); empty for the zone in force, which the formatter then
   /// follows. False, with nothing changed, for an unknown name.
   const std::string& timeZone() const { return settings_.timeZone; }
+  /// False, with nothing changed, for an unknown name.
   bool setTimeZone(std::string_view name);
   /// Unicode identifier ("gregorian", "buddhist"); empty for that of the locale. False, with nothing changed,
   /// for an unknown one.
   const std::string& calendar() const { return settings_.calendar; }
+  /// False, with nothing changed, for an unknown identifier.
   bool setCalendar(std::string_view identifier);
 
   /// Empty for an empty or an invalid format.

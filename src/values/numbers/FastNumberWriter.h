@@ -28,6 +28,7 @@ class FastNumberWriter {
   bool agreesWithICU(const icu::DecimalFormat& format) const;
   /// None for a number that is left to ICU.
   std::optional<std::string> write(const Decimal& value, int minimumFractionDigits) const;
+  /// What the format writes.
   static std::string writeWithICU(const icu::DecimalFormat& format, const Decimal& value);
 
  private:

@@ -21,6 +21,7 @@ class QW_EXPORT NumberStyle {
  public:
   /// What kind of number is meant.
   enum class Kind : std::uint8_t { kDecimal, kCurrency, kPercent };
+  /// What stands before or behind the digits of a number.
   enum class Affix : std::uint8_t { kPositivePrefix, kPositiveSuffix, kNegativePrefix, kNegativeSuffix };
 
   /// What is not set is the locale's.
@@ -37,18 +38,27 @@ class QW_EXPORT NumberStyle {
     std::optional<std::string> currencySymbol;
     /// Patterns and affixes of its own.
     std::optional<std::string> positiveFormat;
+    /// The same for negative numbers.
     std::optional<std::string> negativeFormat;
+    /// Before a positive number.
     std::optional<std::string> positivePrefix;
+    /// Behind a positive number.
     std::optional<std::string> positiveSuffix;
+    /// Before a negative number.
     std::optional<std::string> negativePrefix;
+    /// Behind a negative number.
     std::optional<std::string> negativeSuffix;
     /// Shown even when they are zero.
     std::optional<int> minimumFractionDigits;
     /// Further digits are rounded.
     std::optional<int> maximumFractionDigits;
+    /// Digits of the group before the decimal separator.
     std::optional<int> groupingSize;
+    /// Digits of the groups before that.
     std::optional<int> secondaryGroupingSize;
+    /// Whether groups are separated.
     std::optional<bool> usesGroupingSeparator;
+    /// What becomes of the digits that are not shown.
     RoundingMode roundingMode = RoundingMode::bankers;
     Decimal roundingIncrement = 0;  ///< what is shown is a multiple of it; 0 for any number
   };
@@ -73,11 +83,17 @@ class QW_EXPORT NumberStyle {
   int minimumFractionDigits() const { return minimumFractionDigits_; }
   /// Further digits are rounded.
   int maximumFractionDigits() const { return maximumFractionDigits_; }
+  /// The pattern in use for positive numbers.
   std::string positiveFormat() const;
+  /// The pattern in use for negative numbers.
   std::string negativeFormat() const;
+  /// What is in use; may be empty.
   std::string affix(Affix affix) const;
+  /// Whether groups are separated.
   bool usesGroupingSeparator() const;
+  /// Digits of the group before the decimal separator.
   int groupingSize() const;
+  /// Digits of the groups before that.
   int secondaryGroupingSize() const;
   /// Whether negative numbers are in parentheses or have their sign behind them.
   bool isAccounting() const;
@@ -90,7 +106,9 @@ class QW_EXPORT NumberStyle {
   void setMaximumFractionDigits(int digits);
   /// As many as a decimal can have.
   static constexpr int kMaxFractionDigits = -Decimal::kMinExponent;
+  /// Digits of a group.
   static constexpr int kMaxGroupingSize = 64;
+  /// Of a pattern, in bytes.
   static constexpr std::size_t kMaxFormatSize = 256;
 
  private:

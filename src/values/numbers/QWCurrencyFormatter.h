@@ -67,6 +67,7 @@ class QW_EXPORT QWCurrencyFormatter : public QWNumberFormatter {
   /// The amount, converted into the formatter's currency.
   std::optional<qw::Decimal> evaluateString(std::string_view text) const override;
 
+  /// Writes the settings of the base and the currencies.
   void encodeWithCoder(qw::KeyedArchiver& coder) const override;
   /// Inserting the decimal separator is allowed again.
   void initWithCoder(qw::KeyedUnarchiver& coder) override;

@@ -4,8 +4,8 @@
 #include <optional>
 #include <utility>
 
-#include "values/text/internal/Blanks.h"
 #include "values/numbers/QWNumberFormatter.h"
+#include "values/text/internal/Blanks.h"
 
 namespace {
 

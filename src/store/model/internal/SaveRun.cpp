@@ -128,9 +128,9 @@ int SaveRun::write(const QWDatabaseChange& change) {
   change.prepare(*query_);
   if (const int bound = query_->bindResult(); bound != SQLITE_OK)
     return fail(bound, change.sql(),
-                !query_->bindFault().empty()   ? query_->bindFault()
-                : bound == SQLITE_MISMATCH ? "A value has no JSON form"
-                                           : sqlite3_errstr(bound));
+                !query_->bindFault().empty() ? query_->bindFault()
+                : bound == SQLITE_MISMATCH   ? "A value has no JSON form"
+                                             : sqlite3_errstr(bound));
   if (const int result = sqlite3_step(query_->statement()); result != SQLITE_DONE)
     return fail(result == SQLITE_ROW ? SQLITE_ERROR : result, change.sql(), reason(database_));
   query_->reset();

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "platform/base/Error.h"
-#include "store/model/QWDatabaseChange.h"
 #include "store/columns/Row.h"
+#include "store/model/QWDatabaseChange.h"
 
 class QWDatabaseManager;
 
