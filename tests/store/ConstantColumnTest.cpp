@@ -83,10 +83,10 @@ TEST_F(ConstantColumn, WhatTheClassDoesNotKnowStaysUntilAnotherConstantIsSet) {
     EXPECT_EQ(stored(), text + "|QWBoolean.Maybe");
     tasks->task().setPriority(Priority::constantWithName("Low"));
     tasks->undoManager()->undo();
-    tasks->save(&error);
+    ASSERT_TRUE(tasks->save(&error)) << error.localizedDescription;
     EXPECT_EQ(stored(), text + "|QWBoolean.Maybe");
     tasks->task().setPriority(Priority::constantWithName("Low"));
-    tasks->save(&error);
+    ASSERT_TRUE(tasks->save(&error)) << error.localizedDescription;
     EXPECT_EQ(stored(), "TestPriority.Low|QWBoolean.Maybe");
     tasks.reset();
     std::filesystem::remove(path());

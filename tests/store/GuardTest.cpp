@@ -255,9 +255,9 @@ TEST_F(Guards, ASaveStoresTheDateThatItGivesItsHandlers) {
     const bool refused = !opened->saveChanges(opened->computeChanges(), true, "Book", &error);
     alter(path(), "ALTER TABLE away RENAME TO QWMetadata");
     const bool keptDate = !handler->lastSynchronizationDate();
-    opened->saveChanges(opened->computeChanges(), true, "Book", &error);
+    const bool saved = opened->saveChanges(opened->computeChanges(), true, "Book", &error).has_value();
     const auto stored = ask("SELECT lastSynchronizationDate FROM QWSynchronizationHandler");
-    std::_Exit(refused && keptDate && stored == "2023-11-14 22:13:20" ? 0 : 1);
+    std::_Exit(refused && keptDate && saved && stored == "2023-11-14 22:13:20" ? 0 : 1);
   };
   EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
@@ -288,9 +288,9 @@ TEST_F(Guards, SmallThings) {
 
   log.take();
   qw::UserDefaults::standard().set("QWDatabaseManagerSQLLog", true);
-  store->executeQuery(store->prepareQuery("SELECT 1234"));
+  ASSERT_TRUE(store->executeQuery(store->prepareQuery("SELECT 1234")));
   EXPECT_NE(logged(log).find("SELECT 1234"), std::string::npos);
   qw::UserDefaults::standard().set("QWDatabaseManagerSQLLog", false);
-  store->executeQuery(store->prepareQuery("SELECT 5678"));
+  ASSERT_TRUE(store->executeQuery(store->prepareQuery("SELECT 5678")));
   EXPECT_EQ(logged(log).find("SELECT 5678"), std::string::npos);
 }

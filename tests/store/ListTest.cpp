@@ -207,7 +207,7 @@ TEST_F(Lists, TreesOfAnyDepthAreCopiedDeletedSavedLoadedAndFreed) {
   {
     const auto copy = store->copy();
     ASSERT_TRUE(copy->objectWithID(lastID));
-    copy->objectWithID(lastID)->setValueForKey("bottom", "name");
+    ASSERT_TRUE(copy->objectWithID(lastID)->setValueForKey("bottom", "name"));
     step(*store, [&] { copy->commitChangesToOriginalDatabaseManager(); });
   }
   EXPECT_EQ(static_cast<Tag&>(*store->objectWithID(lastID)).name(), "bottom");

@@ -248,7 +248,10 @@ class RandomWalk : public LedgerTest {
         const std::size_t index = random(account->entries().size() + (within ? 0 : 1));
         if (within && entry->index() == static_cast<std::int64_t>(index)) break;
         set(*entry, "parent");
-        within ? account->entries().move(*entry, index) : account->entries().insert(entry, index);
+        if (within)
+          account->entries().move(*entry, index);
+        else
+          account->entries().insert(entry, index);
         take(model, entry->ID().text());
         insert(model, account->ID().text(), entry->ID().text(), index);
         break;
@@ -261,7 +264,10 @@ class RandomWalk : public LedgerTest {
         const std::size_t index = random(list.size() + (within ? 0 : 1));
         if (within && tag->index() == static_cast<std::int64_t>(index)) break;
         set(*tag, "parent");
-        within ? list.move(*tag, index) : list.insert(tag, index);
+        if (within)
+          list.move(*tag, index);
+        else
+          list.insert(tag, index);
         take(model, tag->ID().text());
         insert(model, owner, tag->ID().text(), index);
         break;

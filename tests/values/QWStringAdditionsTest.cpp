@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "platform/Python.h"
 #include "platform/system/ApplicationContext.h"
 #include "platform/system/Localization.h"
+#include "support/Python.h"
 #include "values/text/QWStringAdditions.h"
 
 namespace {
