@@ -335,12 +335,18 @@ void benchLoad(qw::bench::Run& run, std::size_t count) {
     const auto rows = loadPlain(files.path("store"));
     plain = qw::bench::heapBytes() - before;
   }
+  double opening = 0, closing = 0;
   run.measure(
       [&](qw::bench::Stopwatch& watch) {
         watch.start();
         auto store = QWDatabaseManager::open<BenchStore>(files.path("store"));
         watch.stop();
-        qw::bench::keep(store);
+        opening = watch.seconds();
+        qw::bench::Stopwatch close;
+        close.start();
+        store.reset();
+        close.stop();
+        closing = close.seconds();
       },
       [&](qw::bench::Stopwatch& watch) {
         watch.start();
@@ -348,17 +354,45 @@ void benchLoad(qw::bench::Run& run, std::size_t count) {
         watch.stop();
         qw::bench::keep(rows);
       });
+  run.figure("closing, of opening", closing / opening);
   run.figure("bytes per object", static_cast<double>(ours) / static_cast<double>(count));
   run.figure("bytes per struct", static_cast<double>(plain) / static_cast<double>(count));
 }
 
 const qw::bench::Benchmark kLoad("load_100k", [](qw::bench::Run& run) { benchLoad(run, 100'000); });
 const qw::bench::Benchmark kOpen("open_1m", [](qw::bench::Run& run) {
-  run.repetitions(1);
+  run.repetitions(3);
   benchLoad(run, 1'000'000);
 });
+const qw::bench::Benchmark kScan("scan_1m", [](qw::bench::Run& run) {
+  Files files;
+  files.make("store", 1'000'000, 10);
+  run.repetitions(3);
+  run.measure(
+      [&](qw::bench::Stopwatch& watch) {
+        watch.start();
+        auto store = QWDatabaseManager::open<BenchStore>(files.path("store"));
+        watch.stop();
+        qw::bench::keep(store);
+      },
+      [&] {
+        // Every column asked for as text, and nothing made of it.
+        sqlite3* database = files.open("store");
+        std::size_t bytes = 0;
+        {
+          Statement select(database, "SELECT * FROM Entry");
+          const int columns = sqlite3_column_count(select.handle);
+          while (sqlite3_step(select.handle) == SQLITE_ROW)
+            for (int i = 0; i < columns; ++i)
+              if (sqlite3_column_text(select.handle, i))
+                bytes += static_cast<std::size_t>(sqlite3_column_bytes(select.handle, i));
+        }
+        sqlite3_close(database);
+        qw::bench::keep(bytes);
+      });
+});
 const qw::bench::Benchmark kSaveMillion("save_new_1m", [](qw::bench::Run& run) {
-  run.repetitions(1);
+  run.repetitions(3);
   benchSaveNew(run, 1'000'000);
 });
 

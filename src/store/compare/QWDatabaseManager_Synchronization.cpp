@@ -1,123 +1,20 @@
-// What a synchronization asks of a store: the objects of each step, links and places that are found by ID.
+// What a synchronization asks of a store: the objects of each step, links and places by ID, its queue.
 #include <algorithm>
-#include <unordered_map>
-#include <unordered_set>
 
 #include "store/compare/internal/SynchronizationQueue.h"
-#include "store/model/ClassSchema.h"
 #include "store/model/QWDatabaseManager.h"
-
-namespace {
-
-using ObjectPointer = std::shared_ptr<QWDatabaseObject>;
-
-/// The parent that an object has, and the property that leads there.
-struct Ancestor {
-  const qw::Property* property = nullptr;
-  ObjectPointer object;
-};
-
-Ancestor parentOf(const QWDatabaseObject& object) {
-  for (const auto& entry : qw::ClassSchema::of(object.objectClass()).parents())
-    if (auto parent = entry.storage->relation->target(object)) return {entry.property, std::move(parent)};
-  return {};
-}
-
-/// The children of `parent` that an object with this property belongs to; null when it cannot.
-qw::ChildList* listFor(const QWDatabaseObject& object, const qw::Property& parentProperty,
-                       QWDatabaseObject& parent) {
-  if (object.objectClass().property(parentProperty.key) != &parentProperty ||
-      !parent.isKindOf(parentProperty.storage->relation->targetClass()))
-    return nullptr;
-  const qw::Property* children = parent.objectClass().property(parentProperty.inverse);
-  const qw::Relation* relation =
-      children && children->kind == qw::PropertyKind::kChildren ? children->storage->relation : nullptr;
-  return relation && object.isKindOf(relation->targetClass()) ? &relation->list(parent) : nullptr;
-}
-
-void insert(QWDatabaseObject& object, qw::ChildList& list, const qw::ChildList* siblings) {
-  list.insertObject(object.sharedAs<QWDatabaseObject>(),
-                    siblings ? list.indexToInsertObject(object.ID(), *siblings) : list.size());
-}
-
-}  // namespace
+#include "store/model/internal/PendingLinks.h"
 
 void QWDatabaseManager::requestLiveObjectWithID(const qw::ObjectID& id, QWRequestsMap::Request block) {
-  requestObjectWithID(id, [this, id, block = std::move(block)](const ObjectPointer& found) {
-    if (!found || !found->isDeleted()) return block(found);
-    afterRequests_.push_back([this, id, block] { block(objectWithID(id)); });
-  });
+  links_->requestLiveObject(id, std::move(block));
 }
 
-void QWDatabaseManager::removeAllObjectRequests() {
-  objects_.removeAllRequests();
-  while (!afterRequests_.empty()) {
-    for (const auto& request : std::exchange(afterRequests_, {})) request();
-    objects_.removeAllRequests();
-  }
-  performWaitingMoves();
-}
+void QWDatabaseManager::removeAllObjectRequests() { links_->finish(); }
 
 bool QWDatabaseManager::placeObject(QWDatabaseObject& object, const qw::Property& parentProperty,
-                                    const ObjectPointer& parent, const qw::ChildList* siblings) {
-  if (!parent) return true;
-  qw::ChildList* list = listFor(object, parentProperty, *parent);
-  if (!list) return false;
-  if (parentProperty.storage->relation->target(object) == parent) return true;
-  if (qw::ChildList::isOrIsBelow(*parent, object))
-    waitingMoves_.push_back({object.sharedAs<QWDatabaseObject>(), &parentProperty, parent,
-                             siblings ? siblings->owner() : nullptr, siblings});
-  else
-    insert(object, *list, siblings);
-  return true;
-}
-
-/// All of them leave their parents first, so that only circles among what was chosen remain.
-void QWDatabaseManager::performWaitingMoves() {
-  const auto moves = std::exchange(waitingMoves_, {});
-  std::unordered_map<const QWDatabaseObject*, Ancestor> former;
-  for (const WaitingMove& move : moves)
-    if (Ancestor parent = parentOf(*move.object); parent.object) {
-      listFor(*move.object, *parent.property, *parent.object)->detach(*move.object);
-      former.try_emplace(move.object.get(), std::move(parent));
-    }
-  const auto formerParentOf = [&](const QWDatabaseObject& object) {
-    const auto found = former.find(&object);
-    return found == former.end() ? parentOf(object) : found->second;
-  };
-  for (const WaitingMove& move : moves) {
-    QWDatabaseObject& object = *move.object;
-    if (object.isDeleted()) continue;
-    const auto listIn = [&](const Ancestor& place) {
-      return place.object && !place.object->isDeleted() ? listFor(object, *place.property, *place.object)
-                                                        : nullptr;
-    };
-    qw::ChildList* chosen = listIn({move.parentProperty, move.parent});
-    if (chosen && !qw::ChildList::isOrIsBelow(*move.parent, object)) {
-      insert(object, *chosen, move.siblings);
-      continue;
-    }
-    // Where it cannot go it returns to its former parent, or the next one above that; a new object, which has
-    // none, goes below the next one above it in the store that it comes from.
-    bool isPlaced = false;
-    auto below = qw::ChildList::allBelow(object);
-    below.insert(&object);
-    const auto takes = [&](const Ancestor& place) {
-      qw::ChildList* list = listIn(place);
-      if (!list || below.contains(place.object.get())) return false;
-      insert(object, *list, nullptr);
-      return true;
-    };
-    std::unordered_set<const QWDatabaseObject*> passed;
-    for (Ancestor above = formerParentOf(object);
-         above.object && !isPlaced && passed.insert(above.object.get()).second;
-         above = formerParentOf(*above.object))
-      isPlaced = takes(above);
-    for (Ancestor above{move.parentProperty, move.siblingsOwner}; above.object && !isPlaced;
-         above = parentOf(*above.object))
-      isPlaced = takes({above.property, objectWithID(above.object->ID())});
-    if (!isPlaced) object.deleteObject();
-  }
+                                    const std::shared_ptr<QWDatabaseObject>& parent,
+                                    const qw::ChildList* siblings) {
+  return links_->place(object, parentProperty, parent, siblings);
 }
 
 qw::SynchronizationQueue& QWDatabaseManager::synchronizationQueue() {

@@ -126,8 +126,7 @@ void QWDatabaseObject::commitChangesToOriginalDatabaseManager() {
 }
 
 void QWDatabaseObject::commitProperties(QWDatabaseObject& original) {
-  modificationsCount_ = 0;
-  mustWrite_ = false;
+  row_.forgetEdits();
   if (rare().edited.empty() || original.isDeleted()) return;
   for (const std::string_view key : std::exchange(rare().edited, {})) {
     const qw::Property* property = objectClass().property(key);

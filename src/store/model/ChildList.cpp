@@ -10,6 +10,7 @@
 #include "store/model/ClassSchema.h"
 #include "store/model/QWDatabaseManager.h"
 #include "store/model/QWDatabaseObject.h"
+#include "store/model/internal/EditLog.h"
 
 namespace qw {
 
@@ -121,16 +122,22 @@ bool ChildList::isGoingBack() const {
 }
 
 void ChildList::indexesChanged() {
-  if (QWDatabaseManager* manager = owner_->databaseManager()) manager->indexesChanged();
+  if (QWDatabaseManager* manager = owner_->databaseManager()) manager->edits().indexesChanged();
 }
 
 void ChildList::append(ObjectPointer child) {
   const bool isInOrder = child->order_ >= 0 && (items_.empty() || items_.back()->order_ < child->order_);
   items_.push_back(child);
   if (isInOrder) return;
-  if (child->sqlID_ != 0) return markUnplaced(*child);
+  if (child->row_.rowID() != 0) return markUnplaced(*child);
   child->order_ = -1;
   place(*child, items_.size() - 1);
+}
+
+bool ChildList::appendLoaded(const ObjectPointer& child) {
+  const bool isInOrder = child->order_ >= 0 && (items_.empty() || items_.back()->order_ < child->order_);
+  items_.push_back(child);
+  return isInOrder;
 }
 
 void ChildList::sort() {

@@ -81,11 +81,27 @@ class QW_EXPORT ChildList {
   static bool isOrIsBelow(const QWDatabaseObject& object, const QWDatabaseObject& other);
   static std::unordered_set<const QWDatabaseObject*> allBelow(const QWDatabaseObject& object);
 
- private:
-  friend class Loader;
-  friend class ::QWDatabaseManager;
-  friend class ::QWDatabaseObject;
+  // For the store.
+  /// Whose children these are to be, and by which property.
+  void bind(QWDatabaseObject& owner, const Property& property) {
+    owner_ = &owner;
+    property_ = &property;
+  }
+  /// Appends without undo, notices and modification.
+  void append(std::shared_ptr<QWDatabaseObject> child);
+  /// The same for one that was loaded; false when its number does not lie behind the last one's.
+  bool appendLoaded(const std::shared_ptr<QWDatabaseObject>& child);
+  /// After a load: sorts by number. Those that have none of their own get one with the next save.
+  void sort();
+  /// Gives the children that moved numbers between those of their neighbours, which are renumbered only where
+  /// there is no room.
+  void number();
+  /// What counts as a number in the file.
+  static bool isNumber(std::int64_t number);
+  /// After a save that succeeded whole. True when nothing was edited since it was computed.
+  bool forgetSavedEdits();
 
+ private:
   /// What edits leave for the next save.
   struct Edits {
     /// Children that have no number between those of their neighbours, perhaps no longer here.
@@ -97,34 +113,19 @@ class QW_EXPORT ChildList {
     bool isComputed = false;  // nothing was edited since the last `number`
   };
 
-  void bind(QWDatabaseObject& owner, const Property& property) {
-    owner_ = &owner;
-    property_ = &property;
-  }
   bool isGoingBack() const;
   void indexesChanged();
   bool takesBack(QWDatabaseObject& child);
   void detachAt(std::size_t index);
-  /// As stored: appended without undo, notices and modification.
-  void append(std::shared_ptr<QWDatabaseObject> child);
-  /// After a load: sorts by number. Those that have none of their own get one with the next save.
-  void sort();
 
   Edits& edits();
   void place(QWDatabaseObject& child, std::size_t index);
   void markUnplaced(QWDatabaseObject& child);
-  /// Gives the children that moved numbers between those of their neighbours, which are renumbered only where
-  /// there is no room.
-  void number();
   std::vector<std::size_t> unplacedIndexes();
   void keepNumbersInOrder(std::size_t begin, std::size_t end);
   std::size_t numberRun(std::size_t begin, std::size_t end, const std::vector<std::int64_t>& released);
   void release(QWDatabaseObject& child);
   void setNumber(QWDatabaseObject& child, std::int64_t number);
-  /// What counts as a number in the file.
-  static bool isNumber(std::int64_t number);
-  /// After a save that succeeded whole. True when nothing was edited since it was computed.
-  bool forgetSavedEdits();
 
   QWDatabaseObject* owner_ = nullptr;
   const Property* property_ = nullptr;

@@ -4,6 +4,7 @@
 #include "store/model/ChildList.h"
 #include "store/model/QWDatabaseManager.h"
 #include "store/model/QWDatabaseObject.h"
+#include "store/model/internal/EditLog.h"
 
 namespace qw {
 
@@ -70,7 +71,7 @@ ChildList::Edits& ChildList::edits() {
   if (!edits_) {
     edits_ = std::make_unique<Edits>();
     if (QWDatabaseManager* manager = owner_->databaseManager())
-      manager->editedLists_.emplace_back(owner_->sharedAs<QWDatabaseObject>(), this);
+      manager->edits().noteEditedList(*owner_, *this);
   }
   edits_->isComputed = false;
   return *edits_;
@@ -110,7 +111,7 @@ void ChildList::place(QWDatabaseObject& child, std::size_t index) {
   child.unplaced_ = false;
   // The row has another number even when undo brings the child back to a parent that it never left in the
   // file.
-  if (child.sqlID_ > 0) child.mustWrite_ = true;
+  if (child.row_.rowID() > 0) child.row_.force();
 }
 
 std::vector<std::size_t> ChildList::unplacedIndexes() {
@@ -203,7 +204,7 @@ std::size_t ChildList::numberRun(std::size_t begin, std::size_t end,
 }
 
 void ChildList::release(QWDatabaseObject& child) {
-  if (child.order_ >= 0 && child.sqlID_ > 0) edits_->released.emplace(child.order_, &child);
+  if (child.order_ >= 0 && child.row_.rowID() > 0) edits_->released.emplace(child.order_, &child);
 }
 
 void ChildList::setNumber(QWDatabaseObject& child, std::int64_t number) {
@@ -211,8 +212,8 @@ void ChildList::setNumber(QWDatabaseObject& child, std::int64_t number) {
   if (!child.unplaced_) release(child);
   child.order_ = number;
   child.unplaced_ = false;
-  child.mustWrite_ = true;
-  if (QWDatabaseManager* manager = owner_->databaseManager()) manager->queueForSaving(child);
+  child.row_.force();
+  if (QWDatabaseManager* manager = owner_->databaseManager()) manager->edits().queue(child);
 }
 
 bool ChildList::forgetSavedEdits() {

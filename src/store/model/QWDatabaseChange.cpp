@@ -24,6 +24,6 @@ void QWDatabaseChange::prepare(QWDatabaseQuery& query) const {
   using Kind = qw::RowWrite::Kind;
   if (prepareBlock_) prepareBlock_(query);
   if (!write_) return;
-  if (write_.kind != Kind::kInsert) query.setInt64(write_.sqlID, "sqlID");
+  if (write_.kind != Kind::kInsert) query.setInt64(write_.former.rowID(), "sqlID");
   if (write_.kind != Kind::kDelete) values().prepareBlock()(query);
 }

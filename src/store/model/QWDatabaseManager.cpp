@@ -12,7 +12,10 @@
 #include "platform/object/KeyPath.h"
 #include "platform/system/Clock.h"
 #include "store/model/ClassSchema.h"
+#include "store/model/internal/EditLog.h"
 #include "store/model/internal/FiltersBarRecord.h"
+#include "store/model/internal/PendingLinks.h"
+#include "store/model/internal/StatementCache.h"
 #include "values/text/QWStringAdditions.h"
 
 constinit const qw::Class QWDatabaseManager::kClass =
@@ -27,7 +30,10 @@ constinit const qw::Class QWSynchronizationHandling::kClass =
     qw::define<QWSynchronizationHandling, qw::Object>("QWSynchronizationHandling", {},
                                                       [] { return qw::properties(); });
 
-QWDatabaseManager::QWDatabaseManager() = default;
+QWDatabaseManager::QWDatabaseManager()
+    : statements_(std::make_unique<qw::StatementCache>()),
+      links_(std::make_unique<qw::PendingLinks>(*this, objects_)),
+      edits_(std::make_unique<qw::EditLog>(*this)) {}
 
 QWDatabaseManager::~QWDatabaseManager() {
   queue_.reset();
@@ -38,7 +44,7 @@ QWDatabaseManager::~QWDatabaseManager() {
 }
 
 void QWDatabaseManager::close() {
-  cachedQueries_.clear();
+  statements_->clear();
   if (!database_) return;
   sqlite3_close_v2(std::exchange(database_, nullptr));
   std::error_code ignored;
@@ -67,7 +73,7 @@ std::shared_ptr<QWDatabaseManager> QWDatabaseManager::copy() const {
 
 void QWDatabaseManager::initByCopyingDatabaseManager(const QWDatabaseManager& source) {
   auto& original = const_cast<QWDatabaseManager&>(source);
-  original.settle();
+  original.edits_->settle();
   originalManager_ = original.sharedAs<QWDatabaseManager>();
   url_ = source.url_;
   objects_.reserve(source.objects_.count());
@@ -78,22 +84,11 @@ void QWDatabaseManager::initByCopyingDatabaseManager(const QWDatabaseManager& so
   removeAllObjectRequests();
   loaded_ = true;
   // What was copied is what the original has: nothing to commit yet.
-  for (const auto& object : unsaved_) {
-    object->queued_ = false;
-    if (object->rare_) object->rare_->edited.clear();
-  }
-  unsaved_.clear();
+  edits_->forgetAll();
 }
 
 std::shared_ptr<QWDatabaseQuery> QWDatabaseManager::prepareQuery(const std::string& sql, qw::Error* error) {
-  if (const auto cached = cachedQueries_.find(sql);
-      cached != cachedQueries_.end() && !cached->second.empty()) {
-    auto query = std::move(cached->second.back());
-    cached->second.pop_back();
-    query->cached_ = false;
-    query->reset();
-    return query;
-  }
+  if (auto waiting = statements_->take(sql)) return waiting;
   sqlite3_stmt* statement = nullptr;
   if (!database_ || sqlite3_prepare_v2(database_, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK ||
       !statement) {
@@ -108,14 +103,7 @@ std::shared_ptr<QWDatabaseQuery> QWDatabaseManager::prepareQuery(const std::stri
 }
 
 void QWDatabaseManager::addQueryToCache(const std::shared_ptr<QWDatabaseQuery>& query) {
-  query->reset();
-  if (std::exchange(query->cached_, true)) return;
-  cachedQueries_[query->sql()].push_back(query);
-}
-
-/// A statement that is run again by the one who kept it must not be handed to another meanwhile.
-void QWDatabaseManager::takeOutOfCache(const std::shared_ptr<QWDatabaseQuery>& query) {
-  if (std::exchange(query->cached_, false)) std::erase(cachedQueries_[query->sql()], query);
+  statements_->put(query);
 }
 
 void QWDatabaseManager::noteReadFailure() {
@@ -141,7 +129,7 @@ std::shared_ptr<QWDatabaseResultSet> QWDatabaseManager::executeQuery(
     const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error) {
   if (error) *error = {};
   if (!query) return nullptr;
-  takeOutOfCache(query);
+  statements_->remove(query);
   const int result = stepBound(*query);
   if (result != SQLITE_ROW && result != SQLITE_DONE) {
     noteReadFailure();
@@ -158,7 +146,7 @@ std::shared_ptr<QWDatabaseResultSet> QWDatabaseManager::executeQuery(
 bool QWDatabaseManager::executeUpdate(const std::shared_ptr<QWDatabaseQuery>& query, qw::Error* error) {
   if (error) *error = {};
   if (!query) return false;
-  takeOutOfCache(query);
+  statements_->remove(query);
   if (stepBound(*query) != SQLITE_DONE) {
     qw::Error::set(
         error, QWDatabaseErrorDomain, 3,
@@ -186,7 +174,7 @@ std::vector<std::shared_ptr<QWDatabaseObject>> QWDatabaseManager::objectsWithIDs
 void QWDatabaseManager::registerObject(QWDatabaseObject& object) {
   assertOwningThread();
   makeRoomFor(object, object.ID());
-  object.registered_ = true;
+  object.rowState().setRegistered(true);
   objects_.setObjectForKey(object.sharedAs<QWDatabaseObject>(), object.ID());
 }
 
@@ -206,8 +194,8 @@ void QWDatabaseManager::registerObjects(std::span<const std::shared_ptr<QWDataba
 
 void QWDatabaseManager::unregisterObject(QWDatabaseObject& object) {
   if (objects_.find(object.ID()) != &object) return;
-  object.registered_ = false;
-  referrers_.reset();
+  object.rowState().setRegistered(false);
+  edits_->forgetReferrers();
   objects_.removeObjectForKey(object.ID());
 }
 
@@ -217,21 +205,7 @@ void QWDatabaseManager::requestObjectWithID(const qw::ObjectID& id, QWRequestsMa
 
 void QWDatabaseManager::requestParentPresenceForObject(QWDatabaseObject& object,
                                                        std::string_view parentKeyPath) {
-  const qw::KeyPath path(parentKeyPath);
-  const auto check = [weak = std::weak_ptr(object.sharedAs<QWDatabaseObject>()), path,
-                      recorded = path.value(object)] {
-    const auto self = weak.lock();
-    if (!self) return;
-    const qw::Value now = path.value(*self);
-    if (now.kind() == recorded.kind() && now.object() == recorded.object()) self->deleteObject();
-  };
-  // After every request, and every move, that may give the object another parent.
-  afterRequests_.push_back([this, check] {
-    afterRequests_.push_back([this, check] {
-      performWaitingMoves();
-      check();
-    });
-  });
+  links_->checkParent(object, parentKeyPath);
 }
 
 void QWDatabaseManager::addDeletedID(const qw::ObjectID& id) { addDeletedID(id, qw::Clock::now()); }
@@ -356,7 +330,7 @@ std::shared_ptr<qw::Object> QWDatabaseManager::unarchiveObjectWithData(const qw:
   } else {
     object = nullptr;
     for (const auto& made : decoded) unregisterObject(*made);
-    std::erase_if(unsaved_, [](const auto& unsaved) { return !unsaved->registered_; });
+    edits_->dropUnregistered();
     decoded.clear();
   }
   removeAllObjectRequests();
@@ -372,53 +346,11 @@ void QWDatabaseManager::assertOwningThread() const {
          "a store is edited on the thread that opened it; others work on a copy");
 }
 
-void QWDatabaseManager::queueForSaving(QWDatabaseObject& object) {
-  assertOwningThread();
-  if (object.queued_) return;
-  object.queued_ = true;
-  unsaved_.push_back(object.sharedAs<QWDatabaseObject>());
+bool QWDatabaseManager::noteDecoded(QWDatabaseObject& object) {
+  if (!decoded_) return false;
+  decoded_->push_back(object.sharedAs<QWDatabaseObject>());
+  return true;
 }
 
-void QWDatabaseManager::nameChanged(QWDatabaseObject& object) {
-  renamed_.push_back(object.sharedAs<QWDatabaseObject>());
-}
-
-void QWDatabaseManager::indexesChanged() {
-  if (observedIndexes_.empty() || settlesAtEndOfPass_) return;
-  settlesAtEndOfPass_ = true;
-  qw::RunLoop::current().atEndOfPass([weak = std::weak_ptr(sharedAs<QWDatabaseManager>())] {
-    const auto self = weak.lock();
-    if (!self) return;
-    self->settlesAtEndOfPass_ = false;
-    self->settle();
-  });
-}
-
-void QWDatabaseManager::settle() {
-  struct Moved {
-    std::shared_ptr<QWDatabaseObject> object;
-    std::int64_t from, to;
-  };
-  std::vector<Moved> moved;
-  std::erase_if(observedIndexes_, [&](auto& observed) {
-    const auto object = observed.first.lock();
-    if (object && object->isObserved("index")) {
-      const std::int64_t index = object->index();
-      const std::int64_t told = std::exchange(observed.second, index);
-      if (told != index) moved.push_back({object, told, index});
-      return false;
-    }
-    if (object) object->indexIsObserved_ = false;
-    return true;
-  });
-  for (const auto& [object, from, to] : moved)
-    object->didChange({qw::Change::Kind::kSetting, "index", from, to, {}});
-}
-
-void QWDatabaseManager::numberChildren() {
-  for (std::size_t i = 0; i < editedLists_.size(); ++i) editedLists_[i].second->number();
-}
-
-void QWDatabaseManager::forgetSavedListEdits() {
-  std::erase_if(editedLists_, [](const auto& edited) { return edited.second->forgetSavedEdits(); });
-}
+void QWDatabaseManager::undoManagerWillPerform(qw::UndoManager&) { edits_->settle(); }
+void QWDatabaseManager::undoManagerDidPerform(qw::UndoManager&) { edits_->settle(); }

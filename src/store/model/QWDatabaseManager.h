@@ -33,8 +33,11 @@
 #include "values/collections/QWCountedSet.h"
 
 namespace qw {
+class EditLog;
+class PendingLinks;
+class StatementCache;
 class SynchronizationQueue;
-}
+}  // namespace qw
 
 /// Domain of the store's errors. 1: opening, creating or upgrading failed; 2: invalid query; 3: execution
 /// failed; 4: saving failed, the messages joined by "\n".
@@ -339,6 +342,22 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   /// -1: no bound.
   virtual std::int64_t maximumSynchronizationPriorityForStep(int) const { return -1; }
 
+  // For the store's own classes.
+  /// What happened to the objects since the last save.
+  qw::EditLog& edits() const { return *edits_; }
+  /// Registers many objects at once, as they are loaded.
+  void registerObjects(std::span<const std::shared_ptr<QWDatabaseObject>> objects);
+  /// Makes room for so many objects more.
+  void reserveObjects(std::size_t count) { objects_.reserve(objects_.count() + count); }
+  /// Takes down an object that an archive makes; false when none is being read.
+  bool noteDecoded(QWDatabaseObject& object);
+  /// Posts "QWDatabaseManagerObjectsDidChangeNotification" when idle.
+  void objectsChanged();
+  /// Takes down, while the store is being opened, that something in it could not be read.
+  void noteReadFailure();
+  /// In debug builds: that this is the thread of the store.
+  void assertOwningThread() const;
+
  protected:
   /// Reads the root object with everything below it, deletions, filters bars and handler states.
   virtual void loadData();
@@ -350,21 +369,6 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   virtual void dataDidLoad() {}
 
  private:
-  friend class QWDatabaseChange;
-  friend class QWDatabaseObject;
-  friend class QWDatabaseResultSet;
-  friend class qw::ChildList;
-  friend class qw::Loader;
-
-  /// A move that would have made a circle when it was chosen.
-  struct WaitingMove {
-    std::shared_ptr<QWDatabaseObject> object;
-    const qw::Property* parentProperty;
-    std::shared_ptr<QWDatabaseObject> parent;
-    std::shared_ptr<QWDatabaseObject> siblingsOwner;  // keeps `siblings`
-    const qw::ChildList* siblings;
-  };
-
   bool initWithURL(const std::filesystem::path& URL, const OpenOptions& options, qw::Error* error);
   bool openConnection(const OpenOptions& options, qw::Error* error);
   /// Of a foreign file: that it is whole, and that its tables are tables.
@@ -373,7 +377,6 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   bool createStore(qw::Error* error);
   void makeInitialData();
   bool failToRead(qw::Error* error) const;
-  void noteReadFailure();
   bool readMetadata(std::string& storedVersion, qw::Error* error);
   bool upgrade(const std::string& storedVersion, qw::Error* error);
   bool execute(const std::string& sql, const std::string& name, qw::Error* error);
@@ -386,7 +389,6 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   Changes ownChanges() const;
   /// The writes of all rows that differ from their objects, in order. The objects count as clean then.
   std::vector<qw::RowWrite> takeRowWrites();
-  void takeOutOfCache(const std::shared_ptr<QWDatabaseQuery>& query);
   using Handlers = std::vector<std::shared_ptr<QWSynchronizationHandling>>;
   /// Saves, then hands over what was saved. False when it was not saved.
   bool saveAndHandOver(const Changes& changes, bool processSynchronizationHandlers,
@@ -395,29 +397,11 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
                 const std::string& displayName, qw::Error* error);
   void close();
 
-  void objectsChanged();
-  void queueForSaving(QWDatabaseObject& object);
-  void assertOwningThread() const;
-  /// Rows that name the object by its ID are to be written: it has another one, or none while it is deleted.
-  void nameChanged(QWDatabaseObject& object);
-  void touchRowsThatName();
-  /// Many at once, as they are loaded.
-  void registerObjects(std::span<const std::shared_ptr<QWDatabaseObject>> objects);
-  bool canBeNamed(const qw::Class& c) const;
-  void reportUnreachable(std::unordered_set<const QWDatabaseObject*> alone,
-                         std::span<const qw::RowWrite> rows) const;
+  void reportUnreachable(std::span<const qw::RowWrite> rows) const;
   void commitDeletions(const std::vector<std::shared_ptr<QWDatabaseObject>>& deleted);
-  /// Children moved: whoever observes an "index" hears of it at the end of the pass.
-  void indexesChanged();
-  /// Tells the observers of each "index" that is another one now.
-  void settle();
-  /// Gives children that moved their numbers for the file.
-  void numberChildren();
-  void forgetSavedListEdits();
-  void performWaitingMoves();
   qw::SynchronizationQueue& synchronizationQueue();
-  void undoManagerWillPerform(qw::UndoManager&) override { settle(); }
-  void undoManagerDidPerform(qw::UndoManager&) override { settle(); }
+  void undoManagerWillPerform(qw::UndoManager&) override;
+  void undoManagerDidPerform(qw::UndoManager&) override;
 
   std::shared_ptr<QWDatabaseManager> (*makeAnother_)() = nullptr;  // of the same class
   bool loaded_ = false;
@@ -436,10 +420,10 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   sqlite3* database_ = nullptr;
   Trace trace_;
   qw::Registration logDefault_;
-  std::unordered_map<std::string, std::vector<std::shared_ptr<QWDatabaseQuery>>> cachedQueries_;
+  std::unique_ptr<qw::StatementCache> statements_;
   QWRequestsMap objects_;
-  std::vector<std::function<void()>> afterRequests_;
-  std::vector<WaitingMove> waitingMoves_;
+  std::unique_ptr<qw::PendingLinks> links_;
+  std::unique_ptr<qw::EditLog> edits_;
   std::shared_ptr<qw::SynchronizationQueue> synchronizationQueue_;  // made when it is first asked for
   int disableModifyLastModificationDatesCount_ = 0;
   std::map<std::string, QWCountedSet> completionsSets_;
@@ -447,15 +431,7 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   std::unique_ptr<qw::OperationQueue> queue_;
   std::string readFailure_;  // the first one while the store is being opened
 
-  std::vector<std::shared_ptr<QWDatabaseObject>> unsaved_;
-  std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> editedLists_;  // since a save
-  std::vector<std::pair<qw::Back<QWDatabaseObject>, std::int64_t>> observedIndexes_;       // as last told
-  bool settlesAtEndOfPass_ = false;
-  std::vector<std::shared_ptr<QWDatabaseObject>> renamed_;  // since the last save
   std::vector<UnreachableRow> unreachableRows_;
-  /// Which objects refer to, or own, another: made at the first save that has to know. It may name more.
-  class Referrers;
-  std::shared_ptr<Referrers> referrers_;
   std::vector<std::shared_ptr<QWDatabaseObject>>* decoded_ = nullptr;  // while an archive is read
 };
 

@@ -10,92 +10,18 @@
 #include "platform/system/FileManager.h"
 #include "store/model/ClassSchema.h"
 #include "store/model/QWDatabaseManager.h"
+#include "store/model/internal/EditLog.h"
 #include "store/model/internal/SaveRun.h"
 
-/// Objects by what they refer to or own. Entries are never taken out: a link is looked at before it counts.
-class QWDatabaseManager::Referrers {
- public:
-  explicit Referrers(const QWRequestsMap& objects) : bound_(2 * objects.count() + 1000) {
-    objects.forEach([this](const std::shared_ptr<QWDatabaseObject>& object) { add(*object); });
-  }
-
-  void add(QWDatabaseObject& object) {
-    eachLink(object, [&](const QWDatabaseObject* target) {
-      auto& named = byTarget_[target];
-      if (!named.empty() && named.back() == &object) return;
-      named.push_back(&object);
-      ++size_;
-    });
-  }
-  /// So much of it may be out of date that a new one is cheaper.
-  bool isWorn() const { return size_ > bound_; }
-
-  template <class Visit>
-  void visit(const QWDatabaseObject& target, Visit visit) const {
-    const auto found = byTarget_.find(&target);
-    if (found == byTarget_.end()) return;
-    for (QWDatabaseObject* object : found->second) {
-      bool names = false;
-      eachLink(*object, [&](const QWDatabaseObject* link) { names = names || link == &target; });
-      if (names) visit(*object);
-    }
-  }
-
- private:
-  template <class Visit>
-  static void eachLink(const QWDatabaseObject& object, Visit visit) {
-    const qw::ClassSchema& schema = qw::ClassSchema::of(object.objectClass());
-    for (const auto* entries : {&schema.references(), &schema.owned()})
-      for (const auto& entry : *entries)
-        if (const auto target = entry.storage->relation->target(object)) visit(target.get());
-  }
-
-  std::unordered_map<const QWDatabaseObject*, std::vector<QWDatabaseObject*>> byTarget_;
-  std::size_t size_ = 0;
-  std::size_t bound_;
-};
-
-bool QWDatabaseManager::canBeNamed(const qw::Class& c) const {
-  const auto classes = modelClasses();
-  return std::any_of(classes.begin(), classes.end(), [&](const qw::Class* other) {
-    const qw::ClassSchema& schema = qw::ClassSchema::of(*other);
-    const auto names = [&](const auto& entry) {
-      return c.isSubclassOf(entry.storage->relation->targetClass());
-    };
-    return std::any_of(schema.references().begin(), schema.references().end(), names) ||
-           std::any_of(schema.owned().begin(), schema.owned().end(), names);
-  });
-}
-
-void QWDatabaseManager::touchRowsThatName() {
-  if (referrers_)
-    for (const auto& object : unsaved_)
-      if (object->registered_) referrers_->add(*object);
-  if (referrers_ && referrers_->isWorn()) referrers_.reset();
-  // The links stay as they are; an undone deletion finds them again.
-  const auto targets = std::exchange(renamed_, {});
-  const auto touch = [](QWDatabaseObject& object) {
-    if (object.isDeleted() || !object.registered_) return;
-    object.willModify();
-    object.mustWrite_ = true;
-    object.touch();
-  };
-  std::unordered_map<const qw::Class*, bool> named;
-  for (const auto& target : targets) {
-    const auto [can, isNew] = named.try_emplace(&target->objectClass());
-    if (isNew) can->second = canBeNamed(target->objectClass());
-    for (const auto& entry : qw::ClassSchema::of(target->objectClass()).children())
-      for (const auto& child : entry.storage->relation->list(*target).objects()) touch(*child);
-    if (!can->second) continue;
-    if (!referrers_) referrers_ = std::make_shared<Referrers>(objects_);
-    referrers_->visit(*target, touch);
-  }
-}
-
-/// `alone`: objects without a parent whose rows are to be written. The next load will not find those that
-/// have no owner either.
-void QWDatabaseManager::reportUnreachable(std::unordered_set<const QWDatabaseObject*> alone,
-                                          std::span<const qw::RowWrite> rows) const {
+/// The next load will not find an object that has neither a parent nor an owner.
+void QWDatabaseManager::reportUnreachable(std::span<const qw::RowWrite> rows) const {
+  using Kind = qw::RowWrite::Kind;
+  std::unordered_set<const QWDatabaseObject*> alone;
+  for (const qw::RowWrite& row : rows)
+    if (!row.isPlaced && row.kind != Kind::kDelete &&
+        (row.kind == Kind::kInsert || !qw::ClassSchema::of(row.object->objectClass()).parents().empty()))
+      alone.insert(row.object.get());
+  if (alone.empty()) return;
   alone.erase(rootObject_.get());
   for (const auto& [name, data] : filtersBarDatas_) alone.erase(data.get());
   const auto eraseOwned = [&](const QWDatabaseObject& owner) {
@@ -146,31 +72,8 @@ QWDatabaseManager::Changes QWDatabaseManager::ownChanges() const {
 }
 
 std::vector<qw::RowWrite> QWDatabaseManager::takeRowWrites() {
-  settle();
-  numberChildren();
-  touchRowsThatName();
-  std::vector<qw::RowWrite> rows;
-  rows.reserve(unsaved_.size());
-  std::unordered_set<const QWDatabaseObject*> alone;
-  for (auto& object : std::exchange(unsaved_, {})) {
-    object->queued_ = false;
-    if (!object->registered_) continue;
-    qw::RowWrite write = QWDatabaseObject::takeWrite(std::move(object));
-    if (!write) continue;
-    using Kind = qw::RowWrite::Kind;
-    const QWDatabaseObject& written = *write.object;
-    if (!written.place_ && write.kind != Kind::kDelete &&
-        (write.kind == Kind::kInsert || !qw::ClassSchema::of(written.objectClass()).parents().empty()))
-      alone.insert(&written);
-    rows.push_back(std::move(write));
-  }
-  reportUnreachable(std::move(alone), rows);
-  // Deletions first, then rows from the highest number down, then new objects as they were made.
-  const auto inOrder = [](const qw::RowWrite& a, const qw::RowWrite& b) {
-    const bool deletes = a.kind == qw::RowWrite::Kind::kDelete;
-    return deletes != (b.kind == qw::RowWrite::Kind::kDelete) ? deletes : a.sqlID > b.sqlID;
-  };
-  if (!std::is_sorted(rows.begin(), rows.end(), inOrder)) std::stable_sort(rows.begin(), rows.end(), inOrder);
+  auto rows = edits_->takeAll();
+  reportUnreachable(rows);
   return rows;
 }
 
@@ -184,14 +87,14 @@ QWDatabaseManager::Changes QWDatabaseManager::computeChanges() {
 
 bool QWDatabaseManager::saveChanges(const Changes& changes, qw::Error* error) {
   if (!qw::SaveRun(*this).run(changes, {}, error)) return false;
-  forgetSavedListEdits();
+  edits_->forgetSavedLists();
   return true;
 }
 
 bool QWDatabaseManager::save(qw::Error* error) {
   const auto rows = takeRowWrites();
   if (!qw::SaveRun(*this).run(ownChanges(), rows, error)) return false;
-  forgetSavedListEdits();
+  edits_->forgetSavedLists();
   return true;
 }
 
@@ -202,7 +105,7 @@ std::optional<qw::Data> QWDatabaseManager::saveChanges(const Changes& changes,
   if (const auto size = std::filesystem::file_size(url_, ignored);
       !ignored && size > qw::FileManager::kMaximumContents) {
     for (const auto& change : changes)
-      if (change->write()) change->object()->revertWrite(change->write(), false);
+      if (change->write()) edits_->revert(change->write(), false);
     qw::Error::set(error, QWDatabaseErrorDomain, 4,
                    fmt::format("{} is larger than {} bytes and cannot be handed over in memory",
                                url_.filename().string(), qw::FileManager::kMaximumContents));
@@ -262,7 +165,7 @@ bool QWDatabaseManager::saveChangesAndCopyToURL(const Changes& changes, const st
 void QWDatabaseManager::commitChangesToOriginalDatabaseManager() {
   const auto original = originalDatabaseManager();
   if (!original) return;
-  settle();
+  edits_->settle();
   auto objects = objects_.allValues();
   std::stable_sort(objects.begin(), objects.end(), [](const auto& a, const auto& b) {
     return a->objectClass().synchronizationPriority() < b->objectClass().synchronizationPriority();

@@ -8,6 +8,7 @@
 #include "platform/system/Clock.h"
 #include "store/model/ClassSchema.h"
 #include "store/model/QWDatabaseManager.h"
+#include "store/model/internal/EditLog.h"
 #include "store/model/internal/Loader.h"
 
 constinit const qw::Class QWDatabaseObject::kClass =
@@ -34,7 +35,7 @@ void QWDatabaseObject::observerAdded(std::string_view key) {
   QWDatabaseManager* manager = key == "index" && !indexIsObserved_ ? databaseManager() : nullptr;
   if (!manager) return;
   indexIsObserved_ = true;
-  manager->observedIndexes_.emplace_back(qw::Back<QWDatabaseObject>(this), index());
+  manager->edits().observeIndex(*this);
 }
 
 QWDatabaseObject::Rare& QWDatabaseObject::rare() {
@@ -82,7 +83,7 @@ void QWDatabaseObject::registerCreation(bool recorded) {
     isNew_ = true;
     isStamped_ = false;
   }
-  databaseManager()->queueForSaving(*this);
+  databaseManager()->edits().queue(*this);
 }
 
 void QWDatabaseObject::recordDeletion(qw::Object& target, const qw::Property*, const qw::Value&,
@@ -91,7 +92,7 @@ void QWDatabaseObject::recordDeletion(qw::Object& target, const qw::Property*, c
   QWDatabaseManager* manager = self.databaseManager();
   if (!manager) return;
   // No other copy of the store can have what never was in a file.
-  if (self.sqlID_ != 0 || (self.rare_ && self.rare_->pendingChange))
+  if (self.row_.rowID() != 0 || (self.rare_ && self.rare_->pendingChange))
     manager->addDeletedID(self.id_);
   else if (qw::UndoManager* undo = self.recordingUndoManager())
     undo->registerAction(self, &noteRecreation);
@@ -115,7 +116,7 @@ void QWDatabaseObject::initWithRow(QWDatabaseManager& manager, QWDatabaseResultS
   const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
   const int* columns = row.columnsFor(schema);
   const qw::RowReader& reader = row.reader();
-  sqlID_ = reader.int64(columns[0]);
+  row_.setRow(reader.int64(columns[0]));
   ++columns;
   id_ = qw::ObjectID(reader.text(columns[0]));
   const auto date = qw::Column<std::optional<qw::Date>>::read(reader, columns + 1);
@@ -126,9 +127,9 @@ void QWDatabaseObject::initWithRow(QWDatabaseManager& manager, QWDatabaseResultS
     const std::int64_t number = reader.isNull(column) ? -1 : reader.int64(column);
     order_ = qw::ChildList::isNumber(number) ? number : -1;
   }
-  if (row.loader_) return row.loader_->readRelations(*this, schema, reader, columns);
+  if (qw::Loader* loader = row.loader()) return loader->readRelations(*this, schema, reader, columns);
   qw::Loader::resolveSingleRow(manager, *this, schema, reader, columns);
-  manager.referrers_.reset();
+  manager.edits().forgetReferrers();
 }
 
 void QWDatabaseObject::copyAttributes(const QWDatabaseObject& source) {
@@ -145,7 +146,7 @@ void QWDatabaseObject::initByCopyingObject(QWDatabaseManager& manager, const QWD
   rare().originalObject = qw::Back<QWDatabaseObject>(const_cast<QWDatabaseObject*>(&source));
   copyAttributes(source);
   manager.registerObject(*this);
-  manager.queueForSaving(*this);
+  manager.edits().queue(*this);
   const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
   for (const auto& entry : schema.references()) {
     const auto target = entry.storage->relation->target(source);
@@ -274,8 +275,8 @@ void QWDatabaseObject::setID(const qw::ObjectID& id) {
   edit("ID", [&] { id_ = id; });
   if (!manager) return;
   manager->registerObject(*this);
-  manager->queueForSaving(*this);
-  manager->nameChanged(*this);
+  manager->edits().queue(*this);
+  manager->edits().noteRenamed(*this);
 }
 
 void QWDatabaseObject::setLastModificationDate(std::optional<qw::Date> date) {
@@ -295,9 +296,9 @@ void QWDatabaseObject::addModification() {
   const bool goingBack = undoing || (undo && undo->isRedoing());
   // The count is the way to the saved state along the edits that undo and redo walk. It says nothing any more
   // once that state lies on a branch that was left, or after an edit that they do not know.
-  if (!undo || !undo->isUndoRegistrationEnabled() || (goingBack ? isDelivering() : modificationsCount_ < 0))
-    mustWrite_ = true;
-  modificationsCount_ += undoing ? -1 : 1;
+  if (!undo || !undo->isUndoRegistrationEnabled() || (goingBack ? isDelivering() : row_.edits() < 0))
+    row_.force();
+  row_.edit(undoing ? -1 : 1);
   stamp();
   touch();
 }
@@ -306,7 +307,7 @@ void QWDatabaseObject::stamp() {
   const QWDatabaseManager* manager = databaseManager();
   qw::UndoManager* undo = manager ? manager->undoManager() : nullptr;
   const bool goingBack = undo && (undo->isUndoing() || undo->isRedoing());
-  if (!manager || sqlID_ == 0 || goingBack || !manager->shouldModifyLastModificationDates()) return;
+  if (!manager || row_.rowID() == 0 || goingBack || !manager->shouldModifyLastModificationDates()) return;
   const std::int64_t now = qw::Clock::now().microseconds();
   if (now == lastModificationDate_) return;
   if (undo && undo->isUndoRegistrationEnabled()) {
@@ -340,7 +341,7 @@ void QWDatabaseObject::remember(std::string_view key) {
 void QWDatabaseObject::touch() {
   QWDatabaseManager* manager = databaseManager();
   if (!manager) return;
-  manager->queueForSaving(*this);
+  manager->edits().queue(*this);
   manager->objectsChanged();
 }
 
@@ -350,7 +351,7 @@ void QWDatabaseObject::noteReorder() {
     static void run(qw::Object& target, const qw::Property*, const qw::Value&, std::int64_t recorded) {
       auto& self = static_cast<QWDatabaseObject&>(target);
       self.willModify();
-      self.mustWrite_ = true;
+      self.row_.force();
       self.touch();
       qw::UndoManager* undo = recorded ? self.recordingUndoManager() : nullptr;
       if (undo) undo->registerAction(self, &run, nullptr, {}, 1);
@@ -371,8 +372,8 @@ void QWDatabaseObject::setDeleted(bool deleted) {
   qw::ChangeScope scope(*this, "deleted");
   deleted_ = deleted;
   if (QWDatabaseManager* manager = databaseManager()) {
-    manager->queueForSaving(*this);
-    manager->nameChanged(*this);
+    manager->edits().queue(*this);
+    manager->edits().noteRenamed(*this);
     manager->objectsChanged();
   }
 }
@@ -482,7 +483,7 @@ void QWDatabaseObject::bindColumns(qw::RowBinder& row) const {
 }
 
 std::function<void(QWDatabaseQuery&)> QWDatabaseObject::prepareBlock() const {
-  if (QWDatabaseManager* manager = databaseManager()) manager->numberChildren();
+  if (QWDatabaseManager* manager = databaseManager()) manager->edits().numberChildren();
   return [copy = copyOfColumns()](QWDatabaseQuery& query) {
     qw::RowBinder row;
     const auto& columns = qw::ClassSchema::of(copy->objectClass()).columns();
@@ -514,40 +515,10 @@ std::shared_ptr<QWDatabaseObject> QWDatabaseObject::copyOfColumns() const {
 
 std::vector<std::shared_ptr<QWDatabaseChange>> QWDatabaseObject::computeChanges() {
   std::vector<std::shared_ptr<QWDatabaseChange>> changes;
-  if (QWDatabaseManager* manager = databaseManager()) manager->numberChildren();
-  if (qw::RowWrite write = takeWrite(sharedAs<QWDatabaseObject>()))
+  if (QWDatabaseManager* manager = databaseManager()) manager->edits().numberChildren();
+  if (qw::RowWrite write = qw::EditLog::take(sharedAs<QWDatabaseObject>()))
     changes.push_back(std::make_shared<QWDatabaseChange>(std::move(write)));
   return changes;
-}
-
-qw::RowWrite QWDatabaseObject::takeWrite(std::shared_ptr<QWDatabaseObject> object) {
-  using Kind = qw::RowWrite::Kind;
-  QWDatabaseObject& self = *object;
-  qw::RowWrite write{std::move(object), self.sqlID_, self.modificationsCount_, Kind::kNone};
-  if (self.deleted_) {
-    if (self.sqlID_ > 0) {
-      write.kind = Kind::kDelete;
-      self.sqlID_ = -1;
-    }
-  } else if (self.sqlID_ < 1) {
-    write.kind = Kind::kInsert;
-  } else if (self.modificationsCount_ != 0 || self.mustWrite_) {
-    write.kind = Kind::kUpdate;
-  }
-  self.modificationsCount_ = 0;
-  self.mustWrite_ = false;
-  return write;
-}
-
-void QWDatabaseObject::revertWrite(const qw::RowWrite& write, bool committed) {
-  if (write.kind == qw::RowWrite::Kind::kInsert) {
-    if (!committed) sqlID_ = 0;
-  } else {
-    if (write.kind == qw::RowWrite::Kind::kDelete && !committed) sqlID_ = write.sqlID;
-    modificationsCount_ += write.modificationsCount;
-  }
-  mustWrite_ = true;
-  if (QWDatabaseManager* manager = databaseManager()) manager->queueForSaving(*this);
 }
 
 const std::string& qw::RowWrite::sql() const {

@@ -17,6 +17,7 @@
 #include "platform/object/UndoManager.h"
 #include "store/columns/ObjectID.h"
 #include "store/columns/QWSynchronizationChange.h"
+#include "store/model/RowState.h"
 
 class QWDatabaseChange;
 class QWDatabaseManager;
@@ -28,8 +29,6 @@ namespace qw {
 class ChildList;
 class Loader;
 class RowBinder;
-class SaveRun;
-struct RowWrite;
 class RowReader;
 }  // namespace qw
 
@@ -49,10 +48,10 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   /// Unique within the store, the same in every copy of it.
   const qw::ObjectID& ID() const { return id_; }
   /// Row number: 0 never saved, -1 while its deletion is being written.
-  std::int64_t sqlID() const { return sqlID_; }
+  std::int64_t sqlID() const { return row_.rowID(); }
   /// Edits since the last computed save, those undone counted back. A new place among the siblings does not
   /// count, but is saved, too.
-  int modificationsCount() const { return modificationsCount_; }
+  int modificationsCount() const { return row_.edits(); }
   /// When a saved object was edited last; none before that.
   std::optional<qw::Date> lastModificationDate() const {
     if (lastModificationDate_ == kNoDate) return std::nullopt;
@@ -187,18 +186,38 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
     return true;
   }
 
-  /// For the store: keeps the columns of a value that could not be read, to be written as they are until the
+  // For the store.
+  /// Where the object stands against its row.
+  qw::RowState& rowState() { return row_; }
+  const qw::RowState& rowState() const { return row_; }
+  /// Whether it is among some parent's children.
+  bool isPlaced() const { return place_ != nullptr; }
+  /// Binds the values of all columns.
+  void bindColumns(qw::RowBinder& row) const;
+  /// An object of no store with the values that the columns have now.
+  std::shared_ptr<QWDatabaseObject> copyOfColumns() const;
+  /// A change that was computed and not run yet is told before an edit.
+  void expectPendingChange(QWDatabaseChange& change);
+  void forgetPendingChange(const QWDatabaseChange& change);
+  /// Before a value changes that is written to the file.
+  void willModify() {
+    if (rare_ && rare_->pendingChange) capturePendingChange();
+  }
+  /// Of a copied object: what was set in it until now is nothing to be committed.
+  void forgetWhatWasSet() {
+    if (rare_) rare_->edited.clear();
+  }
+  /// Nobody observes the "index" any more.
+  void forgetIndexObserver() { indexIsObserved_ = false; }
+  /// Keeps the columns of a value that could not be read, to be written as they are until the
   /// property is set.
   void keepUnread(const void* member, const qw::RowReader& row, std::span<const int> columns);
-  /// For the store: takes over the unread columns of the object that this is a copy of.
+  /// Takes over the unread columns of the object that this is a copy of.
   void copyUnread(const QWDatabaseObject& source);
 
  private:
-  friend class QWDatabaseChange;
   friend class QWDatabaseManager;
   friend class qw::ChildList;
-  friend class qw::Loader;
-  friend class qw::SaveRun;
 
   static constexpr std::int64_t kNoDate = std::numeric_limits<std::int64_t>::min();
   static constexpr std::string_view kOrderKey = "order of children";
@@ -246,20 +265,7 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
       modified(key);
     }
   }
-  /// The write that brings the row up to date. The object counts as clean from then on.
-  static qw::RowWrite takeWrite(std::shared_ptr<QWDatabaseObject> object);
-  /// The write failed: the object is as unsaved as before, and will be written whatever its count says.
-  /// `committed`: the file has it nevertheless, only not safely.
-  void revertWrite(const qw::RowWrite& write, bool committed);
-  /// A change that was computed and not run yet is told before an edit.
-  void expectPendingChange(QWDatabaseChange& change);
-  void forgetPendingChange(const QWDatabaseChange& change);
-  void willModify() {
-    if (rare_ && rare_->pendingChange) capturePendingChange();
-  }
   void capturePendingChange();
-  /// An object of no store with the values that the columns have now.
-  std::shared_ptr<QWDatabaseObject> copyOfColumns() const;
   /// Counts the edit; a copy of a store also remembers what it changed.
   void modified(std::string_view key);
   void remember(std::string_view key);
@@ -281,7 +287,6 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   void commitProperties(QWDatabaseObject& original);
   void commitProperty(const qw::Property& property, QWDatabaseObject& original);
   void commitOrder(QWDatabaseObject& original);
-  void bindColumns(qw::RowBinder& row) const;
   /// A parent that is being deleted keeps its children, unless they leave it for another.
   enum class Leaving : std::uint8_t { kDeleted, kForGood };
   void detachFromParent(Leaving leaving);
@@ -293,21 +298,17 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
 
   qw::Back<QWDatabaseManager> manager_;
   qw::ObjectID id_;
-  std::int64_t sqlID_ = 0;
+  qw::RowState row_;
   std::int64_t lastModificationDate_ = kNoDate;  // microseconds
   std::unique_ptr<Rare> rare_;
   std::int64_t order_ = -1;  // number among the siblings, for the file
   void* place_ = nullptr;    // the list's own
-  std::int32_t modificationsCount_ = 0;
   std::uint32_t scope_ = 0;  // of the undo manager: what `isNew_` and `isStamped_` hold for
   bool isNew_ = false;       // created in that scope
   bool isStamped_ = false;   // undoing that scope brings the modification date back
   bool deleted_ = false;
   bool beingImported_ = false;
-  bool registered_ = false;
-  bool queued_ = false;     // in the manager's list of objects to save
-  bool mustWrite_ = false;  // the count cannot tell whether the row is right
-  bool unplaced_ = false;   // the number is not between the neighbours'
+  bool unplaced_ = false;  // the number is not between the neighbours'
   bool indexIsObserved_ = false;
 };
 

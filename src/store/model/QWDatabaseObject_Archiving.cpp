@@ -33,10 +33,7 @@ void QWDatabaseObject::initWithCoder(qw::KeyedUnarchiver& coder) {
   attach(*manager);
   id_ = qw::ApplicationContext::uniqueID();
   manager->registerObject(*this);
-  if (manager->decoded_)
-    manager->decoded_->push_back(sharedAs<QWDatabaseObject>());
-  else
-    registerCreation(true);
+  if (!manager->noteDecoded(*this)) registerCreation(true);
   const qw::ClassSchema& schema = qw::ClassSchema::of(objectClass());
   const auto self = sharedAs<QWDatabaseObject>();
   const qw::UndoRegistrationDisabled scope(manager->undoManager());

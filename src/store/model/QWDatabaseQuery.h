@@ -80,8 +80,6 @@ class QW_EXPORT QWDatabaseQuery {
   void setClass(const qw::Class* value, std::string_view parameter);
 
  private:
-  friend class QWDatabaseManager;
-
   /// Binds to the parameters of a column format.
   template <class Codec, class T>
   void bind(const T& value, std::string_view parameter);
@@ -91,5 +89,4 @@ class QW_EXPORT QWDatabaseQuery {
   sqlite3_stmt* statement_;
   int bindResult_ = SQLITE_OK;
   std::string bindFault_;
-  bool cached_ = false;  // waits in the manager's cache
 };

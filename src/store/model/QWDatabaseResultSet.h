@@ -69,10 +69,11 @@ class QW_EXPORT QWDatabaseResultSet {
   /// missing, which is not logged. Looked up once for each class.
   const int* columnsFor(const qw::ClassSchema& schema);
 
- private:
-  friend class qw::Loader;
-  friend class QWDatabaseObject;
+  /// For the store: the load that the rows are part of; null outside of one.
+  qw::Loader* loader() const { return loader_; }
+  void setLoader(qw::Loader* loader) { loader_ = loader; }
 
+ private:
   int column(std::string_view name) const;
   /// The one or two columns of a value of type T.
   template <class Codec>
@@ -85,5 +86,5 @@ class QW_EXPORT QWDatabaseResultSet {
   std::unordered_map<const qw::ClassSchema*, std::vector<int>> classColumns_;
   const qw::ClassSchema* lastSchema_ = nullptr;
   const int* lastColumns_ = nullptr;
-  qw::Loader* loader_ = nullptr;  // the load that this row is part of
+  qw::Loader* loader_ = nullptr;
 };

@@ -1,25 +1,29 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
 #include "platform/base/Export.h"
+#include "store/model/RowState.h"
 
 class QWDatabaseObject;
 
 namespace qw {
 
-/// The write that brings the row of an object up to date, with what the object was before it counted as
-/// clean.
+/// The write that brings the row of an object up to date.
 struct QW_EXPORT RowWrite {
-  enum class Kind : std::uint8_t { kNone, kInsert, kUpdate, kDelete };
+  using Kind = RowWriteKind;
 
+  /// Null for no write.
   std::shared_ptr<QWDatabaseObject> object{};
-  std::int64_t sqlID = 0;
-  std::int32_t modificationsCount = 0;
+  /// Before it was taken.
+  RowState former{};
+  /// What the write does.
   Kind kind = Kind::kNone;
+  /// Whether the object is in its parent's list.
+  bool isPlaced = false;
 
+  /// Whether there is something to write.
   explicit operator bool() const { return kind != Kind::kNone; }
   /// The statement of the object's class.
   const std::string& sql() const;

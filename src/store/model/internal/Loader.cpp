@@ -43,7 +43,7 @@ std::shared_ptr<QWDatabaseObject> Loader::loadRoot(const Class& root) {
   auto rows =
       manager_.executeQuery(manager_.prepareQuery("SELECT * FROM " + ClassSchema::quoted(name) + " LIMIT 1"));
   if (!rows || !rows->next()) return nullptr;
-  rows->loader_ = this;
+  rows->setLoader(this);
   ObjectPointer object = makeObject(root, *rows);
   rows->next();  // tells whether the row was read whole
   rows.reset();
@@ -66,7 +66,7 @@ std::vector<Loader::ObjectPointer> Loader::takeDropped() {
       for (auto& list : buckets.lists) std::move(list.begin(), list.end(), std::back_inserter(dropped));
     for (auto& [id, object] : table.ownedByID) dropped.push_back(std::move(object));
   }
-  std::erase_if(dropped, [](const ObjectPointer& object) { return object->registered_; });
+  std::erase_if(dropped, [](const ObjectPointer& object) { return object->rowState().isRegistered(); });
   std::sort(dropped.begin(), dropped.end());  // one may wait for two parents
   dropped.erase(std::unique(dropped.begin(), dropped.end()), dropped.end());
   return dropped;
@@ -92,7 +92,7 @@ const Loader::Recent& Loader::recentAt(const RowReader& row, int column) {
     recent.id = ObjectID(text);
     recent.object = nullptr;
   }
-  if (!recent.object && recent.id) recent.object = manager_.objects_.find(recent.id);
+  if (!recent.object && recent.id) recent.object = manager_.objects().find(recent.id);
   return recent;
 }
 
@@ -154,10 +154,8 @@ bool Loader::attachAtOnce(ObjectPointer& object, const Property& parentProperty,
 
 /// Rows that come in their order, as most do, need no sorting.
 void Loader::append(ChildList& list, const ObjectPointer& child) {
-  const bool isInOrder =
-      child->order_ >= 0 && (list.items_.empty() || list.items_.back()->order_ < child->order_);
-  list.items_.push_back(child);
-  if (!isInOrder && (disordered_.empty() || disordered_.back() != &list)) disordered_.push_back(&list);
+  if (!list.appendLoaded(child) && (disordered_.empty() || disordered_.back() != &list))
+    disordered_.push_back(&list);
 }
 
 void Loader::sortDisordered() {
@@ -177,7 +175,7 @@ void Loader::reserveFor(const std::string& table) {
   if (!rows || !rows->next() || ignored) return;
   const auto highest = static_cast<std::uintmax_t>(std::max<std::int64_t>(0, rows->reader().int64(0)));
   const auto count = static_cast<std::size_t>(std::min(highest, size / kSmallestRow));
-  manager_.objects_.reserve(manager_.objects_.count() + count);
+  manager_.reserveObjects(count);
 }
 
 Loader::Table& Loader::tableOf(const Class& c) {
@@ -194,7 +192,7 @@ Loader::Table& Loader::tableOf(const Class& c) {
   reserveFor(name);
   auto rows = manager_.executeQuery(manager_.prepareQuery("SELECT * FROM " + ClassSchema::quoted(name)));
   if (!rows) return table;
-  rows->loader_ = this;
+  rows->setLoader(this);
   while (rows->next())
     if (ObjectPointer object = makeObject(*base, *rows)) keep(table, std::move(object));
   registerArrived();
@@ -205,7 +203,7 @@ Loader::Table& Loader::tableOf(const Class& c) {
 
 void Loader::arrive(ObjectPointer object) {
   constexpr std::size_t kBatch = 64;
-  object->registered_ = true;
+  object->rowState().setRegistered(true);
   ++arrivedCount_;
   if (!ClassSchema::of(object->objectClass()).children().empty()) parents_.push_back(object.get());
   arrived_.push_back(std::move(object));
@@ -228,7 +226,7 @@ void Loader::attachChildren(QWDatabaseObject& parent) {
     std::vector<ObjectPointer> children = std::exchange(buckets->lists[place->second], {});
     ChildList& list = relation.list(parent);
     for (ObjectPointer& child : children) {
-      if (child->registered_ || !child->isKindOf(relation.targetClass())) {
+      if (child->rowState().isRegistered() || !child->isKindOf(relation.targetClass())) {
         dropped_.push_back(child);
         continue;
       }
@@ -245,7 +243,7 @@ void Loader::attachOwned() {
   std::vector<Link> waiting;
   std::swap(waiting, owned_);
   for (const Link& link : waiting) {
-    if (!link.object->registered_) {
+    if (!link.object->rowState().isRegistered()) {
       owned_.push_back(link);
       continue;
     }
@@ -265,10 +263,10 @@ void Loader::resolveReferences() {
   ObjectID lastID;
   QWDatabaseObject* last = nullptr;
   for (const Link& link : references_) {
-    if (!link.object->registered_) continue;
+    if (!link.object->rowState().isRegistered()) continue;
     if (!(link.target == lastID)) {
       lastID = link.target;
-      last = manager_.objects_.find(lastID);
+      last = manager_.objects().find(lastID);
     }
     const Relation& relation = *link.property->storage->relation;
     if (last && last->isKindOf(relation.targetClass())) relation.setTarget(*link.object, last);
@@ -304,7 +302,7 @@ void Loader::resolveSingleRow(QWDatabaseManager& manager, QWDatabaseObject& obje
     auto rows = manager.executeQuery(query);
     while (rows && rows->next()) {
       // A row that is below itself is read once.
-      if (manager.objects_.find(ObjectID(rows->stringForColumn("ID").value_or("")))) continue;
+      if (manager.objects().find(ObjectID(rows->stringForColumn("ID").value_or("")))) continue;
       const Class* c = classOfRow(elementClass, *rows);
       auto child = c ? std::static_pointer_cast<QWDatabaseObject>(c->create()) : nullptr;
       if (!child) continue;

@@ -6,6 +6,7 @@
 
 #include "store/model/ClassSchema.h"
 #include "store/model/QWDatabaseManager.h"
+#include "store/model/internal/EditLog.h"
 
 namespace qw {
 
@@ -81,7 +82,7 @@ bool SaveRun::run(std::span<const std::shared_ptr<QWDatabaseChange>> changes, st
   }
   putBackStatement();
   if (open && execute("END TRANSACTION")) {
-    for (const RowWrite* row : failed) row->object->revertWrite(*row, false);
+    for (const RowWrite* row : failed) manager_.edits().revert(*row, false);
   } else {
     if (begun && !sqlite3_get_autocommit(database_)) sqlite3_step(rollback->statement());
     // Every object is as unsaved as before. A disk that fails after the moment of the commit leaves the rows
@@ -95,8 +96,8 @@ bool SaveRun::run(std::span<const std::shared_ptr<QWDatabaseChange>> changes, st
              change != changes.end())
       committed = open && isInFile((*change)->write(), (*change)->values());
     for (const auto& change : changes)
-      if (change->write()) change->object()->revertWrite(change->write(), committed);
-    for (const RowWrite& row : rows) row.object->revertWrite(row, committed);
+      if (change->write()) manager_.edits().revert(change->write(), committed);
+    for (const RowWrite& row : rows) manager_.edits().revert(row, committed);
   }
   if (rollback) manager_.addQueryToCache(rollback);
   if (messages_.empty()) return true;
@@ -144,14 +145,14 @@ int SaveRun::write(const RowWrite& row, const QWDatabaseObject& values) {
   sqlite3_stmt* statement = query_->statement();
   binder_.begin(statement);
   if (row.kind != Kind::kDelete) values.bindColumns(binder_);
-  if (row.kind != Kind::kInsert) binder_.bindInt64(row.sqlID);
+  if (row.kind != Kind::kInsert) binder_.bindInt64(row.former.rowID());
   if (const int bound = binder_.result(); bound != SQLITE_OK)
     return fail(bound, sql, bound == SQLITE_MISMATCH ? "A value has no JSON form" : sqlite3_errstr(bound));
   if (const int result = sqlite3_step(statement); result != SQLITE_DONE)
     return fail(result == SQLITE_ROW ? SQLITE_ERROR : result, sql, reason(database_));
-  if (row.kind == Kind::kInsert) row.object->sqlID_ = sqlite3_last_insert_rowid(database_);
+  if (row.kind == Kind::kInsert) row.object->rowState().setRow(sqlite3_last_insert_rowid(database_));
   if (row.kind == Kind::kUpdate && sqlite3_changes(database_) == 0) {
-    row.object->sqlID_ = 0;  // the next save writes a new row
+    row.object->rowState().loseRow();  // the next save writes a new row
     return fail(SQLITE_NOTFOUND, sql, "The row is not there any more");
   }
   sqlite3_reset(statement);
