@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <deque>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -76,17 +77,18 @@ ChildList::ChildList() = default;
 /// Children that live only here are freed one level after the other, however deep the tree.
 ChildList::~ChildList() {
   if (items_.empty()) return;
-  thread_local std::vector<std::vector<ObjectPointer>>* waiting = nullptr;
+  thread_local std::deque<Objects>* waiting = nullptr;
   if (waiting) {
-    waiting->push_back(items_.take());
+    waiting->push_back(std::move(items_));
     return;
   }
-  std::vector<std::vector<ObjectPointer>> lists;
+  std::deque<Objects> lists;
   waiting = &lists;
   items_.clear();
   while (!lists.empty()) {
-    const auto children = std::move(lists.back());
-    lists.pop_back();
+    Objects children(std::move(lists.front()));  // in the order of memory, as a rule
+    lists.pop_front();
+    children.clear();
   }
   waiting = nullptr;
 }

@@ -73,8 +73,12 @@ class OrderedSequence {
   };
 
   OrderedSequence() = default;
-  OrderedSequence(const OrderedSequence&) = delete;
-  OrderedSequence& operator=(const OrderedSequence&) = delete;
+  /// Takes the elements over; long sequences cost no more than short ones.
+  OrderedSequence(OrderedSequence&& other) noexcept {
+    own_.parent = std::exchange(other.own_.parent, nullptr);
+    fill(&own_, std::exchange(other.own_.items, {}));
+  }
+  OrderedSequence& operator=(OrderedSequence&&) = delete;
   ~OrderedSequence() { clear(); }
 
   std::size_t size() const { return own_.parent ? own_.parent->count : own_.items.size(); }
@@ -272,6 +276,7 @@ class OrderedSequence {
       const std::size_t kept = index == kMost ? kMost : kMost / 2;
       const auto middle = leaf->items.begin() + static_cast<std::ptrdiff_t>(kept);
       fill(added, {std::make_move_iterator(middle), std::make_move_iterator(leaf->items.end())});
+      if (index == kMost) added->items.reserve(kMost);  // more will come
       leaf->items.erase(middle, leaf->items.end());
       branch->counts[slot] = kept;
       branch->add(slot + 1, added, added->items.size());

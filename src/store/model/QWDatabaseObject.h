@@ -301,15 +301,15 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   qw::RowState row_;
   std::int64_t lastModificationDate_ = kNoDate;  // microseconds
   std::unique_ptr<Rare> rare_;
-  std::int64_t order_ = -1;  // number among the siblings, for the file
-  void* place_ = nullptr;    // the list's own
-  std::uint32_t scope_ = 0;  // of the undo manager: what `isNew_` and `isStamped_` hold for
-  bool isNew_ = false;       // created in that scope
-  bool isStamped_ = false;   // undoing that scope brings the modification date back
-  bool deleted_ = false;
-  bool beingImported_ = false;
-  bool unplaced_ = false;  // the number is not between the neighbours'
-  bool indexIsObserved_ = false;
+  std::int64_t order_ = -1;     // number among the siblings, for the file
+  void* place_ = nullptr;       // the list's own
+  std::uint32_t scope_ = 0;     // of the undo manager: what `isNew_` and `isStamped_` hold for
+  bool isNew_ : 1 = false;      // created in that scope
+  bool isStamped_ : 1 = false;  // undoing that scope brings the modification date back
+  bool deleted_ : 1 = false;
+  bool beingImported_ : 1 = false;
+  bool unplaced_ : 1 = false;  // the number is not between the neighbours'
+  bool indexIsObserved_ : 1 = false;
 };
 
 #include "store/model/Attributes.h"  // IWYU pragma: export

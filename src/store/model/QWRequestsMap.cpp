@@ -1,7 +1,5 @@
 #include "store/model/QWRequestsMap.h"
 
-#include <bit>
-
 #include "store/model/QWDatabaseObject.h"
 
 namespace {
@@ -34,13 +32,12 @@ std::vector<QWRequestsMap::Object> QWRequestsMap::allValues() const {
 
 /// The slot that holds the key, or the free one where it would go. Requires slots.
 std::size_t QWRequestsMap::slotOf(const qw::ObjectID& key, std::size_t hash) const {
-  const std::size_t mask = slots_.size() - 1;
   const std::uint32_t tag = tagOf(hash);
   const auto isKey = [&](const Slot& slot) {
     return slot.tag == tag && entries_[slot.place] && keyOf(slot.place) == key;
   };
   std::size_t slot = homeOf(hash);
-  while (slots_[slot].place != kFree && !isKey(slots_[slot])) slot = (slot + 1) & mask;
+  while (slots_[slot].place != kFree && !isKey(slots_[slot])) slot = nextSlot(slot);
   return slot;
 }
 
@@ -69,22 +66,22 @@ void QWRequestsMap::rebuild(std::size_t capacity) {
   entries_.resize(kept);
   entries_.reserve(capacity);
   otherKeys_ = std::move(otherKeys);
-  slots_.assign(std::bit_ceil(capacity * 2), Slot());
+  slots_.assign(slotsFor(capacity), Slot());
   for (std::uint32_t place = 0; place < kept; ++place) {
     const std::size_t hash = keyOf(place).hash();
     std::size_t slot = homeOf(hash);
-    while (slots_[slot].place != kFree) slot = (slot + 1) & (slots_.size() - 1);
+    while (slots_[slot].place != kFree) slot = nextSlot(slot);
     slots_[slot] = {place, tagOf(hash)};
   }
 }
 
 void QWRequestsMap::reserve(std::size_t count) {
-  if (count * 2 > slots_.size()) rebuild(count);
+  if (slotsFor(count) > slots_.size()) rebuild(count);
 }
 
 /// Removed objects keep their places until a rebuild, so that probing stays right.
 void QWRequestsMap::makeRoom() {
-  if ((entries_.size() + 1) * 2 > slots_.size()) rebuild(std::max<std::size_t>(8, (count_ + 1) * 2));
+  if (slotsFor(entries_.size() + 1) > slots_.size()) rebuild(std::max<std::size_t>(8, (count_ + 1) * 2));
 }
 
 void QWRequestsMap::add(Object object, std::size_t slot, std::size_t hash) {
@@ -95,7 +92,7 @@ void QWRequestsMap::add(Object object, std::size_t slot, std::size_t hash) {
 
 std::size_t QWRequestsMap::addObjects(std::span<const Object> objects) {
   if (objects.empty()) return 0;
-  if ((entries_.size() + objects.size()) * 2 > slots_.size()) rebuild((count_ + objects.size()) * 2);
+  if (slotsFor(entries_.size() + objects.size()) > slots_.size()) rebuild((count_ + objects.size()) * 2);
   for (const Object& object : objects) __builtin_prefetch(&slots_[homeOf(object->ID().hash())], 1);
   for (std::size_t i = 0; i < objects.size(); ++i) {
     const std::size_t hash = objects[i]->ID().hash();

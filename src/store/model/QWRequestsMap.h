@@ -75,7 +75,12 @@ class QW_EXPORT QWRequestsMap {
   std::size_t slotOf(const qw::ObjectID& key) const { return slotOf(key, key.hash()); }
   std::size_t slotOf(const qw::ObjectID& key, std::size_t hash) const;
   /// Where the search for the hash begins.
-  std::size_t homeOf(std::size_t hash) const { return (hash >> 16) & (slots_.size() - 1); }
+  std::size_t homeOf(std::size_t hash) const {
+    return static_cast<std::size_t>((static_cast<unsigned __int128>(hash) * slots_.size()) >> 64);
+  }
+  std::size_t nextSlot(std::size_t slot) const { return slot + 1 == slots_.size() ? 0 : slot + 1; }
+  /// Slots for so many entries: at most two of three are taken.
+  static std::size_t slotsFor(std::size_t count) { return count + count / 2 + 4; }
   const qw::ObjectID& keyOf(std::uint32_t place) const;
   void add(Object object, std::size_t slot, std::size_t hash);
   void rebuild(std::size_t capacity);
@@ -83,7 +88,7 @@ class QW_EXPORT QWRequestsMap {
 
   std::vector<Object> entries_;                                // null: removed
   std::unordered_map<std::uint32_t, qw::ObjectID> otherKeys_;  // of entries under another key than their ID
-  std::vector<Slot> slots_;                                    // a power of two, at most half full
+  std::vector<Slot> slots_;
   std::size_t count_ = 0;
   std::unordered_map<qw::ObjectID, std::vector<Request>> requests_;
 };
