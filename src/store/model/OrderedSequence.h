@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// A sequence that takes insertion, removal and look-up by place anywhere in logarithmic time: a plain vector
@@ -15,7 +17,7 @@ namespace qw {
 /// knows its block (`Hook::place(element)`, a `void*&` that belongs to the sequence), so that its place is
 /// found without a search. An element is in one such sequence at a time.
 template <class T, class Hook>
-class OrderedSequence {
+class QW_EXPORT OrderedSequence {
  public:
   /// How elements are held; never null.
   using Pointer = std::shared_ptr<T>;
