@@ -73,7 +73,7 @@ TEST(Running, NotificationsAreCoalesced) {
 class View : public qw::Object {
  public:
   static const qw::Class kClass;
-  void dataChanged() { bufferedCaller(*this).call<&View::reloadData>(); }
+  void dataChanged() { qw::bufferedCaller(*this).call<&View::reloadData>(); }
   void reloadData() { ++reloads; }
   int reloads = 0;
 };

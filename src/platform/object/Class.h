@@ -179,7 +179,7 @@ struct Members;
 /// A public member that everybody reads and only `set` of its object writes, so that no change escapes undo,
 /// saving and observers: for a property that needs no accessors of its own.
 template <class T>
-class Stored {
+class QW_EXPORT Stored {
  public:
   Stored() = default;
   /// The value of a new object.
@@ -228,7 +228,7 @@ struct MemberOf<Stored<T> C::*> {
 };
 
 /// A value as its property sees it, whether the class holds it as a `T` or as a `Stored<T>`.
-struct Members {
+struct QW_EXPORT Members {
   template <class T>
   static T& of(T& member) {
     return member;

@@ -303,10 +303,10 @@ constexpr std::string_view memberName() {
 
 /// The row behind a member. One that its class does not list is logged by name and has a row without a key,
 /// as nothing can be found out about it: the table is not visible where members are used.
-const Property& rowOfMember(const Class& c, const void* member, std::string_view name);
+QW_EXPORT const Property& rowOfMember(const Class& c, const void* member, std::string_view name);
 
 template <class T>
-struct Content {
+struct QW_EXPORT Content {
   using Type = T;
 };
 template <class T>

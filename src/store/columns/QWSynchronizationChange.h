@@ -56,6 +56,7 @@ class QW_EXPORT QWSynchronizationChange {
   /// What that shows.
   const std::string& otherImageText() const { return otherSide().imageText; }
 
+  /// Fills in both sides; each runs once, when it is first looked at. An empty one shows nothing.
   void show(MakeSide mine, MakeSide other);
   /// Fills in texts alone.
   void show(std::string value, std::string otherValue);

@@ -28,10 +28,13 @@ struct QW_EXPORT Relation {
   /// For children.
   ChildList& (*list)(QWDatabaseObject&) = nullptr;
 
+  /// Links the object to the target, none for null: no undo, no notice.
   void setTarget(QWDatabaseObject& object, QWDatabaseObject* target) const { store(object, target); }
+  /// The same.
   void setTarget(QWDatabaseObject& object, const std::shared_ptr<QWDatabaseObject>& target) const {
     store(object, target.get());
   }
+  /// Links the object to none: no undo, no notice.
   void setTarget(QWDatabaseObject& object, std::nullptr_t) const { store(object, nullptr); }
 };
 

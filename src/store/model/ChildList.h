@@ -29,6 +29,7 @@ class QW_EXPORT ChildList {
   };
 
  public:
+  /// What `objects` answers: a range with random access, whose elements are shared pointers.
   using Objects = OrderedSequence<QWDatabaseObject, Place>;
 
   ChildList();
@@ -79,6 +80,7 @@ class QW_EXPORT ChildList {
   /// Looks from the object upwards and from the other one downwards at once, and ends with whichever way ends
   /// first: a tree of n objects is put together, in any order, with O(n log n) steps in all.
   static bool isOrIsBelow(const QWDatabaseObject& object, const QWDatabaseObject& other);
+  /// The children of the object, their children and so on; not the object itself.
   static std::unordered_set<const QWDatabaseObject*> allBelow(const QWDatabaseObject& object);
 
   // For the store.

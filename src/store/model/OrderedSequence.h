@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/Export.h"
+
 namespace qw {
 
 /// A sequence that takes insertion, removal and look-up by place anywhere in logarithmic time: a plain vector
@@ -15,10 +17,12 @@ namespace qw {
 /// knows its block (`Hook::place(element)`, a `void*&` that belongs to the sequence), so that its place is
 /// found without a search. An element is in one such sequence at a time.
 template <class T, class Hook>
-class OrderedSequence {
+class QW_EXPORT OrderedSequence {
  public:
+  /// How elements are held; never null.
   using Pointer = std::shared_ptr<T>;
 
+  /// Visits the elements in order, with random access; valid until the sequence changes.
   class Iterator {
    public:
     using iterator_category = std::random_access_iterator_tag;
@@ -28,9 +32,11 @@ class OrderedSequence {
     using reference = const Pointer&;
 
     Iterator() = default;
+    /// At the element with this index; at the end for the size.
     Iterator(const OrderedSequence& sequence, std::size_t index) : sequence_(&sequence) { seek(index); }
     const Pointer& operator*() const { return *place_; }
     const Pointer* operator->() const { return place_; }
+    /// The element so many places further on.
     const Pointer& operator[](difference_type n) const { return *(*this + n); }
     Iterator& operator++() {
       ++index_;
@@ -81,17 +87,25 @@ class OrderedSequence {
   OrderedSequence& operator=(OrderedSequence&&) = delete;
   ~OrderedSequence() { clear(); }
 
+  /// The number of elements.
   std::size_t size() const { return own_.parent ? own_.parent->count : own_.items.size(); }
+  /// Whether there are no elements.
   bool empty() const { return size() == 0; }
+  /// Requires: an index below the size.
   const Pointer& operator[](std::size_t index) const {
     const Leaf* leaf = find(index);
     return leaf->items[index];
   }
+  /// Requires: not empty.
   const Pointer& front() const { return (*this)[0]; }
+  /// Requires: not empty.
   const Pointer& back() const { return lastLeaf()->items.back(); }
+  /// At the first element.
   Iterator begin() const { return {*this, 0}; }
+  /// Behind the last element.
   Iterator end() const { return {*this, size()}; }
 
+  /// Whether the element is in this sequence and not in another one or in none.
   bool contains(const T& element) const {
     const Node* node = leafOf(element);
     if (!node) return false;
@@ -108,10 +122,12 @@ class OrderedSequence {
     return index;
   }
 
+  /// Requires: not null, and in no sequence.
   void push_back(Pointer element) {
     Leaf* leaf = lastLeaf();
     insertAt(leaf, leaf->items.size(), std::move(element));
   }
+  /// Before the element with this index; at the end for the size. Requires: not null, and in no sequence.
   void insert(std::size_t index, Pointer element) {
     Leaf* leaf = find(index);
     insertAt(leaf, index, std::move(element));
@@ -125,10 +141,12 @@ class OrderedSequence {
     count(leaf, -1);
     if (leaf->parent && leaf->items.size() < kMost / 4) shrink(leaf);
   }
+  /// Exactly these in this order. Requires: none is null, and none is in another sequence.
   void assign(std::vector<Pointer> elements) {
     clear();
     for (Pointer& element : elements) push_back(std::move(element));
   }
+  /// Lets go of all elements.
   void clear() {
     empty([](std::vector<Pointer>) {});
   }

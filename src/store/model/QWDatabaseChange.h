@@ -15,15 +15,18 @@ class QWDatabaseQuery;
 /// take its own copy first.
 class QW_EXPORT QWDatabaseChange {
  public:
+  /// Binds the parameters of the statement just before it runs.
   using PrepareBlock = std::function<void(QWDatabaseQuery&)>;
 
   /// A write of the store's own rows.
   QWDatabaseChange(std::string sql, PrepareBlock prepareBlock);
+  /// The write of an object's row.
   explicit QWDatabaseChange(qw::RowWrite write);
   ~QWDatabaseChange();
   QWDatabaseChange(const QWDatabaseChange&) = delete;
   QWDatabaseChange& operator=(const QWDatabaseChange&) = delete;
 
+  /// The statement, with parameters for all values.
   const std::string& sql() const;
   /// The object whose row this is; null for the store's own rows.
   const std::shared_ptr<QWDatabaseObject>& object() const { return write_.object; }

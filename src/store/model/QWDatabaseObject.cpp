@@ -86,22 +86,20 @@ void QWDatabaseObject::registerCreation(bool recorded) {
   databaseManager()->edits().queue(*this);
 }
 
-void QWDatabaseObject::recordDeletion(qw::Object& target, const qw::Property*, const qw::Value&,
-                                      std::int64_t) {
-  auto& self = static_cast<QWDatabaseObject&>(target);
-  QWDatabaseManager* manager = self.databaseManager();
+void QWDatabaseObject::recordDeletion(qw::Object& self, const qw::Property*, const qw::Value&, std::int64_t) {
+  auto& object = static_cast<QWDatabaseObject&>(self);
+  QWDatabaseManager* manager = object.databaseManager();
   if (!manager) return;
   // No other copy of the store can have what never was in a file.
-  if (self.row_.rowID() != 0 || (self.rare_ && self.rare_->pendingChange))
-    manager->addDeletedID(self.id_);
-  else if (qw::UndoManager* undo = self.recordingUndoManager())
-    undo->registerAction(self, &noteRecreation);
+  if (object.row_.rowID() != 0 || (object.rare_ && object.rare_->pendingChange))
+    manager->addDeletedID(object.id_);
+  else if (qw::UndoManager* undo = object.recordingUndoManager())
+    undo->registerAction(object, &noteRecreation);
 }
 
-void QWDatabaseObject::noteRecreation(qw::Object& target, const qw::Property*, const qw::Value&,
-                                      std::int64_t) {
-  if (qw::UndoManager* undo = static_cast<QWDatabaseObject&>(target).recordingUndoManager())
-    undo->registerAction(target, &recordDeletion);
+void QWDatabaseObject::noteRecreation(qw::Object& self, const qw::Property*, const qw::Value&, std::int64_t) {
+  if (qw::UndoManager* undo = static_cast<QWDatabaseObject&>(self).recordingUndoManager())
+    undo->registerAction(self, &recordDeletion);
 }
 
 void QWDatabaseObject::initWithDatabaseManager(QWDatabaseManager& manager) {

@@ -12,6 +12,7 @@ namespace qw {
 
 /// The write that brings the row of an object up to date.
 struct QW_EXPORT RowWrite {
+  /// What becomes of the row.
   using Kind = RowWriteKind;
 
   /// Null for no write.

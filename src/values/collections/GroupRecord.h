@@ -12,7 +12,7 @@ namespace qw {
 /// One level of a grouping by paths (`QWArrayAdditions::groupsForKeyPath`). Answers the keys "name", "object"
 /// (null unless a grouped object ends here) and "subgroups" (null unless there are any). Owned by the record
 /// above it.
-class GroupRecord : public Object {
+class QW_EXPORT GroupRecord : public Object {
  public:
   static const Class kClass;
 

@@ -78,7 +78,7 @@ QW_EXPORT inline constexpr char kMethodIdentity = 0;
 /// Turns repeated calls of one target into a single deferred call at the end of the run loop's pass: however
 /// often the example is called in a pass, `reloadData` runs once.
 ///
-///     void dataChanged() { bufferedCaller(*this).call<&View::reloadData>(); }
+///     void dataChanged() { qw::bufferedCaller(*this).call<&View::reloadData>(); }
 ///
 /// Calls are the same when they are of the same member function with the same text arguments, in order; other
 /// arguments do not count, and the first call recorded wins. Calls recorded earlier run earlier. Each thread
@@ -127,8 +127,12 @@ class QW_EXPORT QWBufferedCaller {
   Calls::Target target_;
 };
 
+namespace qw {
+
 /// The buffered caller of this thread for an object, also for `*this`.
-template <std::derived_from<qw::Object> T>
+template <std::derived_from<Object> T>
 QWBufferedCaller<T> bufferedCaller(T& target) {
   return QWBufferedCaller<T>::bufferedCallerForTarget(target);
 }
+
+}  // namespace qw

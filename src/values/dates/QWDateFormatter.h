@@ -15,8 +15,8 @@
 /// its own. Copied like a value; archived with its settings (`qw::make` gives one that can be). A formatter
 /// belongs to one thread at a time. The class operations keep formatters of their own for each thread.
 ///
-///     QWDateFormatter::formatDate(date, QWDateFormatter::Style::kLong);  // "March 15, 2024"
-///     QWDateFormatter::parseString("150324", "dd.MM.yyyy");              // the same day, from bare digits
+///     std::string text = QWDateFormatter::formatDate(date, QWDateFormatter::Style::kLong);  // "March 15, 2024"
+///     auto day = QWDateFormatter::parseString("150324", "dd.MM.yyyy");  // the same day, from digits alone
 class QW_EXPORT QWDateFormatter : public qw::Object {
  public:
   static const qw::Class kClass;

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/base/Decimal.h"
+#include "platform/base/Export.h"
 
 U_NAMESPACE_BEGIN
 class DecimalFormat;
@@ -17,7 +18,7 @@ namespace qw {
 
 /// Writes decimals without ICU, from what a format of ICU was found to write around and between the digits of
 /// two numbers: about five times as fast (`scripts/bench --filter format`). Used only where `agreesWithICU`.
-class FastNumberWriter {
+class QW_EXPORT FastNumberWriter {
  public:
   FastNumberWriter() = default;
   /// `powerOf10` is what the format multiplies numbers by: 2 for percent.

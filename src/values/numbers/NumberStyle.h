@@ -24,8 +24,7 @@ class QW_EXPORT NumberStyle {
   /// What stands before or behind the digits of a number.
   enum class Affix : std::uint8_t { kPositivePrefix, kPositiveSuffix, kNegativePrefix, kNegativeSuffix };
 
-  /// What is not set is the locale's.
-  /// The settings of a formatter.
+  /// The settings of a formatter. What is not set is the locale's.
   struct Options {
     /// What kind of number is meant.
     Kind kind = Kind::kDecimal;

@@ -28,8 +28,11 @@ class QW_EXPORT QWNumberFormatter : public qw::Object {
  public:
   static const qw::Class kClass;
 
+  /// How a number that was read is rounded.
   using Behavior = QWDecimalNumberAdditions::Behavior;
+  /// Decimal, amount or percentage.
   using Style = qw::NumberStyle::Kind;
+  /// All settings at once, for formatters that derive from this one.
   using Options = qw::NumberStyle::Options;
   struct Component;
   /// A calculation, in the order in which it was typed.
@@ -61,11 +64,13 @@ class QW_EXPORT QWNumberFormatter : public qw::Object {
   /// Reads a text; the empty one is read as no value. A division by zero cannot be read.
   virtual bool getObjectValue(std::optional<qw::Decimal>& value, std::string_view text) const;
 
+  /// Decimal unless another one is set.
   Style numberStyle() const { return options_.kind; }
   /// A style brings its own formats and affixes.
   void setNumberStyle(Style style);
   /// ICU's identifier; empty for the locale in force, which the formatter then follows.
   const std::string& locale() const { return locale_; }
+  /// Drops nothing that was set: only what is the locale's changes.
   void setLocale(std::string_view locale);
   /// Whether the separators of a text are guessed, which they are at first, or are those of the formatter.
   bool guessesSeparators() const { return guessesSeparators_; }
@@ -93,37 +98,53 @@ class QW_EXPORT QWNumberFormatter : public qw::Object {
   /// Lowers the minimum where it would be more.
   void setMaximumFractionDigits(int digits);
 
-  /// Patterns of TR 35 for the numbers of each sign, in the locale's until others are set. A positive format
-  /// brings its own fraction digits and groups, and "-" before it for negative numbers; of a negative format
-  /// only what stands around the digits counts. False, with nothing changed, for what is no such pattern.
+  /// The pattern of TR 35 for positive numbers; the locale's until another one is set.
   std::string positiveFormat() const { return style().positiveFormat(); }
+  /// The pattern for negative numbers; the locale's until another one is set.
   std::string negativeFormat() const { return style().negativeFormat(); }
+  /// A pattern brings its own fraction digits and groups, and "-" before it for negative numbers. False, with
+  /// nothing changed, for what is no such pattern.
   bool setPositiveFormat(std::string_view format);
+  /// Only what stands around the digits counts. False, with nothing changed, for what is no such pattern.
   bool setNegativeFormat(std::string_view format);
   /// Puts a minus sign before negative numbers if they are shown in parentheses or with the sign behind. The
   /// formats of locales went through this already; those that were set did not.
   void checkNegativeFormat();
-  /// The very texts around the digits, with all signs in them.
+  /// The very text before the digits of a positive number, with all signs in it.
   std::string positivePrefix() const { return style().affix(Affix::kPositivePrefix); }
+  /// The very text behind the digits of a positive number.
   std::string positiveSuffix() const { return style().affix(Affix::kPositiveSuffix); }
+  /// The very text before the digits of a negative number, with its minus sign.
   std::string negativePrefix() const { return style().affix(Affix::kNegativePrefix); }
+  /// The very text behind the digits of a negative number.
   std::string negativeSuffix() const { return style().affix(Affix::kNegativeSuffix); }
+  /// In place of the pattern's, to the letter.
   void setPositivePrefix(std::string_view prefix) { change(&Options::positivePrefix, std::string(prefix)); }
+  /// In place of the pattern's, to the letter.
   void setPositiveSuffix(std::string_view suffix) { change(&Options::positiveSuffix, std::string(suffix)); }
+  /// In place of the pattern's, to the letter: without a minus sign in it, none is shown.
   void setNegativePrefix(std::string_view prefix) { change(&Options::negativePrefix, std::string(prefix)); }
+  /// In place of the pattern's, to the letter.
   void setNegativeSuffix(std::string_view suffix) { change(&Options::negativeSuffix, std::string(suffix)); }
-  /// Cut to 1 … `qw::NumberStyle::kMaxGroupingSize`. The secondary size is that of all groups but the last.
+  /// Whether the digits before the fraction are shown in groups; the locale's until it is set.
   bool usesGroupingSeparator() const { return style().usesGroupingSeparator(); }
+  /// Digits of the last group before the fraction; the locale's until another size is set.
   int groupingSize() const { return style().groupingSize(); }
+  /// Digits of all other groups; 0 where they are as long as the last one.
   int secondaryGroupingSize() const { return style().secondaryGroupingSize(); }
+  /// In place of the locale's.
   void setUsesGroupingSeparator(bool uses) { change(&Options::usesGroupingSeparator, uses); }
+  /// In place of the locale's; cut to 1 … `qw::NumberStyle::kMaxGroupingSize`.
   void setGroupingSize(int size) { change(&Options::groupingSize, size); }
+  /// In place of the locale's; cut to 1 … `qw::NumberStyle::kMaxGroupingSize`.
   void setSecondaryGroupingSize(int size) { change(&Options::secondaryGroupingSize, size); }
-  /// How a number is rounded to what is shown of it: halves to even at first. With an increment above 0, to a
-  /// multiple of that.
+  /// How a number is rounded to what is shown of it: halves to even unless another mode is set.
   qw::RoundingMode roundingMode() const { return options_.roundingMode; }
+  /// What is shown is a multiple of it; 0, as at first, for any number.
   const qw::Decimal& roundingIncrement() const { return options_.roundingIncrement; }
+  /// For what is written; `setDecimalNumberBehavior` is for what is read.
   void setRoundingMode(qw::RoundingMode mode) { change(&Options::roundingMode, mode); }
+  /// What is below 0 counts as 0.
   void setRoundingIncrement(const qw::Decimal& increment);
 
   /// What single numbers are read with, by the formatter's separators.
@@ -148,11 +169,13 @@ class QW_EXPORT QWNumberFormatter : public qw::Object {
  protected:
   /// Makes what depends on the options anew.
   void setOptions(Options options);
+  /// What was set, in this formatter and by its style.
   const Options& options() const { return options_; }
   /// Texts that are no operators although they hold some, such as the currency symbol "S/". None is empty.
   void setWords(std::vector<std::string> words) { words_ = std::move(words); }
   /// In the formatter's locale.
   const qw::NumberStyle& style() const;
+  /// Which separators the texts are read with.
   qw::NumberReader::Separators separators() const {
     return guessesSeparators_ ? qw::NumberReader::Separators::kGuessed : qw::NumberReader::Separators::kOwn;
   }

@@ -132,6 +132,7 @@ std::string stringByStandardizingObjectPathComponents(std::string_view path);
 /// Pango's ("Sans Bold 12"); fonts that the system lacks are replaced by others. An empty text has the height
 /// of a line; a text longer than `kMaxMeasuredSize` has no size.
 qw::Size singleLineSizeWithFont(std::string_view text, std::string_view font);
+/// Of a text that is measured, in bytes.
 inline constexpr std::size_t kMaxMeasuredSize = 65'536;
 
 }  // namespace QWStringAdditions
