@@ -84,10 +84,11 @@ TEST(QWCountedSet, RanksByFrequencyThenByOrder) {
   for (const char* text : {"z", "B", "b", "b", "A", "a", "é", "f"}) set.addObject(text);
   for (const int number : {10, 9, 10}) set.addObject(number);
   set.addObject("never");
+  EXPECT_EQ(set.sortedObjects().size(), 10u);
   set.removeObject("never");
   set.removeObject("never");
   const qw::Array sorted = set.sortedObjects();
-  ASSERT_EQ(sorted.size(), 9u);
+  ASSERT_EQ(sorted.size(), 9u) << "a change discards the order";
   // The two that came twice, then the others; texts without regard to case.
   std::string texts;
   for (const auto& value : sorted)
@@ -97,9 +98,8 @@ TEST(QWCountedSet, RanksByFrequencyThenByOrder) {
   EXPECT_TRUE(sorted[0] == qw::Value(10) || sorted[1] == qw::Value(10));
   EXPECT_FALSE(set.containsObject("never"));
   EXPECT_EQ(set.countForObject("b"), 2u);
-  set.addObject("z");
-  set.addObject("z");
-  EXPECT_EQ(set.sortedObjects().front(), qw::Value("z")) << "a change discards the order";
+  for (int i = 0; i < 2; ++i) set.addObject("z");
+  EXPECT_EQ(set.sortedObjects().front(), qw::Value("z"));
 }
 
 TEST(QWCountedSet, RemembersTheObjectsThatStillExist) {
