@@ -113,7 +113,8 @@ TEST_F(ImportTest, TrialsDuplicatesAndUndoneImportsLeaveWhatThereWas) {
   const std::string before = Files::read(path("b"));
   const std::string preview = import("bank.csv", "--preview --map memo=payee");
   EXPECT_THAT(preview, HasSubstr("encoding UTF-8, separator \",\", 4 rows from line 2\ndates yyyy-MM-dd"));
-  EXPECT_THAT(preview, HasSubstr("amount    amount    1.5         1.5         zwei"));
+  EXPECT_THAT(preview,
+              HasSubstr("amount    amount       1.5         1.5         zwei\ncategory  category     New\n"));
   const std::string list =
       "2 duplicates with the same date, amount and payee:\n"
       "line  date        payee  amount  same as\n"
@@ -121,12 +122,13 @@ TEST_F(ImportTest, TrialsDuplicatesAndUndoneImportsLeaveWhatThereWas) {
       "   5  2024-01-02  Zoo       1.5  line 3\n";
   const std::string trial = import("bank.csv", "--dry-run --skip-bad-rows");
   EXPECT_THAT(trial, HasSubstr("line 4, amount: “zwei” is not a number"));
-  EXPECT_THAT(trial, HasSubstr(list + "Left out 1 bad row.\nWould import 3 expenses.\n"));
+  EXPECT_THAT(trial, HasSubstr(list + "Would leave out 1 bad row.\nWould import 3 expenses.\n"));
   EXPECT_EQ(run("import b bank.csv").status, 1);
   EXPECT_TRUE(Files::read(path("b")) == before);
   succeed("batch b", "import bank.csv --skip-bad-rows\nundo\n");
   EXPECT_THAT(listed("ID", "--kind category"), ElementsAre());
-  EXPECT_THAT(import("bank.csv", "--skip-duplicates --skip-bad-rows"), HasSubstr("Left out 2 duplicates."));
+  EXPECT_THAT(import("bank.csv", "--skip-duplicates --skip-bad-rows"),
+              HasSubstr("Left out 1 bad row and 2 duplicates.\n"));
   EXPECT_THAT(listed("amount"), ElementsAre("1.5", "1.5"));
 }
 

@@ -283,45 +283,6 @@ TEST_F(Comparing, MovesGoToTheirPlaceAndNeverInCircles) {
   EXPECT_EQ(payees(*account), "c");
 }
 
-TEST_F(Comparing, AnUndoneImportWasNeverThere) {
-  Entry& added = *addEntry(in<Account>(*other, account->ID()), "new");
-  entry(*other, 0).deleteObject();
-  const qw::ObjectID deleted = account->entries()[0].ID();
-  step(*store, [&] { account->entries()[0].deleteObject(); });
-  auto back = mine->objectWithID(deleted);
-  step(*store, [&] {
-    added.importInDatabaseManager(*store);
-    back->importInDatabaseManager(*store);
-  });
-  EXPECT_EQ(payees(*account), "abcdnew");
-  EXPECT_TRUE(store->deletedIDs().empty()) << "what is here again is not deleted";
-  store->undoManager()->undo();
-  EXPECT_EQ(payees(*account), "bcd");
-  EXPECT_FALSE(store->isObjectDeleted(added.ID()));
-  EXPECT_TRUE(store->isObjectDeleted(deleted));
-  store->undoManager()->redo();
-  EXPECT_EQ(payees(*account), "abcdnew");
-}
-
-TEST_F(Comparing, ChildrenThatLeaveADeletedParentInTimeStay) {
-  auto second = addAccount(*store, "B");
-  qw::RunLoop::main().drain();
-  const auto kept = account->entries().at(1);
-  step(*store, [&] {
-    account->setBeingImported(true);
-    account->deleteObject();
-    account->setBeingImported(false);
-    second->entries().add(kept);
-    store->removeAllObjectRequests();
-  });
-  EXPECT_EQ(payees(*second), "b");
-  EXPECT_EQ(store->deletedIDs().size(), 5u);
-  store->undoManager()->undo();
-  EXPECT_EQ(payees(*account), "abcd");
-  EXPECT_TRUE(second->entries().empty());
-  EXPECT_TRUE(store->deletedIDs().empty());
-}
-
 TEST_F(Comparing, OnlyEditsOfARecordMakeItNewer) {
   qw::Clock::Override clock(qw::Date::fromSeconds(1'700'000'000));
   const auto isNewer = [&](const QWDatabaseObject& object) {

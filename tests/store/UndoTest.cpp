@@ -128,33 +128,6 @@ TEST_F(StoreUndo, RowsThatNameAnObjectFollowItsNewID) {
   EXPECT_EQ(ask("SELECT count(*) FROM Entry JOIN Account ON Entry.account = Account.ID"), "3");
 }
 
-TEST_F(StoreUndo, AnUndoneAssignmentGivesBackALinkWhoseTargetWasDeletedMeanwhile) {
-  std::vector<std::shared_ptr<Tag>> tags;
-  step(*store, [&] {
-    for (int i = 0; i < 2; ++i) store->ledger().tags().add(tags.emplace_back(store->create<Tag>()));
-    entries[0]->setTag(tags[0].get());
-  });
-  ASSERT_TRUE(store->save());
-  const auto stored = [&] { return ask("SELECT ifnull(tag, 'none') FROM Entry WHERE payee = 'a'"); };
-  for (const bool inOneStep : {false, true}) {
-    undo->beginUndoGrouping();
-    tags[0]->deleteObject();
-    if (!inOneStep) {
-      undo->endUndoGrouping();
-      undo->beginUndoGrouping();
-    }
-    entries[0]->setTag(inOneStep ? nullptr : tags[1].get());
-    undo->endUndoGrouping();
-    ASSERT_TRUE(store->save());
-    EXPECT_EQ(stored(), inOneStep ? "none" : tags[1]->ID().text());
-    undo->undo();
-    if (!inOneStep) undo->undo();
-    EXPECT_EQ(entries[0]->tag(), tags[0].get());
-    ASSERT_TRUE(store->save());
-    EXPECT_EQ(stored(), tags[0]->ID().text());
-  }
-}
-
 TEST_F(StoreUndo, BringsBackTheModificationDateAndTellsItsObservers) {
   std::vector<std::optional<qw::Date>> heard;
   const auto observation = entries[0]->observe("lastModificationDate", [&](const qw::Change&) {
