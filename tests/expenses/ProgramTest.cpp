@@ -39,9 +39,6 @@ TEST_F(CommandsTest, BadInputIsOneLineAndChangesNothing) {
   };
   for (const auto& [line, message] :
        std::vector<Case>{{"", "subcommand"},
-                         {"spend", "spend"},
-                         {"undo b", "undo"},
-                         {"list", "book"},
                          {"list nowhere", "No such file"},
                          {"list text", "text"},
                          {"add text amount=1", "text"},
@@ -49,14 +46,11 @@ TEST_F(CommandsTest, BadInputIsOneLineAndChangesNothing) {
                          {"new b", "exists"},
                          {"new no/such/place", "No such file"},
                          {"list b --sort taste", "taste"},
-                         {"list b --limit many", "many"},
                          {"list b --format xml", "xml"},
                          {"list b --where payee", "key=text"},
-                         {"summary b", "--by"},
                          {"summary b --by taste", "taste"},
                          {"add b payee=Nobody", "amount"},
                          {"add b amount=1,5", "1,5"},
-                         {"add b amount=NaN", "NaN"},
                          {"add b amount=1 taste=sweet", "taste"},
                          {"add b amount=1 month=2024-05", "month"},
                          {"add b amount=1 category=Toys", "Toys"},
@@ -85,7 +79,6 @@ TEST_F(CommandsTest, BadInputIsOneLineAndChangesNothing) {
                          {"import b bank.csv --no-header", "--map"},
                          {"import b bank.csv --no-header --map date=3", "no column \"3\""},
                          {"import b bank.csv --map taste=amount", "taste"},
-                         {"import b bank.csv --map month=date", "month"},
                          {"import b bank.csv --set category=Food//Bread --skip-bad-rows", "Food//Bread"},
                          {"import b latin.csv --encoding UTF-8", "UTF-8"},
                          {"import b bank.csv --remember x --wallet Nowhere", "Nowhere"},
@@ -97,7 +90,6 @@ TEST_F(CommandsTest, BadInputIsOneLineAndChangesNothing) {
                          {"sync b d --yes", "is not a copy of this document"},
                          {"sync b e --yes", "give --other-password"},
                          {"sync b e --yes --other-password x", "not the other book's password"},
-                         {"sync b e --yes --json", "excludes"},
                          {"password b", "password"},
                          {"password b --new x --remove", "--remove"}}) {
     const Output output = run(line.c_str());

@@ -5,8 +5,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/system/ApplicationContext.h"
 #include "platform/system/Collation.h"
+#include "support/User.h"
 
 namespace qw {
 namespace {
@@ -15,14 +15,7 @@ using Collation::localizedCaseInsensitiveCompare;
 using Collation::localizedStandardCompare;
 using Collation::sortKey;
 
-class CollationTest : public testing::Test {
- protected:
-  void setLocale(const std::string& locale) {
-    context_.change([&](ApplicationContext& context) { context.locale = locale; });
-  }
-
-  ApplicationContext::Override context_;
-};
+class CollationTest : public testing::Test, public User {};
 
 TEST_F(CollationTest, StandardOrderIsThatOfAFileList) {
   struct Case {

@@ -219,7 +219,6 @@ TEST_F(KeyedArchiverTest, KeepsScalarsByKeyAndAnswersNothingForMissingKeys) {
   archiver.encodeDouble(0.5, "double");
   archiver.encodeBytes(Data::fromText("xyz").bytes(), "bytes");
   archiver.encodeObject(Decimal(12), "decimal");
-  archiver.encodeObject(Date::fromSeconds(3), "date");
   archiver.encodeInt(1, "$top");
   archiver.encodeInt(2, "$$top");
   const std::optional<Data> data = archiver.finish();
@@ -233,7 +232,6 @@ TEST_F(KeyedArchiverTest, KeepsScalarsByKeyAndAnswersNothingForMissingKeys) {
   EXPECT_EQ(unarchiver->decodeDouble("int"), -7);
   EXPECT_EQ(unarchiver->decodeBytes("bytes"), Data::fromText("xyz"));
   EXPECT_EQ(unarchiver->decodeDecimal("decimal"), Decimal(12));
-  EXPECT_EQ(unarchiver->decodeDate("date"), Date::fromSeconds(3));
   EXPECT_EQ(unarchiver->decodeInt("$top"), 1);
   EXPECT_EQ(unarchiver->decodeInt("$$top"), 2);
   EXPECT_TRUE(unarchiver->containsValueForKey("int"));
@@ -362,10 +360,7 @@ TEST_F(KeyedArchiverTest, AnswersDamagedObjectsWithAnError) {
       madeOf("NSDictionary", {{"NS.keys", Array{"@3"}}, {"NS.objects", Array{}}}, "key"),
       madeOf("NSDictionary", {{"NS.keys", Array{"@3"}}, {"NS.objects", Array{"@3"}}}, 1),
       madeOf("NSDate", {{"NS.time", 1e300}}),
-      madeOf("qw.Decimal", {{"value", "1e"}}),
       madeOf("qw.Color", {{"value", Array{"@0", "@0", "@0"}}}),
-      madeOf("qw.Image", {}),
-      madeOf("qw.Class", {{"value", "NoClass"}}),
       madeOf("TestNode", {{"name", 1}}),
       madeOf("TestNode", {{"children", "@1"}}),
   };

@@ -4,31 +4,11 @@
 #include "platform/system/Clock.h"
 #include "store/Ledger.h"
 
-class Copies : public LedgerTest {
+class Copies : public OneStore {
  protected:
-  void SetUp() override {
-    store = open();
-    step(*store, [&] {
-      account = addAccount(*store, "A");
-      for (const char* name : {"a", "b", "c"}) addEntry(*account, name);
-      account->entries()[0].setReceipt(store->create<Receipt>());
-    });
-    ASSERT_TRUE(store->save());
-  }
-  std::shared_ptr<LedgerManager> copyStore() {
-    return std::static_pointer_cast<LedgerManager>(store->copy());
-  }
   void commit(QWDatabaseManager& copy) {
     step(*store, [&] { copy.commitChangesToOriginalDatabaseManager(); });
   }
-  std::string payees() const {
-    std::string text;
-    for (Entry& entry : account->entries()) text += entry.payee();
-    return text;
-  }
-
-  std::shared_ptr<LedgerManager> store;
-  std::shared_ptr<Account> account;
 };
 
 TEST_F(Copies, ACopyIsDetachedAndMergesBack) {
@@ -44,50 +24,22 @@ TEST_F(Copies, ACopyIsDetachedAndMergesBack) {
   added->setPayee("n");
   added->setReceipt(copy->create<Receipt>());
   copied.entries().insert(added, 1);
-  EXPECT_EQ(payees(), "abc") << "nothing before the commit";
+  EXPECT_EQ(payees(*account), "abc") << "nothing before the commit";
 
   commit(*copy);
-  EXPECT_EQ(payees(), "Anc");
+  EXPECT_EQ(payees(*account), "Anc");
   EXPECT_EQ(added->originalObject(), store->objectWithID(added->ID()));
   EXPECT_EQ(store->deletedIDs().size(), 1u);
   added->setPayee("N");
   added->receipt()->setScan(qw::Data::fromText("scan"));
   commit(*copy);
-  EXPECT_EQ(payees(), "ANc") << "a second commit finds what the first one made";
+  EXPECT_EQ(payees(*account), "ANc") << "a second commit finds what the first one made";
   ASSERT_TRUE(store->save(&error)) << error.localizedDescription;
   EXPECT_EQ(ask("SELECT count(*), max(scan) FROM Receipt"), "2|scan");
   EXPECT_EQ(ask("SELECT count(*) FROM Entry JOIN Receipt ON Entry.receipt = Receipt.ID"), "2");
   store->undoManager()->undo();
   store->undoManager()->undo();
-  EXPECT_EQ(payees(), "abc");
-}
-
-TEST_F(Copies, OwnedObjectsThatWereReplacedAreMerged) {
-  auto copy = copyStore();
-  Entry& entry = copy->ledger().accounts()[0].entries()[0];
-  auto receipt = copy->create<Receipt>();
-  receipt->setScan(qw::Data::fromText("second"));
-  entry.setReceipt(receipt);
-  copy->ledger().accounts()[0].entries()[1].setReceipt(copy->create<Receipt>());
-  const auto former = account->entries()[0].receipt();
-  commit(*copy);
-  EXPECT_TRUE(former->isDeleted());
-  ASSERT_TRUE(account->entries()[0].receipt());
-  EXPECT_EQ(account->entries()[0].receipt()->ID(), receipt->ID());
-  EXPECT_EQ(account->entries()[0].receipt()->scan().text(), "second");
-  EXPECT_TRUE(account->entries()[1].receipt());
-  ASSERT_TRUE(reopen(store));
-  EXPECT_EQ(ask("SELECT count(*) FROM Receipt"), "2");
-}
-
-TEST_F(Copies, WhatLostItsParentMeanwhileIsNotImported) {
-  auto copy = copyStore();
-  auto added = addEntry(copy->ledger().accounts()[0], "late");
-  step(*store, [&] { account->deleteObject(); });
-  commit(*copy);
-  EXPECT_FALSE(store->objectWithID(added->ID()));
-  ASSERT_TRUE(store->save());
-  EXPECT_EQ(ask("SELECT count(*) FROM Entry"), "0");
+  EXPECT_EQ(payees(*account), "abc");
 }
 
 TEST_F(Copies, ACopyCannotBeSaved) {
@@ -116,7 +68,7 @@ TEST_F(Copies, AnOperationWorksBehindAndFinishesInFront) {
   operation->waitUntilFinished();
   EXPECT_TRUE(operation->isFinished() && operation->hasBeenFinalized());
   EXPECT_EQ(seen, "behind main");
-  EXPECT_EQ(payees(), "a!b!c!");
+  EXPECT_EQ(payees(*account), "a!b!c!");
 
   bool ran = false;
   auto cancelled = store->addOperationWithBlock([&](QWDatabaseOperation& self, QWDatabaseManager&) {
@@ -157,24 +109,6 @@ TEST_F(Copies, DuplicatesAreNewObjectsWithEverythingBelow) {
   EXPECT_TRUE(error);
   const std::string half(archive.text().substr(0, archive.size() / 2));
   EXPECT_FALSE(store->unarchiveObjectWithData(qw::Data::fromText(half)));
-}
-
-TEST_F(Copies, AnImportedObjectFindsItsParentAndItsPlace) {
-  // Another store with a copy of the same account, whose entry "b" is missing here.
-  auto other = copyStore();
-  const qw::ObjectID id = account->entries()[1].ID();
-  step(*store, [&] {
-    account->entries()[1].deleteObject();
-    store->removeDeletedID(id);
-  });
-  ASSERT_TRUE(store->save());
-  auto source = other->objectWithID(id);
-  step(*store, [&] { source->importInDatabaseManager(*store); });
-  EXPECT_EQ(payees(), "abc") << "among the siblings as in the source";
-  ASSERT_TRUE(store->save());
-  EXPECT_EQ(ask("SELECT payee FROM Entry ORDER BY \"index\""), "a|b|c");
-  store->undoManager()->undo();
-  EXPECT_EQ(payees(), "ac");
 }
 
 TEST_F(Copies, RequestsWaitForTheirObject) {

@@ -104,3 +104,19 @@ void LedgerTest::step(LedgerManager& store, const std::function<void()>& edit) {
   const qw::UndoGroup step(store.undoManager());
   edit();
 }
+
+void OneStore::SetUp() {
+  store = open();
+  step(*store, [&] {
+    account = addAccount(*store, "A");
+    for (const char* name : {"a", "b", "c"}) addEntry(*account, name);
+    account->entries()[0].setReceipt(store->create<Receipt>());
+  });
+  ASSERT_TRUE(store->save());
+}
+
+std::string OneStore::payees(Account& account) {
+  std::string text;
+  for (Entry& entry : account.entries()) text += entry.payee();
+  return text;
+}

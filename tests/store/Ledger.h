@@ -151,3 +151,16 @@ class LedgerTest : public testing::Test {
   qw::ApplicationContext::Override context_;
   qw::Error error;
 };
+
+/// A saved store with an account "A" of the entries a, with a receipt, b and c.
+class OneStore : public LedgerTest {
+ protected:
+  void SetUp() override;
+  std::shared_ptr<LedgerManager> copyStore() {
+    return std::static_pointer_cast<LedgerManager>(store->copy());
+  }
+  static std::string payees(Account& account);
+
+  std::shared_ptr<LedgerManager> store;
+  std::shared_ptr<Account> account;
+};

@@ -9,7 +9,7 @@ namespace {
 
 class Folder;
 
-/// A child whose class is made from the rows that a test gives it.
+/// Its table and a column are called like words of SQL.
 struct Sheet : QWDatabaseObject {
   qw::Back<Folder> folder_;
   qw::Stored<std::string> title;
@@ -34,10 +34,11 @@ struct Folder : QWDatabaseObject {
 struct Special : Sheet {};
 
 constinit const qw::Class Sheet::kClass =
-    qw::define<Sheet, QWDatabaseObject>("Sheet", {.table = "Sheet"}, [] {
+    qw::define<Sheet, QWDatabaseObject>("Sheet", {.table = "Order"}, [] {
       return qw::properties(qw::parent<&Sheet::folder_>("folder", "sheets"),
-                            qw::attribute<&Sheet::title>("title"), qw::reference<&Sheet::next>("next"),
-                            qw::attribute<&Sheet::share>("share"), qw::attribute<&Sheet::weight>("weight"));
+                            qw::attribute<&Sheet::title>("title", {.column = "group"}),
+                            qw::reference<&Sheet::next>("next"), qw::attribute<&Sheet::share>("share"),
+                            qw::attribute<&Sheet::weight>("weight"));
     });
 constinit const qw::Class Folder::kClass =
     qw::define<Folder, QWDatabaseObject>("Folder", {.table = "Folder"}, [] {
@@ -72,7 +73,7 @@ constexpr qw::Class kRedeclared = qw::define<Thing, Sheet>(
 constexpr qw::Class kOverriding = qw::define<Thing, Sheet>(
     "Overriding", {}, [] { return qw::properties(qw::overriding(qw::attribute<&Thing::a>("tytle"))); });
 constexpr qw::Class kSameTable = qw::define<Thing, QWDatabaseObject>(
-    "SameTable", {.table = "SHEET"}, [] { return qw::properties(qw::attribute<&Thing::a>("a")); });
+    "SameTable", {.table = "ORDER"}, [] { return qw::properties(qw::attribute<&Thing::a>("a")); });
 constexpr qw::Class kNoClassColumn = qw::define<Thing, Sheet>(
     "NoClassColumn", {}, [] { return qw::properties(qw::attribute<&Thing::a>("a")); });
 constexpr qw::Class kOwnTable = qw::define<Thing, QWDatabaseObject>(
@@ -103,12 +104,6 @@ class Model : public LedgerTest {
     auto store = QWDatabaseManager::open<FolderManager>(path(), &error);
     EXPECT_TRUE(store) << error.localizedDescription;
     return store;
-  }
-  /// The same store, saved and opened again.
-  void saveAndOpen(std::shared_ptr<FolderManager>& store) {
-    ASSERT_TRUE(store->save(&error)) << error.localizedDescription;
-    store.reset();
-    store = openFolder();
   }
 };
 
@@ -144,10 +139,10 @@ TEST_F(Model, AWrongOneIsRefusedAndNamed) {
        "Overriding.tytle is qw::overriding, but no superclass has the property"},
       {folder,
        {folder, sheet, &kSameTable},
-       "Sheet and SameTable have the table \"SHEET\", but no superclass that has it"},
+       "Sheet and SameTable have the table \"ORDER\", but no superclass that has it"},
       {folder,
        {folder, sheet, &kNoClassColumn},
-       "Sheet and NoClassColumn share the table \"Sheet\" without qw::classColumn()"},
+       "Sheet and NoClassColumn share the table \"Order\" without qw::classColumn()"},
       {folder,
        {folder, sheet, &kOwnTable},
        "OwnTable has the table \"QWMetadata\", which is the store's own"},
@@ -213,23 +208,38 @@ TEST_F(Model, OneVerbSetsEveryKindOfMember) {
 
 TEST_F(Model, MissingAndEmptyColumnsLeaveTheInitialValue) {
   auto store = openFolder();
-  store->folder().sheets.create()->set<&Sheet::weight>(std::nullopt);
+  store->folder().sheets.create();
   ASSERT_TRUE(store->save());
-  store.reset();
-  alter(path(), "UPDATE Sheet SET share = NULL");
-  store = openFolder();
-  EXPECT_EQ(store->folder().sheets[0].share, 1);
-  EXPECT_EQ(*store->folder().sheets[0].weight, std::nullopt) << "it was set to none";
-  store.reset();
-  alter(path(), "ALTER TABLE Sheet DROP COLUMN share; ALTER TABLE Sheet DROP COLUMN weight");
-  store = openFolder();
-  EXPECT_EQ(store->folder().sheets[0].share, 1);
-  EXPECT_EQ(*store->folder().sheets[0].weight, 7);
-  store.reset();
+  store->folder().sheets[0].deleteObject();
+  auto added = store->folder().sheets.create();
+  added->set<&Sheet::weight>(std::nullopt);
+  added->set<&Sheet::title>("whole");
+  ASSERT_TRUE(store->save());
+  added->set<&Sheet::title>("last");
+  ASSERT_TRUE(store->save(&error)) << error.localizedDescription;
+  EXPECT_EQ(ask("SELECT \"group\" FROM \"Order\""), "last");
+  const auto altered = [&](const std::string& sql) -> Sheet& {
+    added.reset();
+    store.reset();
+    if (!sql.empty()) alter(path(), sql);
+    store = openFolder();
+    return store->folder().sheets[0];
+  };
+  const Sheet& sheet = altered("UPDATE \"Order\" SET share = NULL");
+  EXPECT_EQ(sheet.share, 1);
+  EXPECT_EQ(*sheet.weight, std::nullopt) << "it was set to none";
+  Sheet& dropped = altered(
+      "ALTER TABLE \"Order\" DROP COLUMN share; ALTER TABLE \"Order\" DROP COLUMN weight;"
+      "ALTER TABLE \"Order\" DROP COLUMN \"group\"");
+  EXPECT_EQ(dropped.share, 1);
+  EXPECT_EQ(*dropped.weight, 7);
   FolderManager::modelVersion = "2";
-  store = openFolder();
-  EXPECT_EQ(store->folder().sheets[0].share, 1) << "in the column that was added";
-  EXPECT_EQ(*store->folder().sheets[0].weight, std::nullopt) << "an added column holds NULL, which is none";
+  Sheet& upgraded = altered("");
+  EXPECT_EQ(upgraded.share, 1) << "in the column that was added";
+  EXPECT_EQ(*upgraded.weight, std::nullopt) << "an added column holds NULL, which is none";
+  upgraded.set<&Sheet::title>("again");
+  ASSERT_TRUE(store->save(&error)) << error.localizedDescription;
+  EXPECT_EQ(ask("SELECT \"group\" FROM \"Order\""), "again");
 }
 
 TEST_F(LedgerTest, WhatCannotBeReadStaysUntilItIsSet) {

@@ -2,8 +2,7 @@
 
 #include "platform/object/Object.h"
 #include "platform/object/Property.h"
-#include "platform/system/ApplicationContext.h"
-#include "platform/system/TimeZone.h"
+#include "support/User.h"
 #include "values/collections/DeepMutableCopy.h"
 #include "values/collections/QWArrayAdditions.h"
 #include "values/collections/QWSetAdditions.h"
@@ -99,13 +98,10 @@ TEST(QWArrayAdditions, WritesCSVLines) {
   EXPECT_EQ(std::stod(large), 1e200);
   EXPECT_EQ(CSVLineWithSeparator({}, ","), "\n");
 
-  const qw::ApplicationContext::Override context;
-  const qw::TimeZone::Override zone("Europe/Berlin");
+  User user("en_US", "Europe/Berlin");
   const qw::Date date = qw::Date::fromSeconds(1'704'063'600);  // 2024-01-01 00:00 in Berlin
   EXPECT_EQ(CSVLineWithSeparator({date, 1}, ","), "1/1/24,1\n");
-  qw::ApplicationContext german = qw::ApplicationContext::current();
-  german.locale = "de_DE";
-  qw::ApplicationContext::install(german);
+  user.setLocale("de_DE");
   EXPECT_EQ(CSVLineWithSeparator({date, 1.5}, ","), "01.01.24,1.5\n");
 }
 

@@ -12,7 +12,7 @@
 #include "platform/files/KeyedArchiver.h"
 #include "platform/files/KeyedUnarchiver.h"
 #include "platform/files/UserDefaults.h"
-#include "platform/system/ApplicationContext.h"
+#include "support/User.h"
 #include "values/numbers/QWColorFormatter.h"
 #include "values/numbers/QWCurrencyAdditions.h"
 #include "values/numbers/QWCurrencyFormatter.h"
@@ -24,19 +24,12 @@ using qw::Decimal;
 
 Decimal number(const char* text) { return Decimal::fromText(text).value_or(Decimal::nan()); }
 
-class QWCurrencyFormatterTest : public testing::Test {
+class QWCurrencyFormatterTest : public testing::Test, public User {
  protected:
-  void setLocale(const std::string& locale) {
-    context_.change([&](qw::ApplicationContext& context) { context.locale = locale; });
-  }
-
   const QWCurrency euro_{"EUR", "€", 2, 1};
   const QWCurrency dollar_{"USD", "$", 2, 2};
   const QWCurrency yen_{"JPY", "¥", 0, number("0.01")};
   const QWCurrency franc_{"CHF", "CHF", 2, number("1.25")};
-
- private:
-  qw::ApplicationContext::Override context_;
 };
 
 std::string read(std::string_view text, const QWNumberFormatter& formatter) {

@@ -5,10 +5,9 @@
 #include <string>
 #include <thread>
 
-#include "platform/system/ApplicationContext.h"
 #include "platform/system/Clock.h"
 #include "platform/system/DateText.h"
-#include "platform/system/TimeZone.h"
+#include "support/User.h"
 #include "values/dates/QWCalendarAdditions.h"
 #include "values/dates/QWDateAdditions.h"
 
@@ -16,18 +15,6 @@ namespace {
 
 using qw::Date;
 using namespace QWDateAdditions;
-
-/// A user with a locale and a time zone.
-class User {
- public:
-  User(const char* locale, const char* zone) : zone_(zone) {
-    context_.change([locale](qw::ApplicationContext& context) { context.locale = locale; });
-  }
-
- private:
-  qw::ApplicationContext::Override context_;
-  qw::TimeZone::Override zone_;
-};
 
 /// A time of GMT.
 Date gmt(const char* text) {
@@ -121,14 +108,6 @@ TEST(QWDateAdditionsTest, AddsCalendarUnitsLargestFirstAndElapsedTimeLast) {
   const Date second = local("2024-10-27 01:30:00").addingSeconds(7200);
   EXPECT_EQ(dateByAddingYears(second, 0, 0, 0, 0, 0, 1), second.addingSeconds(1));
   EXPECT_EQ(dateByAddingYears(Date::fromMicroseconds(1'500'001), 0, 0, 1).microseconds(), 86'401'500'001);
-}
-
-TEST(QWDateAdditionsTest, ADayWithoutMidnightBeginsWithItsFirstTime) {
-  const User user("pt_BR", "America/Sao_Paulo");
-  const Date date = local("2017-10-15 12:00:00");
-  EXPECT_EQ(localText(startOfDay(date)), "2017-10-15 01:00:00");
-  EXPECT_EQ(startOfDay(date), QWDateAdditions::dateWithYear(2017, 10, 15));
-  EXPECT_EQ(startOfDay(startOfDay(date)), startOfDay(date));
 }
 
 TEST(QWDateAdditionsTest, NoMomentLiesBetweenTwoDays) {

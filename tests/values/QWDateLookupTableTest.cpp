@@ -3,9 +3,8 @@
 #include <limits>
 #include <vector>
 
-#include "platform/system/ApplicationContext.h"
 #include "platform/system/DateText.h"
-#include "platform/system/TimeZone.h"
+#include "support/User.h"
 #include "values/dates/QWDateAdditions.h"
 #include "values/dates/QWDateLookupTable.h"
 
@@ -14,10 +13,8 @@ namespace {
 using qw::Date;
 using QWDateAdditions::dateWithYear;
 
-class QWDateLookupTableTest : public testing::Test {
- private:
-  qw::ApplicationContext::Override context_;
-  qw::TimeZone::Override zone_{"Europe/Berlin"};
+struct QWDateLookupTableTest : testing::Test {
+  const User user{"en_US", "Europe/Berlin"};
 };
 
 QWDateLookupTable tableOf(const QWDuration& period, std::optional<Date> first = {},

@@ -39,54 +39,26 @@ TEST(QWStringAdditions, DigestsAgreeWithThePublishedVectors) {
             "750c783e6ab0b503eaa86e310a5db738");  // RFC 2202
 }
 
-TEST(QWStringAdditions, NumbersCompareByValueInsideTexts) {
-  // Strictly ascending.
-  const char* const ordered[] = {"",
-                                 "0",
-                                 "00",
-                                 "1",
-                                 "01",
-                                 "2",
-                                 "10",
-                                 "file",
-                                 "file2",
-                                 "file02",
-                                 "file10",
-                                 "file10a",
-                                 "file10b1",
-                                 "file10b01",
-                                 "file123456789012345678901234567890",
-                                 "file123456789012345678901234567891",
-                                 "filea",
-                                 "é1",
-                                 "é2"};
-  for (std::size_t i = 0; i < std::size(ordered); ++i) {
-    for (std::size_t j = 0; j < std::size(ordered); ++j) {
-      EXPECT_EQ(numericCompare(ordered[i], ordered[j]), i <=> j) << ordered[i] << " and " << ordered[j];
-    }
+/// Of texts that are parted by blanks and strictly ascend, an empty one where two blanks meet.
+void expectAscending(std::string_view texts,
+                     std::strong_ordering (*compare)(std::string_view, std::string_view)) {
+  std::vector<std::string> ordered(1);
+  for (const char c : texts) c == ' ' ? void(ordered.emplace_back()) : ordered.back().push_back(c);
+  for (std::size_t i = 0; i < ordered.size(); ++i) {
+    for (std::size_t j = 0; j < ordered.size(); ++j)
+      EXPECT_EQ(compare(ordered[i], ordered[j]), i <=> j) << ordered[i] << " and " << ordered[j];
   }
 }
 
-TEST(QWStringAdditions, VersionsCompareByComponents) {
-  const char* const ordered[] = {"-1",
-                                 "",
-                                 "0.1",
-                                 "1.2",
-                                 "1.2.beta",
-                                 "1.2.1",
-                                 "1.9",
-                                 "1.10b",
-                                 "2",
-                                 "2.0.1",
-                                 "2.0.1.0",
-                                 "10",
-                                 "20240131123456789012",
-                                 "20240131123456789013"};
-  for (std::size_t i = 0; i < std::size(ordered); ++i) {
-    for (std::size_t j = 0; j < std::size(ordered); ++j) {
-      EXPECT_EQ(compareToVersion(ordered[i], ordered[j]), i <=> j) << ordered[i] << " and " << ordered[j];
-    }
-  }
+TEST(QWStringAdditions, NumbersAndVersionsCompareByValue) {
+  expectAscending(
+      " 0 00 1 01 2 10 file file2 file02 file10 file10a file10b1 file10b01 "
+      "file123456789012345678901234567890 "
+      "file123456789012345678901234567891 filea é1 é2",
+      numericCompare);
+  expectAscending(
+      "-1  0.1 1.2 1.2.beta 1.2.1 1.9 1.10b 2 2.0.1 2.0.1.0 10 20240131123456789012 20240131123456789013",
+      compareToVersion);
   EXPECT_EQ(compareToVersion("1.02.x", "1.2.0"), std::strong_ordering::equal);
   EXPECT_EQ(compareToVersion("-0", "0"), std::strong_ordering::equal);
 }
