@@ -34,6 +34,8 @@ QWDatabaseManager::~QWDatabaseManager() {
   qw::NotificationQueue::current().forgetSender(this);
   // Changes that outlive the store must not look for it.
   undoManager_.reset();
+  // A list keeps what left it, which may have come to be above it.
+  for (const auto& [owner, list] : editedLists_) list->edits_.reset();
   close();
 }
 
@@ -419,6 +421,11 @@ void QWDatabaseManager::numberChildren() {
   for (std::size_t i = 0; i < editedLists_.size(); ++i) editedLists_[i].second->number();
 }
 
-void QWDatabaseManager::forgetSavedListEdits() {
-  std::erase_if(editedLists_, [](const auto& edited) { return edited.second->forgetSavedEdits(); });
+std::uint32_t QWDatabaseManager::beginComputation() {
+  numberChildren();
+  return ++computations_;
+}
+
+void QWDatabaseManager::forgetWrittenNumbers() {
+  std::erase_if(editedLists_, [](const auto& edited) { return edited.second->forgetWrittenNumbers(); });
 }

@@ -413,7 +413,9 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
   void settle();
   /// Gives children that moved their numbers for the file.
   void numberChildren();
-  void forgetSavedListEdits();
+  /// The same, and what is taken to be written then belongs to the computation that this answers.
+  std::uint32_t beginComputation();
+  void forgetWrittenNumbers();
   void performWaitingMoves();
   qw::SynchronizationQueue& synchronizationQueue();
   void undoManagerWillPerform(qw::UndoManager&) override { settle(); }
@@ -449,7 +451,8 @@ class QW_EXPORT QWDatabaseManager : public qw::Object, private qw::UndoManager::
 
   std::vector<std::shared_ptr<QWDatabaseObject>> unsaved_;
   std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, qw::ChildList*>> editedLists_;  // since a save
-  std::vector<std::pair<qw::Back<QWDatabaseObject>, std::int64_t>> observedIndexes_;       // as last told
+  std::uint32_t computations_ = 0;  // of what is to be saved
+  std::vector<std::pair<qw::Back<QWDatabaseObject>, std::int64_t>> observedIndexes_;  // as last told
   bool settlesAtEndOfPass_ = false;
   std::vector<std::shared_ptr<QWDatabaseObject>> renamed_;  // since the last save
   std::vector<UnreachableRow> unreachableRows_;

@@ -147,7 +147,7 @@ QWDatabaseManager::Changes QWDatabaseManager::ownChanges() const {
 
 std::vector<qw::RowWrite> QWDatabaseManager::takeRowWrites() {
   settle();
-  numberChildren();
+  const std::uint32_t computation = beginComputation();
   touchRowsThatName();
   std::vector<qw::RowWrite> rows;
   rows.reserve(unsaved_.size());
@@ -155,7 +155,7 @@ std::vector<qw::RowWrite> QWDatabaseManager::takeRowWrites() {
   for (auto& object : std::exchange(unsaved_, {})) {
     object->queued_ = false;
     if (!object->registered_) continue;
-    qw::RowWrite write = QWDatabaseObject::takeWrite(std::move(object));
+    qw::RowWrite write = QWDatabaseObject::takeWrite(std::move(object), computation);
     if (!write) continue;
     using Kind = qw::RowWrite::Kind;
     const QWDatabaseObject& written = *write.object;
@@ -183,16 +183,16 @@ QWDatabaseManager::Changes QWDatabaseManager::computeChanges() {
 }
 
 bool QWDatabaseManager::saveChanges(const Changes& changes, qw::Error* error) {
-  if (!qw::SaveRun(*this).run(changes, {}, error)) return false;
-  forgetSavedListEdits();
-  return true;
+  const bool saved = qw::SaveRun(*this).run(changes, {}, error);
+  forgetWrittenNumbers();
+  return saved;
 }
 
 bool QWDatabaseManager::save(qw::Error* error) {
   const auto rows = takeRowWrites();
-  if (!qw::SaveRun(*this).run(ownChanges(), rows, error)) return false;
-  forgetSavedListEdits();
-  return true;
+  const bool saved = qw::SaveRun(*this).run(ownChanges(), rows, error);
+  forgetWrittenNumbers();
+  return saved;
 }
 
 std::optional<qw::Data> QWDatabaseManager::saveChanges(const Changes& changes,

@@ -514,16 +514,18 @@ std::shared_ptr<QWDatabaseObject> QWDatabaseObject::copyOfColumns() const {
 
 std::vector<std::shared_ptr<QWDatabaseChange>> QWDatabaseObject::computeChanges() {
   std::vector<std::shared_ptr<QWDatabaseChange>> changes;
-  if (QWDatabaseManager* manager = databaseManager()) manager->numberChildren();
-  if (qw::RowWrite write = takeWrite(sharedAs<QWDatabaseObject>()))
+  QWDatabaseManager* manager = databaseManager();
+  const std::uint32_t computation = manager ? manager->beginComputation() : 0;
+  if (qw::RowWrite write = takeWrite(sharedAs<QWDatabaseObject>(), computation))
     changes.push_back(std::make_shared<QWDatabaseChange>(std::move(write)));
   return changes;
 }
 
-qw::RowWrite QWDatabaseObject::takeWrite(std::shared_ptr<QWDatabaseObject> object) {
+qw::RowWrite QWDatabaseObject::takeWrite(std::shared_ptr<QWDatabaseObject> object,
+                                         std::uint32_t computation) {
   using Kind = qw::RowWrite::Kind;
   QWDatabaseObject& self = *object;
-  qw::RowWrite write{std::move(object), self.sqlID_, self.modificationsCount_, Kind::kNone};
+  qw::RowWrite write{std::move(object), self.sqlID_, self.modificationsCount_, computation, Kind::kNone};
   if (self.deleted_) {
     if (self.sqlID_ > 0) {
       write.kind = Kind::kDelete;
@@ -546,6 +548,7 @@ void QWDatabaseObject::revertWrite(const qw::RowWrite& write, bool committed) {
     if (write.kind == qw::RowWrite::Kind::kDelete && !committed) sqlID_ = write.sqlID;
     modificationsCount_ += write.modificationsCount;
   }
+  if (!committed) written_ = 0;
   mustWrite_ = true;
   if (QWDatabaseManager* manager = databaseManager()) manager->queueForSaving(*this);
 }

@@ -246,8 +246,10 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
       modified(key);
     }
   }
-  /// The write that brings the row up to date. The object counts as clean from then on.
-  static qw::RowWrite takeWrite(std::shared_ptr<QWDatabaseObject> object);
+  /// The write that brings the row up to date, of that computation. The object counts as clean from then on.
+  static qw::RowWrite takeWrite(std::shared_ptr<QWDatabaseObject> object, std::uint32_t computation);
+  /// Whether the file has a row of the object, or will when a change that was computed is run.
+  bool mayHaveRow() const { return sqlID_ > 0 || (rare_ && rare_->pendingChange); }
   /// The write failed: the object is as unsaved as before, and will be written whatever its count says.
   /// `committed`: the file has it nevertheless, only not safely.
   void revertWrite(const qw::RowWrite& write, bool committed);
@@ -309,6 +311,7 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   bool mustWrite_ = false;  // the count cannot tell whether the row is right
   bool unplaced_ = false;   // the number is not between the neighbours'
   bool indexIsObserved_ = false;
+  std::uint32_t written_ = 0;  // the computation of the row as it is in the file; 0 when that is not known
 };
 
 #include "store/model/Attributes.h"  // IWYU pragma: export

@@ -18,6 +18,7 @@ struct QW_EXPORT RowWrite {
   std::shared_ptr<QWDatabaseObject> object{};
   std::int64_t sqlID = 0;
   std::int32_t modificationsCount = 0;
+  std::uint32_t computation = 0;  // of the values
   Kind kind = Kind::kNone;
 
   explicit operator bool() const { return kind != Kind::kNone; }

@@ -154,6 +154,7 @@ int SaveRun::write(const RowWrite& row, const QWDatabaseObject& values) {
     row.object->sqlID_ = 0;  // the next save writes a new row
     return fail(SQLITE_NOTFOUND, sql, "The row is not there any more");
   }
+  row.object->written_ = row.computation;
   sqlite3_reset(statement);
   return SQLITE_OK;
 }
