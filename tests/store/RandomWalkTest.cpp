@@ -506,5 +506,7 @@ class RandomWalk : public LedgerTest {
 
 TEST_F(RandomWalk, OfEverythingThatChangesAStoreKeepsItRight) {
   const std::uint32_t walks = isLongRun() ? 4000 : 200;
-  for (std::uint32_t seed = 1; seed <= walks && !HasFailure(); ++seed) walk(seed);
+  std::uint32_t seed = 1;
+  for (; seed <= walks && !HasFailure(); ++seed) walk(seed);
+  if (isLongRun()) fmt::print("{} walks\n", seed - 1);
 }

@@ -154,10 +154,17 @@ struct QW_EXPORT ChildrenStorage {
 /// Restoring goes through the object's own assignment: compare, undo, store, modify, notify.
 template <auto Member>
 bool restoreMember(Object& object, const Value& value) {
-  auto content = ValueTraits<TypeOf<Member>>::fromValue(value);
+  using T = TypeOf<Member>;
+  auto content = ValueTraits<T>::fromValue(value);
   if (!content) return false;
-  static_cast<OwnerOf<Member>&>(object).template assign<Member>(*std::move(content));
-  return true;
+  auto& owner = static_cast<OwnerOf<Member>&>(object);
+  if constexpr (kIsBack<T>) {
+    // Another parent may be refused.
+    return owner.template assign<Member>(*content) || Members::of(owner.*Member) == *content;
+  } else {
+    owner.template assign<Member>(*std::move(content));
+    return true;
+  }
 }
 
 /// Writes the class's name; a loader reads it before there is an object.

@@ -213,7 +213,7 @@ void ChildList::detachAt(std::size_t index) {
   child->edit(parent.key, [&] {
     parent.storage->relation->setTarget(*child, nullptr);
     items_.erase(*child);
-    if (child->order_ >= 0) edits().released.emplace(child->order_, child.get());
+    release(*child);
   });
   indexesChanged();
   if (owner_->isObserved(property_->key))

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <string>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -100,19 +101,25 @@ class QW_EXPORT ChildList {
   void number();
   /// What counts as a number in the file.
   static bool isNumber(std::int64_t number);
-  /// After a save that succeeded whole. True when nothing was edited since it was computed.
-  bool forgetSavedEdits();
+  /// After a save: the numbers that no row has any more are free. True when nothing is left to remember.
+  bool forgetWrittenNumbers();
+  /// Forgets what the next save was to know.
+  void forgetEdits() { edits_.reset(); }
 
  private:
+  /// Whose number it was, and how many saves had been computed when it was given up.
+  struct Released {
+    std::shared_ptr<QWDatabaseObject> child;
+    std::uint32_t computation;
+  };
   /// What edits leave for the next save.
   struct Edits {
     /// Children that have no number between those of their neighbours, perhaps no longer here.
     std::vector<std::shared_ptr<QWDatabaseObject>> unplaced;
     /// Numbers that rows in the file may still have, although their objects left or have another one now.
-    /// Until a save succeeds whole only the same object gets its number back: so two rows never share one,
-    /// whichever of them fail.
-    std::unordered_map<std::int64_t, const QWDatabaseObject*> released;
-    bool isComputed = false;  // nothing was edited since the last `number`
+    /// Only the same object gets its number back until its row is known to have been written without it: so
+    /// two rows never share one, whichever of them fail.
+    std::map<std::int64_t, Released> released;
   };
 
   bool isGoingBack() const;
@@ -125,7 +132,7 @@ class QW_EXPORT ChildList {
   void markUnplaced(QWDatabaseObject& child);
   std::vector<std::size_t> unplacedIndexes();
   void keepNumbersInOrder(std::size_t begin, std::size_t end);
-  std::size_t numberRun(std::size_t begin, std::size_t end, const std::vector<std::int64_t>& released);
+  std::size_t numberRun(std::size_t begin, std::size_t end);
   void release(QWDatabaseObject& child);
   void setNumber(QWDatabaseObject& child, std::int64_t number);
 

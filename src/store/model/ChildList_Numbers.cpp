@@ -73,7 +73,6 @@ ChildList::Edits& ChildList::edits() {
     if (QWDatabaseManager* manager = owner_->databaseManager())
       manager->edits().noteEditedList(*owner_, *this);
   }
-  edits_->isComputed = false;
   return *edits_;
 }
 
@@ -84,7 +83,7 @@ bool ChildList::isNumber(std::int64_t number) { return number >= 0 && number < k
 bool ChildList::takesBack(QWDatabaseObject& child) {
   if (edits_) {
     const auto former = edits_->released.find(child.order_);
-    if (former != edits_->released.end() && former->second == &child) return true;
+    if (former != edits_->released.end() && former->second.child.get() == &child) return true;
   }
   child.order_ = -1;
   return false;
@@ -146,16 +145,10 @@ void ChildList::number() {
   eachRun(indexes, [&](std::size_t begin, std::size_t end) { keepNumbersInOrder(begin, end); });
   std::erase_if(indexes, [&](std::size_t index) { return !items_[index]->unplaced_; });
   for (const std::size_t index : indexes) release(*items_[index]);
-  std::vector<std::int64_t> released;
-  if (!indexes.empty()) {
-    for (const auto& [number, child] : edits_->released) released.push_back(number);
-    std::sort(released.begin(), released.end());
-  }
   std::size_t done = 0;
   eachRun(indexes, [&](std::size_t begin, std::size_t end) {
-    if (begin >= done) done = numberRun(begin, end, released);
+    if (begin >= done) done = numberRun(begin, end);
   });
-  edits_->isComputed = true;
 }
 
 /// Of children in a row that moved, those stay as they are in the file whose numbers are in order.
@@ -169,14 +162,14 @@ void ChildList::keepNumbersInOrder(std::size_t begin, std::size_t end) {
     QWDatabaseObject& child = *items_[begin + kept];
     child.unplaced_ = false;
     const auto released = edits_->released.find(child.order_);
-    if (released != edits_->released.end() && released->second == &child) edits_->released.erase(released);
+    if (released != edits_->released.end() && released->second.child.get() == &child)
+      edits_->released.erase(released);
   }
 }
 
 /// Takes neighbours in until there is room, the more of it the more of them: so a place where insertions go
 /// on and on has to be cleared in ever longer intervals. Answers the end of what was numbered.
-std::size_t ChildList::numberRun(std::size_t begin, std::size_t end,
-                                 const std::vector<std::int64_t>& released) {
+std::size_t ChildList::numberRun(std::size_t begin, std::size_t end) {
   std::int64_t low = -1, high = kEnd;
   std::vector<std::int64_t> taken;
   std::size_t width = 4;
@@ -184,8 +177,9 @@ std::size_t ChildList::numberRun(std::size_t begin, std::size_t end,
   for (;;) {
     low = begin > 0 ? items_[begin - 1]->order_ : -1;
     high = end < items_.size() ? items_[end]->order_ : kEnd;
-    taken.assign(std::upper_bound(released.begin(), released.end(), low),
-                 std::lower_bound(released.begin(), released.end(), high));
+    taken.clear();
+    const auto last = edits_->released.lower_bound(high);
+    for (auto i = edits_->released.upper_bound(low); i != last; ++i) taken.push_back(i->first);
     for (std::size_t i = begin; i < end; ++i)
       if (!items_[i]->unplaced_) taken.push_back(items_[i]->order_);
     const auto count = static_cast<double>(end - begin);
@@ -204,7 +198,10 @@ std::size_t ChildList::numberRun(std::size_t begin, std::size_t end,
 }
 
 void ChildList::release(QWDatabaseObject& child) {
-  if (child.order_ >= 0 && child.row_.rowID() > 0) edits_->released.emplace(child.order_, &child);
+  if (child.order_ < 0) return;
+  const QWDatabaseManager* manager = owner_->databaseManager();
+  edits().released.insert_or_assign(child.order_, Released{child.sharedAs<QWDatabaseObject>(),
+                                                           manager ? manager->edits().computations() : 0});
 }
 
 void ChildList::setNumber(QWDatabaseObject& child, std::int64_t number) {
@@ -216,8 +213,12 @@ void ChildList::setNumber(QWDatabaseObject& child, std::int64_t number) {
   if (QWDatabaseManager* manager = owner_->databaseManager()) manager->edits().queue(child);
 }
 
-bool ChildList::forgetSavedEdits() {
-  if (!edits_->isComputed) return false;
+bool ChildList::forgetWrittenNumbers() {
+  std::erase_if(edits_->released, [](const auto& entry) {
+    const auto& [child, computation] = entry.second;
+    return child->row_.written() > computation || !child->mayHaveRow();
+  });
+  if (!edits_->released.empty() || !edits_->unplaced.empty()) return false;
   edits_.reset();
   return true;
 }

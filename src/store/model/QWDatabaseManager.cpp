@@ -40,6 +40,8 @@ QWDatabaseManager::~QWDatabaseManager() {
   qw::NotificationQueue::current().forgetSender(this);
   // Changes that outlive the store must not look for it.
   undoManager_.reset();
+  // A list keeps what left it, which may have come to be above it.
+  edits_->forgetLists();
   close();
 }
 

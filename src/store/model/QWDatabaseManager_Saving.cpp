@@ -86,16 +86,16 @@ QWDatabaseManager::Changes QWDatabaseManager::computeChanges() {
 }
 
 bool QWDatabaseManager::saveChanges(const Changes& changes, qw::Error* error) {
-  if (!qw::SaveRun(*this).run(changes, {}, error)) return false;
-  edits_->forgetSavedLists();
-  return true;
+  const bool saved = qw::SaveRun(*this).run(changes, {}, error);
+  edits_->forgetWrittenNumbers();
+  return saved;
 }
 
 bool QWDatabaseManager::save(qw::Error* error) {
   const auto rows = takeRowWrites();
-  if (!qw::SaveRun(*this).run(ownChanges(), rows, error)) return false;
-  edits_->forgetSavedLists();
-  return true;
+  const bool saved = qw::SaveRun(*this).run(ownChanges(), rows, error);
+  edits_->forgetWrittenNumbers();
+  return saved;
 }
 
 std::optional<qw::Data> QWDatabaseManager::saveChanges(const Changes& changes,

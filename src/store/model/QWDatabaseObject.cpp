@@ -513,8 +513,9 @@ std::shared_ptr<QWDatabaseObject> QWDatabaseObject::copyOfColumns() const {
 
 std::vector<std::shared_ptr<QWDatabaseChange>> QWDatabaseObject::computeChanges() {
   std::vector<std::shared_ptr<QWDatabaseChange>> changes;
-  if (QWDatabaseManager* manager = databaseManager()) manager->edits().numberChildren();
-  if (qw::RowWrite write = qw::EditLog::take(sharedAs<QWDatabaseObject>()))
+  QWDatabaseManager* manager = databaseManager();
+  const std::uint32_t computation = manager ? manager->edits().beginComputation() : 0;
+  if (qw::RowWrite write = qw::EditLog::take(sharedAs<QWDatabaseObject>(), computation))
     changes.push_back(std::make_shared<QWDatabaseChange>(std::move(write)));
   return changes;
 }

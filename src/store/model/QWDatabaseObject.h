@@ -189,6 +189,7 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   // For the store.
   /// Where the object stands against its row.
   qw::RowState& rowState() { return row_; }
+  /// The same, to look at.
   const qw::RowState& rowState() const { return row_; }
   /// Whether it is among some parent's children.
   bool isPlaced() const { return place_ != nullptr; }
@@ -198,7 +199,10 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
   std::shared_ptr<QWDatabaseObject> copyOfColumns() const;
   /// A change that was computed and not run yet is told before an edit.
   void expectPendingChange(QWDatabaseChange& change);
+  /// The change is not pending any more.
   void forgetPendingChange(const QWDatabaseChange& change);
+  /// Whether the file has a row of the object, or will when a change that was computed is run.
+  bool mayHaveRow() const { return row_.rowID() > 0 || (rare_ && rare_->pendingChange); }
   /// Before a value changes that is written to the file.
   void willModify() {
     if (rare_ && rare_->pendingChange) capturePendingChange();

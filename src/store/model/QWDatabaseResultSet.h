@@ -71,6 +71,7 @@ class QW_EXPORT QWDatabaseResultSet {
 
   /// For the store: the load that the rows are part of; null outside of one.
   qw::Loader* loader() const { return loader_; }
+  /// Says which load it is.
   void setLoader(qw::Loader* loader) { loader_ = loader; }
 
  private:

@@ -35,6 +35,7 @@ void RowState::revert(RowWriteKind kind, const RowState& former, bool committed)
     case RowWriteKind::kUpdate:
       edits_ += former.edits_;
   }
+  if (!committed) written_ = 0;
   forced_ = true;
 }
 

@@ -24,8 +24,10 @@ enum class RowWriteKind : std::uint8_t { kNone, kInsert, kUpdate, kDelete };
 /// object is in its former state then, but dirty where it would have been clean.
 class QW_EXPORT RowState {
  public:
+  /// See above.
   enum class State : std::uint8_t { kNew, kClean, kDirty, kRemoved };
 
+  /// Where the object stands.
   State state() const {
     if (rowID_ == 0) return State::kNew;
     if (rowID_ < 0) return State::kRemoved;
@@ -40,6 +42,10 @@ class QW_EXPORT RowState {
   void setRow(std::int64_t rowID) { rowID_ = rowID; }
   /// The row is not there any more.
   void loseRow() { rowID_ = 0; }
+  /// The computation whose values the row has; 0 when that is not known.
+  std::uint32_t written() const { return written_; }
+  /// The row has the values of that computation.
+  void setWritten(std::uint32_t computation) { written_ = computation; }
   /// Counts an edit: +1, or -1 for one that is undone.
   void edit(std::int32_t step) { edits_ += step; }
   /// The row is to be written whatever the count says.
@@ -51,9 +57,11 @@ class QW_EXPORT RowState {
   }
   /// Whether the object is one of the store's: only those have rows to write.
   bool isRegistered() const { return registered_; }
+  /// The object comes into the store, or leaves it.
   void setRegistered(bool registered) { registered_ = registered; }
   /// Puts the object among those that the next save looks at; false when it is there.
   bool queue() { return !std::exchange(queued_, true); }
+  /// The next save does not look at the object any more.
   void unqueue() { queued_ = false; }
   /// What a save has to do. The edits are forgotten then.
   RowWriteKind take(bool deleted);
@@ -64,6 +72,7 @@ class QW_EXPORT RowState {
  private:
   std::int64_t rowID_ = 0;
   std::int32_t edits_ = 0;
+  std::uint32_t written_ = 0;
   bool forced_ = false;
   bool registered_ = false;
   bool queued_ = false;

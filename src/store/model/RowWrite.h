@@ -19,6 +19,8 @@ struct QW_EXPORT RowWrite {
   std::shared_ptr<QWDatabaseObject> object{};
   /// Before it was taken.
   RowState former{};
+  /// Of what is to be saved, that it belongs to.
+  std::uint32_t computation = 0;
   /// What the write does.
   Kind kind = Kind::kNone;
   /// Whether the object is in its parent's list.

@@ -116,10 +116,15 @@ void EditLog::forgetAll() {
   }
 }
 
-RowWrite EditLog::take(std::shared_ptr<QWDatabaseObject> object) {
+std::uint32_t EditLog::beginComputation() {
+  numberChildren();
+  return ++computations_;
+}
+
+RowWrite EditLog::take(std::shared_ptr<QWDatabaseObject> object, std::uint32_t computation) {
   RowState& state = object->rowState();
   const bool deleted = object->isDeleted();
-  RowWrite write{std::move(object), state};
+  RowWrite write{std::move(object), state, computation};
   write.kind = state.take(deleted);
   write.isPlaced = write.object->isPlaced();
   return write;
@@ -127,14 +132,14 @@ RowWrite EditLog::take(std::shared_ptr<QWDatabaseObject> object) {
 
 std::vector<RowWrite> EditLog::takeAll() {
   settle();
-  numberChildren();
+  const std::uint32_t computation = beginComputation();
   touchRowsThatName();
   std::vector<RowWrite> rows;
   rows.reserve(unsaved_.size());
   for (auto& object : std::exchange(unsaved_, {})) {
     object->rowState().unqueue();
     if (!object->rowState().isRegistered()) continue;
-    if (RowWrite write = take(std::move(object))) rows.push_back(std::move(write));
+    if (RowWrite write = take(std::move(object), computation)) rows.push_back(std::move(write));
   }
   const auto inOrder = [](const RowWrite& a, const RowWrite& b) {
     const bool deletes = a.kind == RowWrite::Kind::kDelete;
@@ -157,8 +162,12 @@ void EditLog::numberChildren() {
   for (std::size_t i = 0; i < editedLists_.size(); ++i) editedLists_[i].second->number();
 }
 
-void EditLog::forgetSavedLists() {
-  std::erase_if(editedLists_, [](const auto& edited) { return edited.second->forgetSavedEdits(); });
+void EditLog::forgetWrittenNumbers() {
+  std::erase_if(editedLists_, [](const auto& edited) { return edited.second->forgetWrittenNumbers(); });
+}
+
+void EditLog::forgetLists() {
+  for (const auto& [owner, list] : std::exchange(editedLists_, {})) list->forgetEdits();
 }
 
 void EditLog::observeIndex(QWDatabaseObject& object) {

@@ -33,8 +33,13 @@ class EditLog {
   /// Everything counts as it is in the file.
   void forgetAll();
 
-  /// The write that brings an object's row up to date. The object counts as clean then.
-  static RowWrite take(std::shared_ptr<QWDatabaseObject> object);
+  /// Gives children that moved their numbers; what is taken to be written then belongs to the computation that
+  /// this answers.
+  std::uint32_t beginComputation();
+  /// How many there were.
+  std::uint32_t computations() const { return computations_; }
+  /// The write, of that computation, that brings an object's row up to date. The object counts as clean then.
+  static RowWrite take(std::shared_ptr<QWDatabaseObject> object, std::uint32_t computation);
   /// The writes of all rows that differ from their objects: deletions first, then rows from the highest
   /// number down, then new objects as they were made. The objects count as clean then.
   std::vector<RowWrite> takeAll();
@@ -44,8 +49,10 @@ class EditLog {
   void noteEditedList(QWDatabaseObject& owner, ChildList& list);
   /// Gives children that moved their numbers for the file.
   void numberChildren();
-  /// A save succeeded whole.
-  void forgetSavedLists();
+  /// After a save: numbers that no row has any more are free.
+  void forgetWrittenNumbers();
+  /// Lists keep what left them, which may have come to be above them: not beyond the store.
+  void forgetLists();
 
   /// The object has an observer of its "index" now, and had none before.
   void observeIndex(QWDatabaseObject& object);
@@ -66,6 +73,7 @@ class EditLog {
   std::vector<std::pair<std::shared_ptr<QWDatabaseObject>, ChildList*>> editedLists_;
   std::vector<std::pair<Back<QWDatabaseObject>, std::int64_t>> observedIndexes_;  // as last told
   bool settlesAtEndOfPass_ = false;
+  std::uint32_t computations_ = 0;  // of what is to be saved
   /// Which objects refer to, or own, another: made at the first save that has to know. It may name more.
   std::unique_ptr<Referrers> referrers_;
 };

@@ -155,6 +155,7 @@ int SaveRun::write(const RowWrite& row, const QWDatabaseObject& values) {
     row.object->rowState().loseRow();  // the next save writes a new row
     return fail(SQLITE_NOTFOUND, sql, "The row is not there any more");
   }
+  row.object->rowState().setWritten(row.computation);
   sqlite3_reset(statement);
   return SQLITE_OK;
 }
