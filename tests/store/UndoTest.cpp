@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "platform/loop/RunLoop.h"
 #include "platform/system/Clock.h"
 #include "store/Ledger.h"
 
@@ -71,6 +72,11 @@ TEST_F(StoreUndo, MovesBetweenParentsAreObservedAndUndone) {
   undo->undo();
   EXPECT_EQ(payees(*account), "abc");
   EXPECT_EQ(seen, "B+0-0A");
+  const auto index =
+      entries[2]->observe("index", [&](const qw::Change& change) { seen = change.newValue.description(); });
+  step(*store, [&] { account->entries().insert(store->create<Entry>(), 0); });
+  qw::RunLoop::current().drain();
+  EXPECT_EQ(seen, "3") << "an insertion moves those behind it";
 }
 
 TEST_F(StoreUndo, RegisteringATakenIDRenamesTheFirst) {
