@@ -20,7 +20,6 @@ class Guards : public LedgerTest {
 
   void SetUp() override {
     store = open();
-    store->undoManager()->setGroupsByEvent(false);
     step(*store, [&] {
       account = addAccount(*store, "A");
       addEntry(*account, "a")->setReceipt(store->create<Receipt>());
