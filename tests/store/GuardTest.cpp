@@ -18,10 +18,6 @@ class Guards : public OneStore {
  protected:
   using Access = QWDatabaseManager::Access;
 
-  void SetUp() override {
-    OneStore::SetUp();
-    store->undoManager()->setGroupsByEvent(false);
-  }
   static std::string logged(qw::Log::Capture& capture) {
     std::string text;
     for (const auto& message : capture.take()) text += message.text + "\n";
