@@ -43,7 +43,7 @@ struct QW_EXPORT AttributeStorage {
     const bool isNone = isNothing(value, row, columns[0]);
     if (!isNone || kIsNullable<TypeOf<Member>>) assign(member, std::move(value));
     if (isNone && !row.isNull(columns[0]))
-      object.keepUnread(memberTag<Member>(), row, {columns, Codec::suffixes.size()});
+      static_cast<Owner&>(object).keepUnread(memberTag<Member>(), row, {columns, Codec::suffixes.size()});
   }
   template <class V>
   static bool isNothing(const V& value, const RowReader& row, int column) {
@@ -209,7 +209,8 @@ constexpr Property reference(std::string_view key, AttributeOptions options = {}
   Property row = detail::persisted<Member, Setter>(key, PropertyKind::kReference, Storage::kStorage, options);
   // What undo brings back is the link itself: its target may be deleted now and live again after the next undo.
   row.stored = [](const Object& object) {
-    return Value(std::shared_ptr<Object>(Storage::target(static_cast<const QWDatabaseObject&>(object))));
+    return Value(
+        std::shared_ptr<Object>(Storage::target(static_cast<const typename Storage::Owner&>(object))));
   };
   return row;
 }
