@@ -155,6 +155,7 @@ TEST_F(Lists, NeighboursThatGiveWayLeaveTheirNumbersToNobody) {
 
 TEST_F(Lists, ANumberIsTakenUntilItsRowIsWritten) {
   fill(3);
+  store->undoManager()->setGroupsByEvent(true);
   auto& list = account().entries();
   list.move(list[2], 0);
   EXPECT_TRUE(store->saveChanges(account().computeChanges(), &error));
@@ -165,6 +166,7 @@ TEST_F(Lists, ANumberIsTakenUntilItsRowIsWritten) {
 
   sqlite3_exec(store->database(), "DROP TRIGGER refuse", nullptr, nullptr, nullptr);
   reopen(store);
+  store->undoManager()->setGroupsByEvent(true);
   auto& again = account().entries();
   again.move(again[0], 2);
   const auto changes = store->computeChanges();

@@ -33,8 +33,11 @@ TEST_F(StoreUndo, AnEditAndItsUndoLeaveACleanObject) {
 }
 
 TEST_F(StoreUndo, DeletingTakesChildrenAndOwnedObjectsAndClearsReferences) {
-  auto tag = store->ledger().tags().create();
-  entries[0]->setTag(tag.get());
+  std::shared_ptr<Tag> tag;
+  step(*store, [&] {
+    tag = store->ledger().tags().create();
+    entries[0]->setTag(tag.get());
+  });
   auto receipt = entries[0]->receipt();
   undo->removeAllActions();
   ASSERT_TRUE(store->save());
