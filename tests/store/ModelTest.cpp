@@ -242,6 +242,28 @@ TEST_F(Model, MissingAndEmptyColumnsLeaveTheInitialValue) {
   EXPECT_EQ(ask("SELECT \"group\" FROM \"Order\""), "again");
 }
 
+TEST_F(LedgerTest, WrongValuesChangeNothing) {
+  auto store = open();
+  auto account = addAccount(*store, "Cash");
+  addEntry(*account, "Baker");
+  for (const qw::Value& wrong :
+       {qw::Value(5), qw::Value("x"), qw::Value(), qw::Value(qw::Array{qw::Value()})})
+    EXPECT_FALSE(account->setValueForKey(wrong, "entries")) << wrong.description();
+  EXPECT_FALSE(account->entries().addObject(nullptr));
+  EXPECT_FALSE(account->entries().setObjects({nullptr}));
+  EXPECT_EQ(account->entries().size(), 1u);
+  EXPECT_EQ(QWDatabaseManager::open<LedgerManager>("", &error), nullptr);
+  EXPECT_EQ(qw::make<LedgerManager>()->copy(), nullptr) << "it was never opened";
+
+  // A new object in two lists of changes is one row.
+  auto added = addEntry(*account, "Butcher");
+  const auto first = store->computeChanges();
+  added->setPayee("Grocer");
+  const auto second = store->computeChanges();
+  ASSERT_TRUE(store->saveChanges(first) && store->saveChanges(second) && store->saveChanges(first));
+  EXPECT_EQ(ask("SELECT count(*), count(DISTINCT ID) FROM Entry"), "2|2");
+}
+
 TEST_F(LedgerTest, WhatCannotBeReadStaysUntilItIsSet) {
   auto store = open();
   auto account = addAccount(*store, "Cash");

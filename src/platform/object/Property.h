@@ -40,7 +40,9 @@ requires(std::is_integral_v<T> || std::is_enum_v<T>) struct ValueTraits<T> {
   static Value toValue(T value) { return static_cast<std::int64_t>(value); }
   static std::optional<T> fromValue(const Value& value) {
     if (!value.isNumber() && !value.isNull() && !value.text()) return std::nullopt;
-    return static_cast<T>(value.int64Value());
+    const std::int64_t number = value.int64Value();
+    const T fitting = static_cast<T>(number);
+    return static_cast<std::int64_t>(fitting) == number ? std::optional(fitting) : std::nullopt;
   }
   static ValueView view(T value) { return static_cast<std::int64_t>(value); }
 };

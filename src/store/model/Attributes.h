@@ -139,8 +139,9 @@ struct QW_EXPORT ChildrenStorage {
   static ChildList& list(QWDatabaseObject& object) { return static_cast<Owner&>(object).*Member; }
   static Value get(const Object& object) { return (static_cast<const Owner&>(object).*Member).toValue(); }
   static bool set(Object& object, const Value& value) {
+    if (!value.array()) return false;  // what is no list is no empty list
     std::vector<std::shared_ptr<QWDatabaseObject>> children;
-    for (const Value& element : value.array() ? *value.array() : Array()) {
+    for (const Value& element : *value.array()) {
       auto child = element.objectAs<Element>();
       if (!child) return false;
       children.push_back(std::move(child));

@@ -63,6 +63,11 @@ class Descendants {
   std::vector<Level> levels_;
 };
 
+bool refuseNull() {
+  Log::error("A null pointer is no child");
+  return false;
+}
+
 bool refuseCircle(const QWDatabaseObject& child, const QWDatabaseObject& owner) {
   Log::warning("{} does not go below {}, which is below it", child.ID().text(), owner.ID().text());
   return false;
@@ -152,7 +157,8 @@ void ChildList::sort() {
 }
 
 bool ChildList::insertObject(ObjectPointer child, std::size_t index) {
-  const Property* end = owner_ ? parentProperty(*owner_, *property_, *child) : nullptr;
+  const Property* end = owner_ && child ? parentProperty(*owner_, *property_, *child) : nullptr;
+  if (!child) return refuseNull();
   if (!end || !child->databaseManager() || child->databaseManager() != owner_->databaseManager()) {
     Log::error(
         "{} cannot be a child here: the parent is in no store, in another one, or has no such children",
@@ -241,6 +247,7 @@ bool ChildList::setObjects(const std::vector<ObjectPointer>& children) {
   };
   if (isReached()) return true;
   if (!owner_) return false;
+  if (std::find(children.begin(), children.end(), nullptr) != children.end()) return refuseNull();
   for (const auto& child : children)
     if (!items_.contains(*child) && isOrIsBelow(*owner_, *child)) return refuseCircle(*child, *owner_);
   const std::unordered_set<ObjectPointer> wanted(children.begin(), children.end());

@@ -145,10 +145,16 @@ std::string ClassSchema::fault(const Class& c) {
 }
 
 std::string ClassSchema::fault(const Class& root, std::span<const Class* const> classes) {
+  if (std::find(classes.begin(), classes.end(), nullptr) != classes.end())
+    return "modelClasses() lists a null pointer";
+  if (!root.table().empty() && root.isAbstract())
+    return fmt::format("{}, the class of the root object, is abstract", root.name());
   if (!root.table().empty() && std::find(classes.begin(), classes.end(), &root) == classes.end())
     return fmt::format("modelClasses() does not list {}, the class of the root object", root.name());
   std::map<std::string_view, const Class*> names;
   for (const Class* c : classes) {
+    if (std::count(classes.begin(), classes.end(), c) > 1)
+      return fmt::format("modelClasses() lists {} twice", c->name());
     const Class* registered = ClassRegistry::find(c->name());
     if ((registered && registered != c) || names.try_emplace(c->name(), c).first->second != c)
       return fmt::format("there are two classes called {}", c->name());

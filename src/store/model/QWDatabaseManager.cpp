@@ -67,6 +67,7 @@ std::shared_ptr<QWDatabaseManager> QWDatabaseManager::openAnother(const std::fil
 }
 
 std::shared_ptr<QWDatabaseManager> QWDatabaseManager::copy() const {
+  if (!makeAnother_) return nullptr;
   auto copy = makeAnother_();
   copy->makeAnother_ = makeAnother_;
   copy->initByCopyingDatabaseManager(*this);

@@ -109,6 +109,7 @@ bool QWDatabaseManager::initWithURL(const std::filesystem::path& URL, const Open
   const std::vector<const qw::Class*> classes = modelClasses();
   if (const std::string fault = qw::ClassSchema::fault(rootObjectClass(), classes); !fault.empty())
     return fail(error, fmt::format("The model is wrong: {}", fault));
+  if (URL.empty()) return fail(error, "Could not open database at URL : \nThe path is empty.");
   url_ = URL;
   document_ = options.document;
   readOnly_ = options.access == Access::kReadOnly || options.access == Access::kForeignReadOnly;

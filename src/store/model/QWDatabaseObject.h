@@ -102,7 +102,8 @@ class QW_EXPORT QWDatabaseObject : public qw::Object {
 
   /// The object and all below it with the same IDs, in a copied manager.
   std::shared_ptr<QWDatabaseObject> copyInDatabaseManager(QWDatabaseManager& manager) const;
-  /// The object and all below it, of another store, with the same IDs in this one, undoably.
+  /// The object, of another store, and what it owns, with the same IDs in this one, undoably. It goes below its
+  /// parent there once that is in this store, and goes again when the requests end without.
   std::shared_ptr<QWDatabaseObject> importInDatabaseManager(QWDatabaseManager& manager) const;
   /// A copy with a new ID, through an archive. Null with the error set when something in it cannot be
   /// archived, or objects lead to each other in a longer chain than archives hold, as in a tree of some 490

@@ -140,6 +140,10 @@ int SaveRun::write(const QWDatabaseChange& change) {
 
 int SaveRun::write(const RowWrite& row, const QWDatabaseObject& values) {
   using Kind = RowWrite::Kind;
+  // Computed once more before the first of the changes was run: the object has a row by now.
+  const std::int64_t present = row.object->rowState().rowID();
+  if (row.kind == Kind::kInsert && present > 0)
+    return write({row.object, row.object->rowState(), row.computation, Kind::kUpdate, row.isPlaced}, values);
   const std::string& sql = row.sql();
   if (const int result = statementFor(sql); result != SQLITE_OK) return result;
   sqlite3_stmt* statement = query_->statement();
