@@ -304,7 +304,7 @@ TEST_F(Sync, AnInterruptOfTheReviewCancels) {
     mkfifo answers
     exec 9<>answers
     "$EXPENSES_PROGRAM" sync b c --review <&9 >seen &
-    until grep -q Enter seen; do sleep 0.02; done
+    until grep -qs Enter seen; do sleep 0.02; done
     kill -INT $!
     wait $!
   )");
