@@ -132,7 +132,7 @@ void ChildList::indexesChanged() {
   if (QWDatabaseManager* manager = owner_->databaseManager()) manager->edits().indexesChanged();
 }
 
-void ChildList::append(ObjectPointer child) {
+void ChildList::append(std::shared_ptr<QWDatabaseObject> child) {
   const bool isInOrder = child->order_ >= 0 && (items_.empty() || items_.back()->order_ < child->order_);
   items_.push_back(child);
   if (isInOrder) return;
